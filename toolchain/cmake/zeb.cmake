@@ -1,0 +1,283 @@
+# The project's CMake vocabulary. One platform is chosen per configure:
+#
+#   ZEB_CROSS    Windows binaries built on Linux (toolchain file windows-msabi.cmake)
+#   ZEB_LINUX    portable layers, natively
+#   ZEB_MSVC     Windows binaries built on Windows with the SDK
+#
+# and ZEB_FLAVOURS lists the runtimes a Node add-on is built for there:
+#
+#   desktop      module version 123 with that runtime's V8 build flags: the product (Windows only)
+#   node         the pinned Node.js's headers as they are: what the tests load
+#
+# Functions, each described where it stands:
+#
+#   zeb_target_defaults(<target>)
+#   zeb_add_executable(<target> SOURCES ... [LIBS ...])
+#   zeb_add_dll(<target> SOURCES ... [LIBS ...])
+#   zeb_add_flavour_library(<target> FLAVOUR <flavour> SOURCES ... [LIBS ...])
+#   zeb_add_node_addon(<target> FLAVOUR <flavour> SOURCES ... [LIBS ...] [OUTPUT_NAME <name>])
+#   zeb_add_unit_test(<stem> SOURCES ... [LIBS ...])
+#   zeb_add_script_test(<stem> [NATIVE])
+include_guard(GLOBAL)
+include(${CMAKE_CURRENT_LIST_DIR}/locate.cmake)
+
+set(ZEB_TOOLCHAIN_DIR ${PROJECT_SOURCE_DIR}/toolchain)
+set(ZEB_SANITIZE "" CACHE STRING "address, thread (Linux) or trap (undefined behaviour ends the process, Windows)")
+set(ZEB_RUNTIME_HEADERS "" CACHE PATH "header set of the desktop runtime (include/node); default: Node.js's headers")
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  set(ZEB_LINUX ON)
+  set(ZEB_FLAVOURS node)
+else()
+  set(ZEB_FLAVOURS desktop node)
+  enable_language(RC)
+  if(NOT ZEB_CROSS)
+    set(ZEB_MSVC ON)
+  elseif(NOT EXISTS ${ZEB_SYSROOT}/lib)
+    message(FATAL_ERROR "The sysroot is not built yet. Run: ./zeb setup")
+  endif()
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# Objects are shared by all build folders and, because paths below the checkout count as relative, by all checkouts.
+find_program(ZEB_CCACHE ccache)
+if(ZEB_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT ZEB_MSVC)
+  set(_launcher env CCACHE_DIR=${ZEB_CACHE}/ccache CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${ZEB_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${_launcher})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${_launcher})
+endif()
+
+find_package(Threads REQUIRED)
+
+# ---- compiler and linker settings -----------------------------------------------------------------------------------
+add_library(zeb_options INTERFACE)
+target_include_directories(zeb_options INTERFACE
+  ${PROJECT_SOURCE_DIR}/src_native ${PROJECT_SOURCE_DIR}/src_native/common/include)
+if(ZEB_MSVC)
+  target_compile_options(zeb_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf)
+  target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
+else()
+  target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wcast-align -Wundef -Wextra-semi -Wformat=2
+    -Wimplicit-fallthrough -Woverloaded-virtual -Wthread-safety -Wthread-safety-beta -Werror
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${ZEB_CACHE}=/cache>)
+  if(ZEB_CROSS)
+    # No build paths in the debug information. Not in the toolchain file: the linker's driver warns about it.
+    target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line>)
+    target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE)
+  else()
+    target_compile_options(zeb_options INTERFACE -fstack-protector-strong -fvisibility=hidden)
+    target_compile_definitions(zeb_options INTERFACE _FILE_OFFSET_BITS=64)
+  endif()
+endif()
+target_link_libraries(zeb_options INTERFACE Threads::Threads)
+
+if(ZEB_SANITIZE STREQUAL "address")
+  set(_sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(zeb_options INTERFACE ${_sanitize})
+  target_link_options(zeb_options INTERFACE ${_sanitize})
+elseif(ZEB_SANITIZE STREQUAL "thread")
+  target_compile_options(zeb_options INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_link_options(zeb_options INTERFACE -fsanitize=thread)
+elseif(ZEB_SANITIZE STREQUAL "trap")
+  # object-size is out: an empty base at the end of a class lies past the end in this ABI.
+  target_compile_options(zeb_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:
+    -fsanitize=undefined -fno-sanitize=object-size -fsanitize-trap=undefined>)
+endif()
+
+# Windows images: reproducible, hardened, with a PDB beside them, free of the build's paths.
+set(ZEB_SYSTEM_LIBS ucrtbase kernel32 user32 gdi32 advapi32 ole32 oleaut32 shell32 version wevtapi runtimeobject
+    CACHE INTERNAL "import libraries offered to every Windows image; only what is used is imported")
+add_library(zeb_windows_link INTERFACE)
+if(ZEB_CROSS)
+  target_link_options(zeb_windows_link INTERFACE
+    LINKER:/debug:full LINKER:/opt:ref LINKER:/opt:icf LINKER:/incremental:no LINKER:/manifest:no
+    LINKER:/dynamicbase LINKER:/highentropyva LINKER:/nxcompat LINKER:/guard:cf
+    LINKER:/Brepro LINKER:/pdbaltpath:%_PDB% LINKER:/pdbsourcepath:/build LINKER:/lldignoreenv)
+  list(TRANSFORM ZEB_SYSTEM_LIBS REPLACE "(.+)" "${ZEB_SYSROOT}/lib/\\1.lib" OUTPUT_VARIABLE _system_libs)
+  target_link_libraries(zeb_windows_link INTERFACE ${ZEB_SYSROOT}/lib/cxx.lib ${_system_libs})
+elseif(ZEB_MSVC)
+  target_link_options(zeb_windows_link INTERFACE
+    /DEBUG:FULL /OPT:REF /OPT:ICF /INCREMENTAL:NO /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /guard:cf /Brepro)
+  target_link_libraries(zeb_windows_link INTERFACE
+    kernel32 user32 gdi32 advapi32 ole32 oleaut32 shell32 version wevtapi runtimeobject)
+endif()
+
+# Warnings as errors, C++20, the include roots, sanitizers: for every target of ours.
+function(zeb_target_defaults target)
+  target_link_libraries(${target} PRIVATE zeb_options)
+endfunction()
+
+# Links a Windows image with the start-up code of its kind.
+function(_zeb_link_windows target kind)  # kind: dll or exe
+  target_link_libraries(${target} PRIVATE zeb_windows_link)
+  if(ZEB_CROSS)
+    if(kind STREQUAL "dll")
+      set(entry _DllMainCRTStartup)
+      target_link_options(${target} PRIVATE LINKER:/dll)
+    else()
+      set(entry mainCRTStartup)
+      target_link_options(${target} PRIVATE LINKER:/subsystem:console)
+    endif()
+    target_link_libraries(${target} PRIVATE ${ZEB_SYSROOT}/lib/startup_${kind}.lib)
+    target_link_options(${target} PRIVATE
+      LINKER:/entry:${entry} LINKER:/wholearchive:${ZEB_SYSROOT}/lib/startup_${kind}.lib LINKER:/noimplib)
+  endif()
+endfunction()
+
+# A program: test programs and benchmarks.
+function(zeb_add_executable target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS")
+  add_executable(${target} ${arg_SOURCES})
+  zeb_target_defaults(${target})
+  target_link_libraries(${target} PRIVATE ${arg_LIBS})
+  if(NOT ZEB_LINUX)
+    _zeb_link_windows(${target} exe)
+  endif()
+endfunction()
+
+# A Windows DLL of tests, such as a stand-in for a system DLL: <target>.dll. Exports by __declspec(dllexport) or by a
+# .def file among SOURCES.
+function(zeb_add_dll target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_NAME" "SOURCES;LIBS")
+  add_library(${target} MODULE ${arg_SOURCES})
+  zeb_target_defaults(${target})
+  target_link_libraries(${target} PRIVATE ${arg_LIBS})
+  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".dll")
+  if(arg_OUTPUT_NAME)
+    set_target_properties(${target} PROPERTIES OUTPUT_NAME ${arg_OUTPUT_NAME})
+  endif()
+  _zeb_link_windows(${target} dll)
+endfunction()
+
+# ---- the runtimes' headers ---------------------------------------------------------------------------------------------
+# A Node add-on is tied to one module version and to the flags V8 was built with; both must reach every source that
+# sees V8's headers, or inlined accessors read objects wrongly.
+set(ZEB_NODE_HEADERS ${ZEB_NODE_LINUX}/include/node CACHE PATH "Node.js's headers (include/node)")
+if(ZEB_CROSS)
+  set(ZEB_NODE_LIB ${ZEB_SYSROOT}/lib/node.lib)
+elseif(ZEB_MSVC)
+  set(ZEB_NODE_LIB "" CACHE FILEPATH "node.lib of the Node.js whose headers ZEB_NODE_HEADERS names")
+endif()
+
+# The V8 flags and the module version that a header set's own config.gypi states.
+function(_zeb_read_runtime_headers dir definitions)
+  file(READ ${dir}/config.gypi gypi)
+  set(result)
+  foreach(pair IN ITEMS
+      v8_enable_pointer_compression=V8_COMPRESS_POINTERS
+      v8_enable_pointer_compression_shared_cage=V8_COMPRESS_POINTERS_IN_SHARED_CAGE
+      v8_enable_31bit_smis_on_64bit_arch=V8_31BIT_SMIS_ON_64BIT_ARCH
+      v8_enable_sandbox=V8_ENABLE_SANDBOX)
+    string(REPLACE "=" ";" pair ${pair})
+    list(GET pair 0 variable)
+    list(GET pair 1 definition)
+    if(gypi MATCHES "['\"]${variable}['\"]: *['\"]?(1|true)")
+      list(APPEND result ${definition})
+    endif()
+  endforeach()
+  if(NOT gypi MATCHES "['\"]node_module_version['\"]: *['\"]?([0-9]+)")
+    message(FATAL_ERROR "${dir}/config.gypi names no node_module_version")
+  endif()
+  list(APPEND result NODE_EMBEDDER_MODULE_VERSION=${CMAKE_MATCH_1})
+  set(${definitions} ${result} PARENT_SCOPE)
+endfunction()
+
+foreach(_flavour IN LISTS ZEB_FLAVOURS)
+  set(_headers ${ZEB_NODE_HEADERS})
+  set(_definitions)
+  if(_flavour STREQUAL "desktop" AND ZEB_RUNTIME_HEADERS)
+    set(_headers ${ZEB_RUNTIME_HEADERS})
+    _zeb_read_runtime_headers(${ZEB_RUNTIME_HEADERS} _definitions)
+  elseif(_flavour STREQUAL "desktop")
+    set(_definitions NODE_EMBEDDER_MODULE_VERSION=123 V8_COMPRESS_POINTERS V8_COMPRESS_POINTERS_IN_SHARED_CAGE
+        V8_31BIT_SMIS_ON_64BIT_ARCH V8_ENABLE_SANDBOX)
+  endif()
+  add_library(zeb_headers_${_flavour} INTERFACE)
+  target_include_directories(zeb_headers_${_flavour} SYSTEM INTERFACE ${_headers})
+  target_compile_definitions(zeb_headers_${_flavour} INTERFACE
+    BUILDING_NODE_EXTENSION USING_UV_SHARED=1 USING_V8_SHARED=1 ${_definitions})
+endforeach()
+
+# A static library of sources that see V8's headers, compiled for one runtime.
+function(zeb_add_flavour_library target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR" "SOURCES;LIBS")
+  add_library(${target} STATIC ${arg_SOURCES})
+  zeb_target_defaults(${target})
+  target_link_libraries(${target} PUBLIC zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
+endfunction()
+
+# A Node add-on for one runtime: <build>/<flavour>/<output name>.node, the PDB beside it. Its imports from node.exe are
+# bound at run time to whatever program hosts it, so applications may rename their executable.
+function(zeb_add_node_addon target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR;OUTPUT_NAME" "SOURCES;LIBS")
+  if(NOT arg_OUTPUT_NAME)
+    set(arg_OUTPUT_NAME ${target})
+  endif()
+  add_library(${target} MODULE ${arg_SOURCES})
+  zeb_target_defaults(${target})
+  target_link_libraries(${target} PRIVATE zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
+  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".node" OUTPUT_NAME ${arg_OUTPUT_NAME}
+    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/${arg_FLAVOUR})
+  if(ZEB_LINUX)
+    return()
+  endif()
+  string(REPLACE "." "," ZEB_VERSION_NUMBERS "${PROJECT_VERSION}.0")
+  set(ZEB_FILE_NAME ${arg_OUTPUT_NAME}.node)
+  configure_file(${ZEB_TOOLCHAIN_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
+  target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+  _zeb_link_windows(${target} dll)
+  target_link_libraries(${target} PRIVATE ${ZEB_NODE_LIB})
+  if(ZEB_CROSS)
+    target_link_libraries(${target} PRIVATE ${ZEB_SYSROOT}/lib/delayload.lib)
+    target_link_options(${target} PRIVATE LINKER:/delayload:node.exe)
+  else()
+    target_sources(${target} PRIVATE ${ZEB_TOOLCHAIN_DIR}/cmake/delayhook.cpp)
+    target_link_libraries(${target} PRIVATE delayimp)
+    target_link_options(${target} PRIVATE /DELAYLOAD:node.exe)
+  endif()
+endfunction()
+
+# ---- tests ---------------------------------------------------------------------------------------------------------------
+# Every test leaves a JUnit file in <build>/results; the developer command adds their cases up.
+file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/results)
+
+if(ZEB_CROSS)
+  set(ZEB_GTEST ${ZEB_SYSROOT}/lib/gtest.lib)
+  set(ZEB_RUNNER ${ZEB_TOOLCHAIN_DIR}/wine/run)
+else()
+  set(ZEB_GTEST zeb_gtest)
+  set(ZEB_RUNNER)
+  set(GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest's source")
+  if(EXISTS ${GOOGLETEST_DIR})
+    add_library(zeb_gtest STATIC EXCLUDE_FROM_ALL
+      ${GOOGLETEST_DIR}/googletest/src/gtest-all.cc ${GOOGLETEST_DIR}/googlemock/src/gmock-all.cc)
+    target_include_directories(zeb_gtest PRIVATE ${GOOGLETEST_DIR}/googletest ${GOOGLETEST_DIR}/googlemock)
+    target_link_libraries(zeb_gtest PRIVATE zeb_options)
+    target_compile_options(zeb_gtest PRIVATE $<IF:$<BOOL:${ZEB_MSVC}>,/w,-w>)
+  endif()
+endif()
+add_library(zeb_gtest_headers INTERFACE)
+target_include_directories(zeb_gtest_headers SYSTEM INTERFACE
+  /usr/src/googletest/googletest/include /usr/src/googletest/googlemock/include)
+if(GOOGLETEST_DIR)
+  target_include_directories(zeb_gtest_headers SYSTEM INTERFACE
+    ${GOOGLETEST_DIR}/googletest/include ${GOOGLETEST_DIR}/googlemock/include)
+endif()
+
+# A GoogleTest program, target unit-<stem>, ctest name <stem>, label unit. main() is supplied.
+function(zeb_add_unit_test stem)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBS")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  zeb_add_executable(unit-${stem} SOURCES ${arg_SOURCES} ${ZEB_TOOLCHAIN_DIR}/cmake/gtest_main.cpp
+    LIBS ${arg_LIBS} ${ZEB_GTEST} zeb_gtest_headers)
+  target_include_directories(unit-${stem} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  add_test(NAME ${stem} COMMAND ${ZEB_RUNNER} $<TARGET_FILE:unit-${stem}> --gtest_output=xml:results/${stem}.xml
+    WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+  set_tests_properties(${stem} PROPERTIES LABELS unit TIMEOUT ${arg_TIMEOUT})
+endfunction()

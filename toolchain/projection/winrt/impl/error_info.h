@@ -1,0 +1,101 @@
+#pragma once
+
+// What the system knows about a failure beside its code: texts and a context that travel with the calling thread.
+
+#include "winrt/impl/com_ptr.h"
+
+#include <string_view>
+
+namespace winrt::impl
+{
+// Owns one BSTR.
+class Bstr
+{
+public:
+    Bstr() noexcept = default;
+    Bstr(Bstr&& other) noexcept : m_text(std::exchange(other.m_text, nullptr)) {}
+    Bstr& operator=(Bstr&& other) noexcept
+    {
+        std::swap(m_text, other.m_text);
+        return *this;
+    }
+    ~Bstr() { platform::freeBstr(m_text); }
+
+    wchar_t** put() noexcept { return &m_text; }
+    explicit operator bool() const noexcept { return m_text != nullptr; }
+    operator std::wstring_view() const noexcept { return {m_text, platform::bstrLength(m_text)}; }
+
+private:
+    wchar_t* m_text = nullptr;
+};
+
+constexpr bool isSpace(wchar_t unit) noexcept
+{
+    return unit == L' ' || (unit >= L'\t' && unit <= L'\r');
+}
+
+// Only the end is trimmed: system texts end in line breaks, and an inner one belongs to the text.
+inline hstring trimmedMessage(std::wstring_view text)
+{
+    while (!text.empty() && isSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return hstring{text};
+}
+
+// The system's own text for a code, in the user's language; empty when it has none.
+inline hstring systemMessage(hresult code)
+{
+    struct Buffer
+    {
+        wchar_t* text = nullptr;
+        ~Buffer() { platform::freeLocal(text); }
+    } buffer;
+    constexpr uint32_t allocateFromSystemIgnoringInserts = 0x1300;
+    constexpr uint32_t userLanguage = 0x0400;
+    uint32_t const length =
+        platform::formatMessage(allocateFromSystemIgnoringInserts, nullptr, static_cast<uint32_t>(code.value),
+                                userLanguage, &buffer.text, 0, nullptr);
+    return trimmedMessage({buffer.text, length});
+}
+
+inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept
+{
+    com_ptr<ErrorInfoAbi> info;
+    platform::takeErrorInfo(0, info.put_void());
+    return info;
+}
+
+// Has the system make error information for a failure born here and takes it back. Nothing comes back when the thread
+// has no COM or when the system keeps no record.
+inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) noexcept
+{
+    using Function = int32_t (*)(int32_t code, void* message, void* exception) noexcept;
+    auto const function = reinterpret_cast<Function>(platform::calls.runtimeFunction("RoOriginateLanguageException"));
+    if (!function) {
+        return nullptr;
+    }
+    function(code, message, nullptr);
+    return takeErrorInfo().try_as<RestrictedErrorInfoAbi>();
+}
+
+// Takes the calling thread's error information after a call has failed. An object of the older kind has only a
+// description: the system is asked to make a new one from it.
+inline com_ptr<RestrictedErrorInfoAbi> takeRestrictedErrorInfo(hresult code)
+{
+    auto const info = takeErrorInfo();
+    if (auto restricted = info.try_as<RestrictedErrorInfoAbi>()) {
+        if (auto const language = info.try_as<LanguageErrorInfoAbi>()) {
+            language->CapturePropagationContext(nullptr);
+        }
+        return restricted;
+    }
+    hstring message;
+    if (info) {
+        Bstr description;
+        info->GetDescription(description.put());
+        message = trimmedMessage(description);
+    }
+    return originate(code, get_abi(message));
+}
+}

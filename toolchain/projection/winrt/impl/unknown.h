@@ -1,0 +1,127 @@
+#pragma once
+
+// The two roots of every projected interface and class.
+//
+// A projected object is one counted pointer to its default binary interface, or null. Calling through null is a
+// programming error and faults. Copies share the object; whether calls from several threads are allowed is up to it.
+
+#include "winrt/impl/hresult_error.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace winrt::Windows::Foundation
+{
+struct IUnknown
+{
+    IUnknown(std::nullptr_t = nullptr) noexcept {}
+    IUnknown(void* object, take_ownership_from_abi_t) noexcept : m_object(object, take_ownership_from_abi) {}
+
+    explicit operator bool() const noexcept { return static_cast<bool>(m_object); }
+
+    // Another interface of the object, or a class by its default interface. The first throws what the object answers
+    // when it does not have it, the second gives null. Null stays null.
+    template <typename To> To as() const
+    {
+        void* result = nullptr;
+        if (m_object) {
+            check_hresult(m_object->QueryInterface(guid_of<To>(), &result));
+        }
+        return To{result, take_ownership_from_abi};
+    }
+
+    template <typename To> To try_as() const noexcept
+    {
+        void* result = nullptr;
+        if (m_object) {
+            m_object->QueryInterface(guid_of<To>(), &result);
+        }
+        return To{result, take_ownership_from_abi};
+    }
+
+    friend void* get_abi(IUnknown const& object) noexcept { return object.m_object.get(); }
+    friend void** put_abi(IUnknown& object) noexcept { return object.m_object.put_void(); }
+    friend void* detach_abi(IUnknown& object) noexcept { return object.m_object.detach(); }
+
+    // The same object, asked through its identity: two interfaces of one object are equal.
+    friend bool operator==(IUnknown const& left, IUnknown const& right) noexcept
+    {
+        return left.m_object.try_as<impl::UnknownAbi>().get() == right.m_object.try_as<impl::UnknownAbi>().get();
+    }
+
+private:
+    com_ptr<impl::UnknownAbi> m_object;
+};
+
+struct IInspectable : IUnknown
+{
+    IInspectable(std::nullptr_t = nullptr) noexcept {}
+    IInspectable(void* object, take_ownership_from_abi_t) noexcept : IUnknown(object, take_ownership_from_abi) {}
+};
+
+struct IActivationFactory : IInspectable
+{
+    IActivationFactory(std::nullptr_t = nullptr) noexcept {}
+    IActivationFactory(void* object, take_ownership_from_abi_t) noexcept
+        : IInspectable(object, take_ownership_from_abi)
+    {}
+
+    // A new object of the factory's class. Null, without a throw, when the object lacks the wanted interface.
+    template <typename T> T ActivateInstance() const
+    {
+        IInspectable instance;
+        check_hresult(static_cast<impl::ActivationFactoryAbi*>(get_abi(*this))->ActivateInstance(put_abi(instance)));
+        return instance.try_as<T>();
+    }
+};
+}
+
+namespace winrt::impl
+{
+template <> struct abi<Windows::Foundation::IUnknown>
+{
+    using type = UnknownAbi;
+};
+template <> struct abi<Windows::Foundation::IInspectable>
+{
+    using type = InspectableAbi;
+};
+template <> struct abi<Windows::Foundation::IActivationFactory>
+{
+    using type = ActivationFactoryAbi;
+};
+template <> inline constexpr guid guid_v<Windows::Foundation::IUnknown> = guid_v<UnknownAbi>;
+template <> inline constexpr guid guid_v<Windows::Foundation::IInspectable> = guid_v<InspectableAbi>;
+template <> inline constexpr guid guid_v<Windows::Foundation::IActivationFactory> = guid_v<ActivationFactoryAbi>;
+
+// The binary interface of a projected object, for one call.
+template <typename T> abi_t<T>& abiOf(T const& object) noexcept
+{
+    return *static_cast<abi_t<T>*>(get_abi(object));
+}
+
+// The class's name as the runtime knows it; specialised beside each class.
+template <typename T> inline constexpr wchar_t const* name_v = T::no_class_name_is_known_for_this_type;
+}
+
+namespace winrt
+{
+template <typename T> constexpr std::wstring_view name_of() noexcept
+{
+    return impl::name_v<T>;
+}
+
+// Replaces what `object` holds by a borrowed binary pointer and takes a reference of its own.
+template <typename T> void copy_from_abi(T& object, void* value) noexcept
+{
+    if (value) {
+        static_cast<impl::UnknownAbi*>(value)->AddRef();
+    }
+    object = T{value, take_ownership_from_abi};
+}
+
+template <typename T> void attach_abi(T& object, void* value) noexcept
+{
+    object = T{value, take_ownership_from_abi};
+}
+}
