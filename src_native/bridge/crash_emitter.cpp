@@ -1,0 +1,38 @@
+#include "bridge/crash_emitter.h"
+
+#include <array>
+#include <cstdint>
+#include <functional>
+
+#include "common/v8binding/v8binding.h"
+
+namespace zeb {
+
+namespace {
+
+constexpr std::array kMethods{
+    common::js::methodEntry<CrashEmitter, &CrashEmitter::emitStackOverflow>("emitStackOverflow"),
+    common::js::methodEntry<CrashEmitter, &CrashEmitter::emitAccessViolation>("emitAccessViolation"),
+};
+
+}  // namespace
+
+CrashEmitter::CrashEmitter(v8::Isolate* isolate, v8::Local<v8::Object> object) {
+    common::js::bindMethods(isolate, object, kMethods);
+}
+
+void CrashEmitter::emitStackOverflow() {
+    // Through the type-erased wrapper each level keeps a frame of its own; an optimiser would turn a plain recursion
+    // into a loop.
+    std::function<void(int)> recurse;
+    recurse = [&recurse](int value) { recurse(value); };
+    const int value = 42;
+    recurse(value);
+}
+
+void CrashEmitter::emitAccessViolation() {
+    volatile std::int32_t* volatile address = nullptr;
+    *address = 42;
+}
+
+}  // namespace zeb

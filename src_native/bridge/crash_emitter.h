@@ -1,0 +1,23 @@
+#pragma once
+
+#include <v8.h>
+
+#include "bridge/component.h"
+
+namespace zeb {
+
+/// Crashes the host process on request, so that an application can see its crash reporting at work.
+/// Exported as "crash_emitter". Stateless; script thread.
+class CrashEmitter : public Component {
+public:
+    using Interfaces = common::TypeList<Component>;
+
+    CrashEmitter(v8::Isolate* isolate, v8::Local<v8::Object> object);
+
+    /// Ends the process with a stack overflow.
+    static void emitStackOverflow();
+    /// Ends the process with an access violation: a write to address 0.
+    static void emitAccessViolation();
+};
+
+}  // namespace zeb

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <v8.h>
+
+#include <memory>
+#include <string>
+
+#include "bridge/component.h"
+#include "common/utils/functor.h"
+
+namespace zeb {
+
+/// Forwards the module's log to a script function. Exported as "diagnostics".
+///
+/// The log has one handler for the whole process: the last `setLogHandler` wins, whichever context called it, and the
+/// end of any diagnostics component removes it. Records written on the script thread of the context that installed
+/// the function reach it; all others only reach the debugger's output.
+class DiagnosticsComponent : public Component {
+public:
+    using Interfaces = common::TypeList<Component>;
+    /// The script function's view: (text, level).
+    using LogCallback = common::FunctorClass<0, void, common::TypeList<std::string, int>>;
+
+    DiagnosticsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    ~DiagnosticsComponent() override;
+
+private:
+    struct Methods;
+
+    /// Installs `callback`; without one, records only go to the debugger's output.
+    static void setLogHandler(std::unique_ptr<LogCallback> callback);
+};
+
+}  // namespace zeb

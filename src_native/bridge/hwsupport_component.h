@@ -1,0 +1,37 @@
+#pragma once
+
+#include <v8.h>
+
+#include <cstdint>
+
+#include "bridge/component.h"
+#include "bridge/pointercapture.h"
+#include "bridge/rawinputdriver.h"
+
+namespace zeb {
+
+/// A logical button. Script may pass any number; see `getButtonState`.
+enum class MouseButton : std::int32_t { left = 0, middle = 1, right = 2 };
+
+/// Mouse input for script. Exported as "hardware". Script thread.
+///
+/// All capture objects of one component share one driver, so at most one of them captures at any time.
+class HwComponentComponent : public Component {
+public:
+    using Interfaces = common::TypeList<Component>;
+
+    HwComponentComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
+
+    /// Whether the button is held down now. Left and right follow the user's button swap as the last capture saw it;
+    /// an unknown button asks for the physical primary button.
+    bool getButtonState(MouseButton button);
+
+    /// A new, idle capture object. Throws "Fail to create raw input driver" when there is no memory for the driver;
+    /// empty when there is none for the capture object.
+    common::ComPtr<PointerCapture> capturePointer();
+
+private:
+    common::ComPtr<RawInputDriver> m_driver;  // made at the first capture
+};
+
+}  // namespace zeb

@@ -1,0 +1,167 @@
+#include "bridge/node_module.h"
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "common/utils/lock.h"
+#include "common/v8binding/environment.h"
+#include "common/v8binding/v8binding.h"
+#include "common/v8binding/v8utils.h"
+
+namespace zeb {
+
+namespace {
+
+using common::ComPtr;
+using common::Lock;
+using common::LockGuard;
+using common::js::Environment;
+using common::js::makeStr;
+
+/// A component that script can reach, and the script object to cut off from it when it goes.
+struct LiveComponent {
+    ComPtr<Component> component;
+    v8::Isolate* isolate;
+    v8::Global<v8::Object> object;  // weak: script decides how long its object lives
+};
+
+struct LiveComponents {
+    Lock lock;
+    std::list<LiveComponent> list ZEB_GUARDED_BY(lock);
+};
+
+// Never destroyed: each environment's end has emptied its part, and what an abrupt end of the process left must not be
+// released without an engine.
+LiveComponents& liveComponents() {
+    static LiveComponents& instance = *new LiveComponents;
+    return instance;
+}
+
+void release(LiveComponent& live) {
+    const v8::HandleScope scope(live.isolate);
+    if (Environment* const environment = Environment::of(live.isolate)) {
+        environment->removeReceiver(live.component.get());
+    }
+    // The script object outlives the component and must not keep its address.
+    const v8::Local<v8::Object> object = live.object.Get(live.isolate);
+    if (!object.IsEmpty()) object->SetInternalField(0, v8::External::New(live.isolate, nullptr));
+    live.component.reset();
+}
+
+void releaseComponentsOf(v8::Isolate* isolate) noexcept {
+    std::list<LiveComponent> ours;
+    {
+        LiveComponents& live = liveComponents();
+        const LockGuard guard(live.lock);
+        for (auto next = live.list.begin(); next != live.list.end();) {
+            const auto current = next++;
+            if (current->isolate == isolate) ours.splice(ours.end(), live.list, current);
+        }
+    }
+    for (LiveComponent& component : ours) release(component);
+}
+
+/// Releases an environment's components when it ends without `shutdown`.
+class ComponentsOfEnvironment final : public common::js::EnvironmentObserver {
+public:
+    explicit ComponentsOfEnvironment(Environment* environment)
+        : EnvironmentObserver(environment), m_isolate(environment->isolate()) {}
+
+    void onEnvironmentEnd() noexcept override {
+        releaseComponentsOf(m_isolate);
+        delete this;
+    }
+
+private:
+    v8::Isolate* m_isolate;
+};
+
+void addComponent(const RegistryEntry& entry, v8::Isolate* isolate, v8::Local<v8::Context> context,
+                  v8::Local<v8::ObjectTemplate> objectTemplate, v8::Local<v8::Object> exports) {
+    const v8::Local<v8::Object> object = objectTemplate->NewInstance(context).ToLocalChecked();
+    ComPtr<Component> component = entry.factory(isolate, object);
+    auto* const counted = static_cast<IRefCounted*>(component->query(typeid(IRefCounted)));
+    common::js_internal::linkReceiver(isolate, object, counted);
+    static_cast<void>(exports->Set(context, makeStr(isolate, std::string_view(entry.name)), object));
+
+    LiveComponent live{std::move(component), isolate, v8::Global<v8::Object>(isolate, object)};
+    live.object.SetWeak();
+    LiveComponents& all = liveComponents();
+    const LockGuard guard(all.lock);
+    all.list.push_back(std::move(live));
+}
+
+void shutdown(const v8::FunctionCallbackInfo<v8::Value>& info) {
+    const v8::HandleScope scope(info.GetIsolate());
+    releaseComponents(info.GetIsolate());
+    info.GetReturnValue().SetUndefined();
+}
+
+}  // namespace
+
+std::list<RegistryEntry>& componentRegistry() {
+    static std::list<RegistryEntry> registry;
+    return registry;
+}
+
+ComponentRegistration::ComponentRegistration(std::string name, ComponentFactory factory) {
+    componentRegistry().push_back({std::move(name), factory});
+}
+
+ModuleRegistration::ModuleRegistration() {
+    // The runtime writes to the record (its library handle and list link).
+    node_module_register(const_cast<node::node_module*>(&moduleRecord()));
+}
+
+const node::node_module& moduleRecord() {
+    static node::node_module record = {
+        NODE_MODULE_VERSION, 0, nullptr, __FILE__, nullptr, &initializeModule, "NODE_GYP_MODULE_NAME", nullptr, nullptr,
+    };
+    return record;
+}
+
+void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::Local<v8::Context> context, void*) {
+    v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+    const v8::HandleScope scope(isolate);
+    Environment* const environment = Environment::open(context);
+    if (environment == nullptr) {
+        isolate->ThrowException(
+            v8::Exception::Error(makeStr(isolate, std::string_view("zebbridge needs a context of Node.js"))));
+        return;
+    }
+    new ComponentsOfEnvironment(environment);  // ends with the environment
+
+    const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
+    objectTemplate->SetInternalFieldCount(1);
+    for (const RegistryEntry& entry : componentRegistry()) {
+        addComponent(entry, isolate, context, objectTemplate, exports);
+    }
+
+    const v8::HandleScope shutdownScope(isolate);
+    const v8::Local<v8::Context> current = isolate->GetCurrentContext();
+    const v8::Local<v8::Function> function =
+        v8::FunctionTemplate::New(isolate, &shutdown)->GetFunction(current).ToLocalChecked();
+    const v8::Local<v8::String> name = makeStr(isolate, std::string_view("shutdown"));
+    function->SetName(name);
+    static_cast<void>(exports->Set(current, name, function));
+}
+
+void releaseComponents(v8::Isolate* isolate) noexcept {
+    std::vector<v8::Isolate*> others;
+    {
+        LiveComponents& live = liveComponents();
+        const LockGuard guard(live.lock);
+        for (const LiveComponent& component : live.list) {
+            if (component.isolate != isolate && (others.empty() || others.back() != component.isolate)) {
+                others.push_back(component.isolate);
+            }
+        }
+    }
+    for (v8::Isolate* const other : others) {
+        Environment::post(other, [other] { releaseComponentsOf(other); });
+    }
+    releaseComponentsOf(isolate);
+}
+
+}  // namespace zeb

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <node.h>
+#include <v8.h>
+
+#include <list>
+#include <string>
+
+#include "bridge/component.h"
+
+namespace zeb {
+
+/// A component's place on the exports: the property's name and how to make the object behind it.
+struct RegistryEntry {
+    std::string name;
+    ComponentFactory factory;
+};
+
+/// The process's components in the order in which script sees them. Filled by static initialisation, then only read.
+std::list<RegistryEntry>& componentRegistry();
+
+/// Appends one entry when it is constructed. For objects of static storage; their order in the one file that lists
+/// them is the order of the exports.
+class ComponentRegistration {
+public:
+    ComponentRegistration(std::string name, ComponentFactory factory);
+};
+
+/// Hands the module record to the runtime when it is constructed. Stands among the component registrations, as the
+/// runtime expects to hear of a module while it is being loaded.
+class ModuleRegistration {
+public:
+    ModuleRegistration();
+};
+
+/// The module's record as the runtime gets it.
+const node::node_module& moduleRecord();
+
+/// Fills `exports` for one context: one object per registered component, in order, then "shutdown".
+/// Runs once per context that loads the module; each run makes components of its own. In a context that is not
+/// Node's it throws a script `Error`.
+void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value> module, v8::Local<v8::Context> context,
+                      void* unused);
+
+/// Releases the components of every context: those of `isolate` at once, those of other threads on their threads.
+/// Never throws: an exception of a component's destructor ends the process.
+void releaseComponents(v8::Isolate* isolate) noexcept;
+
+}  // namespace zeb

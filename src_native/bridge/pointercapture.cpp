@@ -1,0 +1,127 @@
+#include "bridge/pointercapture.h"
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "bridge/record_traits.h"
+#include "common/utils/log.h"
+
+namespace zeb {
+
+namespace {
+
+using common::ComPtr;
+using common::LockGuard;
+using common::SourceLocation;
+using common::diagnostics::Log;
+using common::js::Environment;
+
+/// Keeps the event loop running while it lives. Script thread.
+class LoopHold {
+public:
+    explicit LoopHold(uv_async_t* handle) noexcept : m_handle(reinterpret_cast<uv_handle_t*>(handle)) {
+        if (m_handle != nullptr) uv_ref(m_handle);
+    }
+    LoopHold(LoopHold&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
+    LoopHold& operator=(LoopHold&&) = delete;
+    ~LoopHold() {
+        if (m_handle != nullptr) uv_unref(m_handle);
+    }
+
+private:
+    uv_handle_t* m_handle;
+};
+
+bool isMotion(const MotionEventData& motion) { return motion.offset.x != 0 || motion.offset.y != 0; }
+
+bool isTransition(const ButtonsEventData& buttons) {
+    return buttons.left != 0 || buttons.middle != 0 || buttons.right != 0;
+}
+
+}  // namespace
+
+PointerCaptureImpl::PointerCaptureImpl(ComPtr<RawInputDriver>&& driver)
+    : EnvironmentObserver(Environment::of(v8::Isolate::GetCurrent())), m_driver(std::move(driver)) {
+    Log::write(Log::Level::information,
+               SourceLocation{"zeb::PointerCaptureImpl::PointerCaptureImpl", "src_native/bridge/pointercapture", 20},
+               "Native: capture pointer");
+    if (Environment* const environment = Environment::of(v8::Isolate::GetCurrent())) {
+        m_wake = environment->makeAsyncHandle(this, &onPendingPointerData);
+    }
+}
+
+PointerCaptureImpl::~PointerCaptureImpl() { close(); }
+
+// Whoever is not told by a collection is told by the environment: from here on no thread and no handle refers to this.
+void PointerCaptureImpl::onEnvironmentEnd() noexcept { close(); }
+
+void PointerCaptureImpl::close() noexcept {
+    if (m_driver) {
+        m_driver->releasePointerCapture();
+        m_driver.reset();
+    }
+    m_wake.reset();
+}
+
+void PointerCaptureImpl::setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) {
+    const LockGuard guard(m_lock);
+    m_buttonsCallback = std::move(callback);
+}
+
+void PointerCaptureImpl::setMotionEventCallback(std::unique_ptr<MotionCallback> callback) {
+    const LockGuard guard(m_lock);
+    m_motionCallback = std::move(callback);
+}
+
+void PointerCaptureImpl::startCapturing() {
+    if (!m_driver || m_driver->isPointerCaptured()) return;
+    // The driver drops the handler, and with it the hold, on the script thread.
+    m_driver->capturePointer(common::makeFunctor<RawInputDriver::Handler>(
+        [this, hold = LoopHold(m_wake.get())](const RawInputDriver::PointerData& record) { enqueue(record); }));
+}
+
+void PointerCaptureImpl::stopCapturing() {
+    if (!m_driver || !m_driver->isPointerCaptured()) return;
+    m_driver->releasePointerCapture();
+}
+
+void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
+    const LockGuard guard(m_lock);
+    if (!m_wake) return;  // nobody could be woken to take it
+    m_pending.push_back(record);
+    uv_async_send(m_wake.get());
+}
+
+void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
+    if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
+}
+
+void PointerCaptureImpl::drain() {
+    std::vector<RawInputDriver::PointerData> records;
+    {
+        const LockGuard guard(m_lock);
+        records.swap(m_pending);
+    }
+    Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
+    if (records.empty() || environment == nullptr) return;
+    const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a collection
+    const common::js::DrainScope scope(*environment);
+    for (const RawInputDriver::PointerData& record : records) {
+        if (m_motionCallback && isMotion(record.motion)) (*m_motionCallback)(record.motion);
+        if (m_buttonsCallback && isTransition(record.buttons)) (*m_buttonsCallback)(record.buttons);
+    }
+}
+
+}  // namespace zeb
+
+common::js::MethodTable common::js::MethodsOf<zeb::PointerCapture>::table() {
+    using zeb::PointerCapture;
+    static constexpr std::array methods{
+        methodEntry<PointerCapture, &PointerCapture::stopCapturing>("stopCapturing"),
+        methodEntry<PointerCapture, &PointerCapture::startCapturing>("startCapturing"),
+        methodEntry<PointerCapture, &PointerCapture::setMotionEventCallback>("setMotionEventCallback"),
+        methodEntry<PointerCapture, &PointerCapture::setButtonsEventCallback>("setButtonsEventCallback"),
+    };
+    return methods;
+}

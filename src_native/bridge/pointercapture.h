@@ -1,0 +1,74 @@
+#pragma once
+
+#include <uv.h>
+
+#include <memory>
+#include <vector>
+
+#include "bridge/rawinputdriver.h"
+#include "common/com/comptr.h"
+#include "common/utils/lock.h"
+#include "common/v8binding/environment.h"
+#include "common/v8binding/v8binding.h"
+#include "common/v8binding/weak_reference_holder.h"
+
+namespace zeb {
+
+/// What `hardware.capturePointer()` gives to script: brings the driver's records to two script callbacks.
+///
+/// Script thread. The virtual operations keep this order.
+struct PointerCapture : virtual IRefCounted {
+    using ButtonsCallback = common::FunctorClass<0, void, common::TypeList<ButtonsEventData>>;
+    using MotionCallback = common::FunctorClass<0, void, common::TypeList<MotionEventData>>;
+
+    /// Replaces the callback; an empty one stops that kind of event, not the capture. Also from inside the callback.
+    virtual void setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) = 0;
+    virtual void setMotionEventCallback(std::unique_ptr<MotionCallback> callback) = 0;
+    /// Starts to capture. Does nothing while any capture object of the same component captures.
+    virtual void startCapturing() = 0;
+    /// Ends the capture that runs, whichever capture object of the component started it.
+    virtual void stopCapturing() = 0;
+};
+
+/// Queues the driver's records on the input thread and hands them to the callbacks on the script thread.
+///
+/// A record becomes a motion event when its offset is not (0, 0), then a buttons event when a button changed. All
+/// records found by one turn of the event loop are delivered in it, in order; what a callback throws is dropped.
+/// While it captures, the object keeps the event loop running; an idle one does not.
+/// Destroyed when script has lost its wrapper; that ends the component's running capture, also another object's.
+class PointerCaptureImpl : public PointerCapture,
+                           public common::js::V8WeakReferenceHolder,
+                           private common::js::EnvironmentObserver {
+public:
+    using Interfaces = common::TypeList<PointerCapture, common::js::V8WeakReferenceHolder>;
+
+    explicit PointerCaptureImpl(common::ComPtr<RawInputDriver>&& driver);
+    ~PointerCaptureImpl() override;
+
+    void setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) override;
+    void setMotionEventCallback(std::unique_ptr<MotionCallback> callback) override;
+    void startCapturing() override;
+    void stopCapturing() override;
+
+private:
+    static void onPendingPointerData(uv_async_t* handle);
+
+    void onEnvironmentEnd() noexcept override;
+    void enqueue(const RawInputDriver::PointerData& record);
+    void drain();
+    void close() noexcept;
+
+    common::ComPtr<RawInputDriver> m_driver;
+    common::js::AsyncHandle m_wake;
+    std::unique_ptr<ButtonsCallback> m_buttonsCallback;  // replaced under the lock; read by the script thread only
+    std::unique_ptr<MotionCallback> m_motionCallback;
+    common::Lock m_lock;
+    std::vector<RawInputDriver::PointerData> m_pending ZEB_GUARDED_BY(m_lock);
+};
+
+}  // namespace zeb
+
+template <>
+struct common::js::MethodsOf<zeb::PointerCapture> {
+    static MethodTable table();
+};

@@ -1,0 +1,37 @@
+#include "common/com/allocator.h"
+
+#include "common/com/crt_allocator.h"
+#include "common/utils/lock.h"
+
+namespace common {
+
+namespace {
+
+struct Override {
+    Lock lock;
+    ComPtr<Allocator> allocator ZEB_GUARDED_BY(lock);
+};
+
+Override& overrideSlot() {
+    static Override slot;
+    return slot;
+}
+
+}  // namespace
+
+ComPtr<Allocator> currentAllocator() {
+    Override& slot = overrideSlot();
+    {
+        const LockGuard guard(slot.lock);
+        if (slot.allocator) return slot.allocator;
+    }
+    return ComPtr<Allocator>::acquire(CrtAllocator::shared());
+}
+
+void setCurrentAllocator(ComPtr<Allocator> allocator) {
+    Override& slot = overrideSlot();
+    const LockGuard guard(slot.lock);
+    slot.allocator.swap(allocator);
+}  // the one before is released after the lock
+
+}  // namespace common

@@ -1,0 +1,125 @@
+#pragma once
+
+#include <uv.h>
+#include <v8.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <unordered_set>
+#include <vector>
+
+#include "common/com/interfaces.h"
+#include "common/utils/lock.h"
+
+namespace common::js {
+
+class Environment;
+class EnvironmentObserver;
+
+/// Closes an async handle through its loop; the close callback frees the memory on a later turn of the loop.
+/// Script thread only.
+struct AsyncHandleCloser {
+    void operator()(uv_async_t* handle) const noexcept;
+};
+
+/// A libuv async handle in memory of its own. `send` on it (`uv_async_send`) is the one call for other threads.
+using AsyncHandle = std::unique_ptr<uv_async_t, AsyncHandleCloser>;
+
+/// One isolate's use of the module: which native objects its script can reach, and an orderly end while the engine
+/// still runs. Made when the module is loaded, ended by the runtime's clean-up hooks (also on `process.exit`), after
+/// which `of` finds nothing.
+///
+/// Threads: the isolate's script thread, except `post`.
+/// Ownership: owns itself; ends with its isolate's Node.js environment.
+class Environment {
+public:
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+    /// The environment of `isolate`, or null when it has none or it has ended.
+    static Environment* of(v8::Isolate* isolate) noexcept;
+
+    /// The environment of the context's isolate, made at the first call. Null when the context is not Node's.
+    static Environment* open(v8::Local<v8::Context> context);
+
+    /// Has `task` run on the script thread of `isolate` on a later turn of its loop, or when its environment ends.
+    /// Any thread. False, and nothing runs, when there is no such environment any more.
+    static bool post(v8::Isolate* isolate, std::function<void()> task);
+
+    v8::Isolate* isolate() const noexcept { return m_isolate; }
+    /// The main context of the isolate. Inside a handle scope.
+    v8::Local<v8::Context> context() const { return m_context.Get(m_isolate); }
+
+    /// Objects that script may call methods on. A pointer taken from a script object is used only while it is
+    /// registered here, because any object can be passed as a receiver.
+    void addReceiver(IRefCounted* receiver) { m_receivers.insert(receiver); }
+    void removeReceiver(IRefCounted* receiver) noexcept;
+    bool isReceiver(const void* candidate) noexcept;
+
+    /// Objects whose script wrapper holds their reference; released when the environment ends, for then no collection
+    /// comes any more.
+    void addWrapped(IRefCounted* wrapped) { m_wrapped.insert(wrapped); }
+    void removeWrapped(IRefCounted* wrapped) noexcept { m_wrapped.erase(wrapped); }
+
+    /// A new async handle on this environment's loop that does not keep the loop running by itself. `owner` becomes
+    /// its `data`, which `AsyncHandleCloser` clears. Empty when libuv gives none.
+    AsyncHandle makeAsyncHandle(void* owner, uv_async_cb callback);
+
+private:
+    friend class EnvironmentObserver;
+    friend struct AsyncHandleCloser;
+    struct Registry;
+
+    Environment(v8::Isolate* isolate, v8::Local<v8::Context> context, uv_loop_t* loop);
+    ~Environment();
+
+    static Registry& registry();
+    static void onCleanup(void* self, void (*done)(void*), void* doneArgument);
+    static void onAtExit(void* isolate);
+    static void onTasks(uv_async_t* handle);
+
+    void end() noexcept;
+    void runTasks() noexcept;
+    void handleClosed() noexcept;
+
+    v8::Isolate* const m_isolate;
+    v8::Global<v8::Context> m_context;
+    uv_loop_t* const m_loop;
+    std::unordered_set<const void*> m_receivers;
+    const void* m_lastReceiver = nullptr;  // the method calls of one object come in a row
+    std::unordered_set<IRefCounted*> m_wrapped;
+    EnvironmentObserver* m_observers = nullptr;  // newest first
+    std::size_t m_openHandles = 0;
+    AsyncHandle m_taskSignal;
+    Lock m_tasksLock;
+    std::vector<std::function<void()>> m_tasks ZEB_GUARDED_BY(m_tasksLock);
+    void (*m_done)(void*) = nullptr;
+    void* m_doneArgument = nullptr;
+};
+
+/// Base of objects that must let go of threads, handles or script values before their environment's engine ends.
+/// Registered from construction to destruction; script thread only.
+class EnvironmentObserver {
+public:
+    EnvironmentObserver(const EnvironmentObserver&) = delete;
+    EnvironmentObserver& operator=(const EnvironmentObserver&) = delete;
+
+    /// The environment is ending: newest observers hear it first. Script must not be called.
+    virtual void onEnvironmentEnd() noexcept = 0;
+
+protected:
+    /// `environment` may be null; the observer then hears nothing.
+    explicit EnvironmentObserver(Environment* environment) noexcept;
+    virtual ~EnvironmentObserver();
+
+private:
+    friend class Environment;
+    void unlink() noexcept;
+
+    Environment* m_environment;
+    EnvironmentObserver* m_newer = nullptr;
+    EnvironmentObserver* m_older = nullptr;
+};
+
+}  // namespace common::js

@@ -1,0 +1,183 @@
+#pragma once
+
+#include <v8.h>
+
+#include <array>
+#include <cstddef>
+#include <exception>
+#include <memory>
+#include <span>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "common/com/comptr.h"
+#include "common/com/interfaces.h"
+#include "common/v8binding/v8convert.h"
+#include "common/v8binding/v8marshal.h"
+#include "common/v8binding/weak_reference_holder.h"
+
+namespace common::js {
+
+/// One method of a class as script sees it.
+struct MethodEntry {
+    const char* name;
+    v8::Local<v8::FunctionTemplate> (*makeTemplate)(v8::Isolate* isolate);
+};
+
+/// A class's methods in the order in which script enumerates them.
+using MethodTable = std::span<const MethodEntry>;
+
+/// A native object as the result of a method: `toValue`.
+template <typename T>
+v8::Local<v8::Value> toScript(v8::Isolate* isolate, ComPtr<T> native);
+
+}  // namespace common::js
+
+namespace common::js_internal {
+
+/// Throws the argument-count error.
+[[noreturn]] void throwTooFewArguments(std::size_t expected, int actual);
+
+/// The native object behind a call's receiver, or null. A null result has thrown a script `TypeError`.
+///
+/// Any object can be made the receiver of any method (`call`, `new`, detached functions), so the pointer in internal
+/// field 0 is used only if the environment knows it.
+IRefCounted* receiverOf(const v8::FunctionCallbackInfo<v8::Value>& info);
+
+/// Throws the `TypeError` for a receiver that does not stand for an object of the method's class.
+void throwIllegalInvocation(v8::Isolate* isolate, bool released);
+
+/// Throws a script `Error` with the exception's `what()` text.
+void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
+
+/// The end of a method that threw something that is no `std::exception`.
+void raiseUnexpectedException();
+
+/// Disposes and releases a wrapped native object; see `toValue`.
+void releaseWrapped(IRefCounted* wrapped) noexcept;
+
+/// Stores `native` in internal field 0 of `object` and lets script call methods on it.
+void linkReceiver(v8::Isolate* isolate, v8::Local<v8::Object> object, IRefCounted* native);
+
+v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
+                          const std::type_info& type);
+
+/// Fills the method's parameters, which the caller has default-initialised, from the call's arguments. Throws a
+/// `DefaultException` when there are too few; ignores those in excess.
+template <typename... Parameters>
+void initializeArguments(const v8::FunctionCallbackInfo<v8::Value>& info, std::tuple<Parameters...>& parameters,
+                         js::ConversionFailure& failure) {
+    int index = 0;
+    const auto read = [&](auto& parameter) {
+        if (index >= info.Length()) throwTooFewArguments(sizeof...(Parameters), info.Length());
+        js::fromScript(info.GetIsolate(), info[index], parameter, failure);
+        ++index;
+    };
+    std::apply([&](auto&... parameter) { (read(parameter), ...); }, parameters);
+}
+
+/// What a method's signature says: its class (void for a class-level operation), parameters and result.
+template <typename Method>
+struct Signature;
+
+template <typename C, typename R, typename... Args>
+struct Signature<R (C::*)(Args...)> {
+    using Result = R;
+    using Parameters = std::tuple<std::decay_t<Args>...>;
+    template <auto method, typename Class>
+    static R call(Class& receiver, Parameters& parameters) {
+        return std::apply([&](auto&... args) -> R { return (receiver.*method)(std::move(args)...); }, parameters);
+    }
+};
+
+template <typename C, typename R, typename... Args>
+struct Signature<R (C::*)(Args...) const> : Signature<R (C::*)(Args...)> {};
+
+template <typename R, typename... Args>
+struct Signature<R (*)(Args...)> {
+    using Result = R;
+    using Parameters = std::tuple<std::decay_t<Args>...>;
+    template <auto method, typename Class>
+    static R call(Class&, Parameters& parameters) {
+        return std::apply([](auto&... args) -> R { return method(std::move(args)...); }, parameters);
+    }
+};
+
+template <typename Class, auto method>
+void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
+    using MethodSignature = Signature<decltype(method)>;
+    v8::Isolate* const isolate = info.GetIsolate();
+    const v8::HandleScope scope(isolate);
+    try {
+        typename MethodSignature::Parameters parameters{};
+        js::ConversionFailure failure;
+        initializeArguments(info, parameters, failure);
+        IRefCounted* const counted = receiverOf(info);
+        if (counted == nullptr) return;
+        auto* const receiver = static_cast<Class*>(counted->query(typeid(Class)));
+        if (receiver == nullptr) return throwIllegalInvocation(isolate, false);
+        const ComPtr<IRefCounted> alive(counted);  // the method may run script, and that may release the receiver
+        if constexpr (std::is_void_v<typename MethodSignature::Result>) {
+            MethodSignature::template call<method>(*receiver, parameters);
+        } else if constexpr (std::is_same_v<typename MethodSignature::Result, bool>) {
+            info.GetReturnValue().Set(MethodSignature::template call<method>(*receiver, parameters));
+        } else {
+            info.GetReturnValue().Set(
+                js::toScript(isolate, MethodSignature::template call<method>(*receiver, parameters)));
+        }
+        failure.rethrow(isolate);
+    } catch (const std::exception& failure) {
+        throwScriptError(isolate, failure);
+    } catch (...) {
+        raiseUnexpectedException();
+    }
+}
+
+}  // namespace common::js_internal
+
+namespace common::js {
+
+/// A new function template for one method: no data value, no signature, length 0, default constructor behaviour.
+///
+/// The script function checks and converts its arguments, finds the native `Class` object behind the receiver, runs
+/// the method and converts its result. A `std::exception` becomes a script `Error` with its `what()` text; anything
+/// else thrown is an assertion failure. A receiver that is none of ours is a `TypeError`.
+template <typename Class, auto method>
+v8::Local<v8::FunctionTemplate> getFunctionTemplate(v8::Isolate* isolate) {
+    static const v8::FunctionCallback callback = &js_internal::callMethod<Class, method>;
+    return v8::FunctionTemplate::New(isolate, callback);
+}
+
+/// The table entry of a method: `methodEntry<CrashEmitter, &CrashEmitter::emitStackOverflow>("emitStackOverflow")`.
+template <typename Class, auto method>
+constexpr MethodEntry methodEntry(const char* name) {
+    return {name, &getFunctionTemplate<Class, method>};
+}
+
+/// Sets one function per method on `object`, in the isolate's current context.
+void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
+
+/// Sets one function per method on every object that `objectTemplate` makes.
+void bindMethods(v8::Isolate* isolate, v8::Local<v8::ObjectTemplate> objectTemplate, MethodTable methods);
+
+/// The methods of a class that `toValue` wraps: specialised with a static `table()`.
+template <typename T>
+struct MethodsOf;
+
+/// Wraps a native object as a new script object that owns the reference: when the engine collects the script object,
+/// the native one is disposed (if it is `Disposable`) and released, on the script thread, inside the collection.
+///
+/// Failure: undefined and one log record when `native` is empty or no script object can be made. A class that does not
+/// expose `V8WeakReferenceHolder` is logged too and lives until the environment ends, rather than being left dangling.
+template <typename T>
+v8::Local<v8::Value> toValue(v8::Isolate* isolate, ComPtr<T> native) {
+    return js_internal::wrap(isolate, ComPtr<IRefCounted>(std::move(native)), MethodsOf<T>::table(), typeid(T));
+}
+
+template <typename T>
+v8::Local<v8::Value> toScript(v8::Isolate* isolate, ComPtr<T> native) {
+    return toValue(isolate, std::move(native));
+}
+
+}  // namespace common::js

@@ -1,0 +1,133 @@
+#pragma once
+
+#include <v8.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+#include "common/utils/format.h"
+#include "common/utils/functor.h"
+#include "common/v8binding/v8utils.h"
+
+/// Conversions between script values and native ones. Script thread, inside a handle scope.
+namespace common::js {
+
+template <typename R, typename... Args>
+class FunctionMarshaller;
+
+template <typename Functor>
+struct MarshallerOf;
+
+/// Describes a native record to script. A specialisation has a static `forEachField(visit)` that calls
+/// `visit(name, pointerToMember)` once per field, in the order in which script enumerates them.
+template <typename Record>
+struct RecordTraits;
+
+template <typename T>
+concept RecordType = requires { sizeof(RecordTraits<T>); };
+
+// ---- script to native ------------------------------------------------------------------------------------------
+
+/// What the conversions of one call's arguments threw. The method still runs, with the parameter's default; the first
+/// exception is thrown into script when it has returned. It is kept aside until then because the engine must not run
+/// script (the next argument's conversion, say) while an exception is pending.
+class ConversionFailure {
+public:
+    ConversionFailure() = default;
+    ConversionFailure(const ConversionFailure&) = delete;
+    ConversionFailure& operator=(const ConversionFailure&) = delete;
+
+    void keep(v8::TryCatch& caught);
+    void rethrow(v8::Isolate* isolate) const;
+
+private:
+    v8::Local<v8::Value> m_exception;
+};
+
+namespace convert_internal {
+
+/// False when the conversion threw.
+bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& result, ConversionFailure& failure);
+
+/// The value's string form up to its first NUL; empty when the conversion throws (a Symbol, say), which is forgotten.
+std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value);
+
+}  // namespace convert_internal
+
+/// Integers: the engine's integer conversion, narrowed to the parameter's width; a conversion that throws leaves the
+/// parameter as it is.
+template <typename T>
+    requires std::is_integral_v<T> || std::is_enum_v<T>
+void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, T& parameter, ConversionFailure& failure) {
+    std::int64_t integer = 0;
+    if (convert_internal::toInteger(isolate, value, integer, failure)) parameter = static_cast<T>(integer);
+}
+
+inline void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, std::string& parameter, ConversionFailure&) {
+    parameter = convert_internal::toText(isolate, value);
+}
+
+/// Callbacks: null and undefined clear the parameter, any other value is kept as it is.
+template <typename R, typename... Args>
+void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value,
+                std::unique_ptr<FunctorClass<0, R, TypeList<Args...>>>& parameter, ConversionFailure&) {
+    if (value->IsNullOrUndefined()) {
+        parameter.reset();
+    } else {
+        using Marshaller = typename MarshallerOf<FunctorClass<0, R, TypeList<Args...>>>::Type;
+        parameter = std::make_unique<Marshaller>(isolate, value);
+    }
+}
+
+// ---- native to script ------------------------------------------------------------------------------------------
+
+inline v8::Local<v8::Value> toScript(v8::Isolate* isolate, bool value) { return v8::Boolean::New(isolate, value); }
+
+inline v8::Local<v8::Value> toScript(v8::Isolate* isolate, std::int32_t value) {
+    return v8::Number::New(isolate, value);
+}
+
+inline v8::Local<v8::Value> toScript(v8::Isolate* isolate, std::uint32_t value) {
+    return v8::Number::New(isolate, value);
+}
+
+inline v8::Local<v8::Value> toScript(v8::Isolate* isolate, const std::string& value) {
+    return makeStr(isolate, std::string_view(value));
+}
+
+/// A list of wide strings (one UTF-16 unit per character) becomes an array of strings.
+v8::Local<v8::Value> toScript(v8::Isolate* isolate, const std::vector<std::wstring>& list);
+
+/// A record becomes a new plain object with one property per field, records inside it likewise.
+template <RecordType Record>
+v8::Local<v8::Value> toScript(v8::Isolate* isolate, const Record& record) {
+    const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+    const v8::Local<v8::Object> object = v8::Object::New(isolate);
+    RecordTraits<Record>::forEachField([&](std::string_view name, auto member) {
+        static_cast<void>(object->CreateDataProperty(context, makeStr(isolate, name), toScript(isolate, record.*member)));
+    });
+    return object;
+}
+
+// ---- names in messages -----------------------------------------------------------------------------------------
+
+/// The type as the platform's compiler spells it inside a template's name.
+template <typename T>
+std::string typeText() {
+    if constexpr (std::is_void_v<T>) {
+        return "void";
+    } else if constexpr (std::is_same_v<T, int>) {
+        return "int";
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        return "class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> >";
+    } else {
+        return common::format("{0}", typeid(T));
+    }
+}
+
+}  // namespace common::js

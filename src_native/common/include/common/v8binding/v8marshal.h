@@ -1,0 +1,95 @@
+#pragma once
+
+#include <node.h>
+#include <v8.h>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "common/utils/functor.h"
+#include "common/v8binding/v8convert.h"
+
+namespace common::js {
+
+class Environment;
+
+namespace marshal_internal {
+
+/// Calls `function` in the isolate's current context with undefined as receiver. Whatever it throws is swallowed, also
+/// when it is no function at all.
+void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function, int count,
+                            v8::Local<v8::Value>* arguments);
+
+/// Reports the call of a marshaller that holds no script value. `types` spells its template arguments.
+void raiseEmptyHandle(const std::string& types);
+
+/// "void,struct zeb::ButtonsEventData" and so on, as the platform's compiler spells template arguments.
+template <typename... Types>
+std::string typeTexts() {
+    std::string result;
+    ((result += (result.empty() ? "" : ",") + typeText<Types>()), ...);
+    return result;
+}
+
+}  // namespace marshal_internal
+
+/// A script function as a native callable of family 0.
+///
+/// Calls script synchronously, so it is made, called and destroyed on the script thread, in the isolate that made it;
+/// work of other threads is handed over by its owner first (see `AsyncHandle`). Keeps the script function alive.
+/// The value is not checked to be a function: a call of anything else fails silently, like a call that throws.
+template <typename R, typename... Args>
+class FunctionMarshaller final : public FunctorClass<0, R, TypeList<Args...>> {
+    static_assert(std::is_void_v<R>, "script callbacks give nothing back");
+
+public:
+    FunctionMarshaller(v8::Isolate* isolate, v8::Local<v8::Value> function) {
+        if (!function.IsEmpty()) m_funcRef.Reset(isolate, function);
+    }
+
+    void operator()(Args... args) override { invoke(std::move(args)...); }
+
+    /// An assertion failure when the marshaller was made from an empty handle.
+    void invoke(Args... args) {
+        v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+        if (m_funcRef.IsEmpty()) {
+            marshal_internal::raiseEmptyHandle(marshal_internal::typeTexts<R, Args...>());
+            return;
+        }
+        const v8::HandleScope scope(isolate);
+        std::array<v8::Local<v8::Value>, sizeof...(Args)> arguments{toScript(isolate, args)...};
+        marshal_internal::callIgnoringExceptions(isolate, m_funcRef.Get(isolate), static_cast<int>(arguments.size()),
+                                                 arguments.data());
+    }
+
+private:
+    v8::Global<v8::Value> m_funcRef;  // disposed with the marshaller
+};
+
+/// Makes the marshaller for a functor type of family 0.
+template <typename Functor>
+struct MarshallerOf;
+
+template <typename R, typename... Args>
+struct MarshallerOf<FunctorClass<0, R, TypeList<Args...>>> {
+    using Type = FunctionMarshaller<R, Args...>;
+};
+
+/// Runs the callbacks of one drain the way the event loop runs its own: promise reactions and `process.nextTick`
+/// callbacks that they queue run when the drain ends. Opens a handle scope and enters the environment's context.
+class DrainScope {
+public:
+    explicit DrainScope(const Environment& environment);
+
+private:
+    v8::HandleScope m_handles;
+    v8::Local<v8::Context> m_context;
+    v8::Context::Scope m_entered;
+    node::CallbackScope m_callbacks;
+};
+
+}  // namespace common::js

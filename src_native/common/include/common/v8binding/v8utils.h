@@ -1,0 +1,19 @@
+#pragma once
+
+#include <v8.h>
+
+#include <string_view>
+
+namespace common::js {
+
+/// Makes a script string from UTF-8 text; invalid sequences become U+FFFD. Without an isolate the current one is used.
+/// The empty text gives the engine's empty string and allocates nothing.
+/// Failure: an assertion failure when the engine cannot make the string (it is longer than
+/// `v8::String::kMaxLength`); if an assertion handler returns, the result is the empty string.
+/// Script thread, inside a handle scope.
+v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::string_view text);
+
+/// The same from UTF-16 text, lone surrogates kept.
+v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::u16string_view text);
+
+}  // namespace common::js

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <v8.h>
+
+namespace common::js {
+
+/// Base of native classes whose life a script wrapper decides; the class answers it in its interface query.
+/// Holds the weak handle to the wrapper. Script thread only.
+class V8WeakReferenceHolder {
+public:
+    V8WeakReferenceHolder() = default;
+    V8WeakReferenceHolder(const V8WeakReferenceHolder&) = delete;
+    V8WeakReferenceHolder& operator=(const V8WeakReferenceHolder&) = delete;
+    /// Disposes nothing: only `unbind` gives the handle back to the engine.
+    virtual ~V8WeakReferenceHolder() = default;
+
+    /// Makes the native object in internal field 0 of `wrapper` end with it. Once per object.
+    void bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper);
+
+    /// Disposes the handle, after which the wrapper's collection has no effect.
+    void unbind() noexcept;
+
+    bool isBound() const noexcept { return m_bound; }
+
+private:
+    v8::Persistent<v8::Object> m_handle;  // not Global: its destructor would dispose it
+    bool m_bound = false;
+};
+
+/// True while the calling thread runs a wrapper's weak callback, that is: inside a collection, where script must not
+/// be called.
+bool insideWeakCallback() noexcept;
+
+}  // namespace common::js

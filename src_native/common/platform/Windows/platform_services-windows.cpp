@@ -1,0 +1,21 @@
+#include <windows.h>
+
+#include <string_view>
+
+#include "common/utils/platform_services.h"
+
+namespace common::platform {
+
+std::uint32_t currentThreadId() noexcept { return GetCurrentThreadId(); }
+
+std::string typeName(const std::type_info& type) {
+    // The standard library's inline namespace is no part of a name that people know.
+    constexpr std::string_view inlineNamespace = "std::__1::";
+    std::string name = type.name();
+    for (auto at = name.find(inlineNamespace); at != std::string::npos; at = name.find(inlineNamespace, at)) {
+        name.replace(at, inlineNamespace.size(), "std::");
+    }
+    return name;
+}
+
+}  // namespace common::platform

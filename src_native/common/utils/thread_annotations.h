@@ -1,0 +1,19 @@
+#pragma once
+
+/// Names for clang's thread-safety attributes, so that lock rules are checked when the code is compiled.
+/// Other compilers see nothing.
+/// https://clang.llvm.org/docs/ThreadSafetyAnalysis.html
+
+#if defined(__clang__)
+#define ZEB_THREAD_ATTRIBUTE(attribute) __attribute__((attribute))
+#else
+#define ZEB_THREAD_ATTRIBUTE(attribute)
+#endif
+
+#define ZEB_CAPABILITY(name) ZEB_THREAD_ATTRIBUTE(capability(name))
+#define ZEB_SCOPED_CAPABILITY ZEB_THREAD_ATTRIBUTE(scoped_lockable)
+#define ZEB_GUARDED_BY(lock) ZEB_THREAD_ATTRIBUTE(guarded_by(lock))
+#define ZEB_ACQUIRE(...) ZEB_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define ZEB_RELEASE(...) ZEB_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+#define ZEB_EXCLUDES(...) ZEB_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
+#define ZEB_REQUIRES(...) ZEB_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))

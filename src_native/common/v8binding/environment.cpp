@@ -1,0 +1,205 @@
+#include "common/v8binding/environment.h"
+
+#include <node.h>
+
+#include <unordered_map>
+#include <utility>
+
+#include "common/v8binding/v8binding.h"
+
+namespace common::js {
+
+namespace {
+
+// The environment that the last lookup on this thread found: a thread has one isolate as a rule.
+thread_local v8::Isolate* t_isolate = nullptr;
+thread_local Environment* t_environment = nullptr;
+
+/// The memory of an async handle: libuv's part comes first, so a pointer to one is a pointer to the other.
+struct OwnedAsyncHandle {
+    uv_async_t handle;
+    Environment* environment;
+};
+
+}  // namespace
+
+struct Environment::Registry {
+    Lock lock;
+    std::unordered_map<v8::Isolate*, Environment*> environments ZEB_GUARDED_BY(lock);
+};
+
+// Never destroyed: other threads may still post while the process runs its exit handlers.
+Environment::Registry& Environment::registry() {
+    static Registry& instance = *new Registry;
+    return instance;
+}
+
+Environment* Environment::of(v8::Isolate* isolate) noexcept {
+    if (isolate == t_isolate && isolate != nullptr) return t_environment;
+    Registry& known = registry();
+    const LockGuard guard(known.lock);
+    const auto found = known.environments.find(isolate);
+    if (found == known.environments.end()) return nullptr;
+    t_isolate = isolate;
+    t_environment = found->second;
+    return t_environment;
+}
+
+Environment* Environment::open(v8::Local<v8::Context> context) {
+    v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+    if (Environment* const existing = of(isolate)) return existing;
+    node::Environment* const host = node::GetCurrentEnvironment(context);
+    uv_loop_t* const loop = node::GetCurrentEventLoop(isolate);
+    if (host == nullptr || loop == nullptr) return nullptr;
+
+    auto* const created = new Environment(isolate, node::GetMainContext(host), loop);
+    {
+        Registry& known = registry();
+        const LockGuard guard(known.lock);
+        known.environments.emplace(isolate, created);
+    }
+    // The clean-up hook runs when the environment is freed, the exit hook on process.exit(), where nothing is freed.
+    // The internal form: the hook stays for the environment's whole life, so its handle is not kept.
+    node::AddEnvironmentCleanupHookInternal(isolate, &onCleanup, created);
+    node::AtExit(host, &onAtExit, isolate);
+    return created;
+}
+
+bool Environment::post(v8::Isolate* isolate, std::function<void()> task) {
+    Registry& known = registry();
+    const LockGuard guard(known.lock);  // held until the signal is sent: the handle must not be closed in between
+    const auto found = known.environments.find(isolate);
+    if (found == known.environments.end()) return false;
+    Environment& environment = *found->second;
+    {
+        const LockGuard tasksGuard(environment.m_tasksLock);
+        environment.m_tasks.push_back(std::move(task));
+    }
+    if (environment.m_taskSignal) uv_async_send(environment.m_taskSignal.get());
+    return true;
+}
+
+Environment::Environment(v8::Isolate* isolate, v8::Local<v8::Context> context, uv_loop_t* loop)
+    : m_isolate(isolate), m_context(isolate, context), m_loop(loop) {
+    m_taskSignal = makeAsyncHandle(this, &onTasks);
+}
+
+Environment::~Environment() = default;
+
+void Environment::removeReceiver(IRefCounted* receiver) noexcept {
+    if (m_lastReceiver == receiver) m_lastReceiver = nullptr;
+    m_receivers.erase(receiver);
+}
+
+bool Environment::isReceiver(const void* candidate) noexcept {
+    if (candidate == nullptr) return false;
+    if (candidate == m_lastReceiver) return true;
+    if (m_receivers.find(candidate) == m_receivers.end()) return false;
+    m_lastReceiver = candidate;
+    return true;
+}
+
+AsyncHandle Environment::makeAsyncHandle(void* owner, uv_async_cb callback) {
+    auto owned = std::make_unique<OwnedAsyncHandle>();
+    owned->environment = this;
+    owned->handle.data = owner;
+    if (uv_async_init(m_loop, &owned->handle, callback) != 0) return {};
+    uv_unref(reinterpret_cast<uv_handle_t*>(&owned->handle));
+    ++m_openHandles;
+    return AsyncHandle(&owned.release()->handle);
+}
+
+void AsyncHandleCloser::operator()(uv_async_t* handle) const noexcept {
+    handle->data = nullptr;
+    uv_close(reinterpret_cast<uv_handle_t*>(handle), [](uv_handle_t* closed) {
+        const std::unique_ptr<OwnedAsyncHandle> owned(reinterpret_cast<OwnedAsyncHandle*>(closed));
+        owned->environment->handleClosed();
+    });
+}
+
+void Environment::handleClosed() noexcept {
+    if (--m_openHandles != 0 || m_done == nullptr) return;
+    void (*const done)(void*) = m_done;
+    void* const doneArgument = m_doneArgument;
+    delete this;
+    done(doneArgument);
+}
+
+void Environment::onCleanup(void* self, void (*done)(void*), void* doneArgument) {
+    auto* const environment = static_cast<Environment*>(self);
+    environment->m_done = done;
+    environment->m_doneArgument = doneArgument;
+    ++environment->m_openHandles;  // so that the last handle cannot end it before this function has
+    environment->end();
+    environment->handleClosed();
+}
+
+void Environment::onAtExit(void* isolate) {
+    if (Environment* const environment = of(static_cast<v8::Isolate*>(isolate))) environment->end();
+}
+
+void Environment::onTasks(uv_async_t* handle) {
+    auto* const environment = static_cast<Environment*>(handle->data);
+    if (environment == nullptr) return;
+    const v8::HandleScope scope(environment->m_isolate);
+    environment->runTasks();
+}
+
+void Environment::runTasks() noexcept {
+    std::vector<std::function<void()>> tasks;
+    {
+        const LockGuard guard(m_tasksLock);
+        tasks.swap(m_tasks);
+    }
+    for (const std::function<void()>& task : tasks) task();
+}
+
+void Environment::end() noexcept {
+    {
+        Registry& known = registry();
+        const LockGuard guard(known.lock);
+        if (known.environments.erase(m_isolate) == 0) return;  // ended before
+    }
+    if (t_environment == this) {
+        t_environment = nullptr;
+        t_isolate = nullptr;
+    }
+    const v8::HandleScope scope(m_isolate);
+    runTasks();
+    while (EnvironmentObserver* const observer = m_observers) {
+        observer->unlink();
+        observer->onEnvironmentEnd();
+    }
+    while (!m_wrapped.empty()) {
+        IRefCounted* const wrapped = *m_wrapped.begin();
+        m_wrapped.erase(m_wrapped.begin());
+        js_internal::releaseWrapped(wrapped);
+    }
+    m_receivers.clear();
+    m_lastReceiver = nullptr;
+    m_taskSignal.reset();
+    m_context.Reset();
+}
+
+EnvironmentObserver::EnvironmentObserver(Environment* environment) noexcept : m_environment(environment) {
+    if (environment == nullptr) return;
+    m_older = environment->m_observers;
+    if (m_older != nullptr) m_older->m_newer = this;
+    environment->m_observers = this;
+}
+
+EnvironmentObserver::~EnvironmentObserver() { unlink(); }
+
+void EnvironmentObserver::unlink() noexcept {
+    if (m_environment == nullptr) return;
+    if (m_newer != nullptr) {
+        m_newer->m_older = m_older;
+    } else {
+        m_environment->m_observers = m_older;
+    }
+    if (m_older != nullptr) m_older->m_newer = m_newer;
+    m_newer = m_older = nullptr;
+    m_environment = nullptr;
+}
+
+}  // namespace common::js

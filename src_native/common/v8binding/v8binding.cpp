@@ -1,0 +1,171 @@
+#include "common/v8binding/v8binding.h"
+
+#include <cstdint>
+#include <string>
+
+#include "common/com/disposable.h"
+#include "common/utils/failure.h"
+#include "common/utils/format.h"
+#include "common/utils/log.h"
+#include "common/v8binding/environment.h"
+
+namespace common {
+
+namespace {
+
+constexpr std::string_view kFile = "src_native/common/include/common/v8binding/v8binding";
+
+void logAt(std::uint32_t line, const std::string& message) {
+    diagnostics::Log::write(diagnostics::Log::Level::error, SourceLocation{"common::js::toValue", kFile, line}, message);
+}
+
+thread_local int t_weakCallbackDepth = 0;
+
+/// Marks the calling thread as being inside a weak callback.
+class WeakCallbackScope {
+public:
+    WeakCallbackScope() noexcept { ++t_weakCallbackDepth; }
+    ~WeakCallbackScope() { --t_weakCallbackDepth; }
+    WeakCallbackScope(const WeakCallbackScope&) = delete;
+    WeakCallbackScope& operator=(const WeakCallbackScope&) = delete;
+};
+
+v8::Local<v8::String> internalizedName(v8::Isolate* isolate, const char* name) {
+    return v8::String::NewFromUtf8(isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
+}
+
+}  // namespace
+
+namespace js_internal {
+
+void throwTooFewArguments(std::size_t expected, int actual) {
+    throw common_internal::DefaultException(
+        {"common::js_internal::initializeArguments::<lambda_1>::operator ()", kFile, 53},
+        common::format("Expected ({0}) arguments, but only ({1})", static_cast<std::uint64_t>(expected), actual), 0);
+}
+
+void throwIllegalInvocation(v8::Isolate* isolate, bool released) {
+    const char* const message =
+        released ? "Illegal invocation: shutdown() has released this object" : "Illegal invocation";
+    isolate->ThrowException(v8::Exception::TypeError(js::makeStr(isolate, std::string_view(message))));
+}
+
+IRefCounted* receiverOf(const v8::FunctionCallbackInfo<v8::Value>& info) {
+    v8::Isolate* const isolate = info.GetIsolate();
+    const v8::Local<v8::Object> receiver = info.This();
+    bool released = false;
+    if (receiver->InternalFieldCount() == 1) {
+        const v8::Local<v8::Data> field = receiver->GetInternalField(0);
+        if (field->IsValue() && field.As<v8::Value>()->IsExternal()) {
+            void* const native = field.As<v8::Value>().As<v8::External>()->Value();
+            js::Environment* const environment = js::Environment::of(isolate);
+            if (environment != nullptr && environment->isReceiver(native)) return static_cast<IRefCounted*>(native);
+            released = true;
+        }
+    }
+    throwIllegalInvocation(isolate, released);
+    return nullptr;
+}
+
+void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
+    isolate->ThrowException(v8::Exception::Error(js::makeStr(isolate, std::string_view(failure.what()))));
+}
+
+void raiseUnexpectedException() {
+    raiseAssertionFailure({"common::js::getFunctionTemplate::<lambda_1>::operator ()", kFile, 197}, nullptr,
+                          "RUNTIME_FAILURE", "Unexpected exception type");
+}
+
+void releaseWrapped(IRefCounted* wrapped) noexcept {
+    const WeakCallbackScope scope;
+    const auto native = ComPtr<IRefCounted>::attach(wrapped);
+    if (auto* const disposable = static_cast<Disposable*>(native->query(typeid(Disposable)))) disposable->dispose();
+    if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(native->query(typeid(js::V8WeakReferenceHolder)))) {
+        holder->unbind();
+    }
+}
+
+void linkReceiver(v8::Isolate* isolate, v8::Local<v8::Object> object, IRefCounted* native) {
+    object->SetInternalField(0, v8::External::New(isolate, native));
+    if (js::Environment* const environment = js::Environment::of(isolate)) environment->addReceiver(native);
+}
+
+v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
+                          const std::type_info& type) {
+    if (!native) {
+        logAt(293, common::format("Return null instance where expected ComPtr<{0}>", type));
+        return v8::Undefined(isolate);
+    }
+    v8::EscapableHandleScope scope(isolate);
+    const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
+    js::bindMethods(isolate, objectTemplate, methods);
+    objectTemplate->SetInternalFieldCount(1);
+    v8::Local<v8::Object> object;
+    if (!objectTemplate->NewInstance(isolate->GetCurrentContext()).ToLocal(&object)) {
+        logAt(321, common::format("Fail to create object-wrapper for types instance:  ComPtr<{0}>", type));
+        return v8::Undefined(isolate);
+    }
+    IRefCounted* const owned = native.detach();
+    linkReceiver(isolate, object, owned);
+    if (js::Environment* const environment = js::Environment::of(isolate)) environment->addWrapped(owned);
+    if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(owned->query(typeid(js::V8WeakReferenceHolder)))) {
+        holder->bind(isolate, object);
+    } else {
+        logAt(315, common::format("({0}) does not expose js::V8WeakReferenceHolder api, so underlying native object will "
+                          "never been destroyed",
+                          type));
+    }
+    return scope.Escape(object);
+}
+
+}  // namespace js_internal
+
+namespace js {
+
+bool insideWeakCallback() noexcept { return t_weakCallbackDepth > 0; }
+
+void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper) {
+    auto* const native = static_cast<IRefCounted*>(
+        wrapper->GetInternalField(0).As<v8::Value>().As<v8::External>()->Value());
+    m_bound = false;
+    m_handle.Reset(isolate, wrapper);
+    m_bound = true;
+    m_handle.SetWeak(
+        native,
+        [](const v8::WeakCallbackInfo<IRefCounted>& info) {
+            IRefCounted* const wrapped = info.GetParameter();
+            if (Environment* const environment = Environment::of(info.GetIsolate())) {
+                environment->removeReceiver(wrapped);
+                environment->removeWrapped(wrapped);
+            }
+            js_internal::releaseWrapped(wrapped);
+        },
+        v8::WeakCallbackType::kParameter);
+}
+
+void V8WeakReferenceHolder::unbind() noexcept {
+    m_handle.Reset();
+    m_bound = false;
+}
+
+void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods) {
+    const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+    for (const MethodEntry& method : methods) {
+        const v8::HandleScope scope(isolate);
+        const v8::Local<v8::String> name = makeStr(isolate, std::string_view(method.name));
+        const v8::Local<v8::Function> function = method.makeTemplate(isolate)->GetFunction(context).ToLocalChecked();
+        function->SetName(name);
+        static_cast<void>(object->Set(context, name, function));
+    }
+}
+
+void bindMethods(v8::Isolate* isolate, v8::Local<v8::ObjectTemplate> objectTemplate, MethodTable methods) {
+    for (const MethodEntry& method : methods) {
+        const v8::HandleScope scope(isolate);
+        objectTemplate->Set(internalizedName(isolate, method.name), method.makeTemplate(isolate));
+    }
+}
+
+}  // namespace js
+
+}  // namespace common

@@ -1,0 +1,35 @@
+#include "common/v8binding/v8marshal.h"
+
+#include "common/utils/failure.h"
+#include "common/v8binding/environment.h"
+
+namespace common::js {
+
+namespace marshal_internal {
+
+void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function, int count,
+                            v8::Local<v8::Value>* arguments) {
+    const v8::TryCatch ignored(isolate);
+    const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+    // CallAsFunction also takes values that are no functions, and then throws like a call in script would.
+    if (function->IsObject()) {
+        static_cast<void>(
+            function.As<v8::Object>()->CallAsFunction(context, v8::Undefined(isolate), count, arguments));
+    }
+}
+
+void raiseEmptyHandle(const std::string& types) {
+    const std::string function = "common::js::FunctionMarshaller<" + types + ">::invoke";
+    raiseAssertionFailure({function, "src_native/common/include/common/v8binding/v8marshal", 170}, nullptr,
+                          "!m_funcRef.IsEmpty()", "Underlying js object handle is empty");
+}
+
+}  // namespace marshal_internal
+
+DrainScope::DrainScope(const Environment& environment)
+    : m_handles(environment.isolate()),
+      m_context(environment.context()),
+      m_entered(m_context),
+      m_callbacks(environment.isolate(), v8::Object::New(environment.isolate()), node::async_context{0, 0}) {}
+
+}  // namespace common::js
