@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "bridge/module_pin.h"
 #include "common/utils/lock.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
@@ -130,6 +131,7 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
             v8::Exception::Error(makeStr(isolate, std::string_view("zebbridge needs a context of Node.js"))));
         return;
     }
+    pinModule();
     new ComponentsOfEnvironment(environment);  // ends with the environment
 
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
