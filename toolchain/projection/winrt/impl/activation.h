@@ -19,11 +19,9 @@
 // call winrt::clear_factory_cache() afterwards; it is meant for tests and for hosts with a loader of their own.
 inline int32_t (*winrt_activation_handler)(void* classId, winrt::guid const& iid, void** factory) noexcept = nullptr;
 
-namespace winrt::impl
-{
+namespace winrt::impl {
 // Asks libraries named after the class's namespaces, the longest first. A library that delivers stays loaded.
-inline bool findFactoryByNamespace(std::wstring path, void* name, guid const& id, void** factory) noexcept
-{
+inline bool findFactoryByNamespace(std::wstring path, void* name, guid const& id, void** factory) noexcept {
     using Entry = int32_t (*)(void* classId, void** factory) noexcept;
     for (auto dot = path.rfind(L'.'); dot != std::wstring::npos; dot = path.rfind(L'.')) {
         path.resize(dot);
@@ -42,8 +40,7 @@ inline bool findFactoryByNamespace(std::wstring path, void* name, guid const& id
     return false;
 }
 
-inline hresult askSystemForFactory(void* name, guid const& id, void** factory) noexcept
-{
+inline hresult askSystemForFactory(void* name, guid const& id, void** factory) noexcept {
     using Ask = int32_t (*)(void* classId, guid const& id, void** factory) noexcept;
     auto const ask = reinterpret_cast<Ask>(platform::calls.runtimeFunction("RoGetActivationFactory"));
     if (!ask) {
@@ -58,13 +55,12 @@ inline hresult askSystemForFactory(void* name, guid const& id, void** factory) n
     if (!join) {
         return result;
     }
-    void* cookie = nullptr; // never given back: the apartment must outlive every object
+    void* cookie = nullptr;  // never given back: the apartment must outlive every object
     join(&cookie);
     return ask(name, id, factory);
 }
 
-inline hresult findFactory(hstring const& name, guid const& id, void** factory)
-{
+inline hresult findFactory(hstring const& name, guid const& id, void** factory) {
     if (winrt_activation_handler) {
         return winrt_activation_handler(get_abi(name), id, factory);
     }
@@ -82,21 +78,18 @@ inline hresult findFactory(hstring const& name, guid const& id, void** factory)
 }
 
 // The kept factories. They are never released at the end of the process: the libraries behind them may be gone by then.
-struct FactorySlot
-{
+struct FactorySlot {
     UnknownAbi* factory = nullptr;
     FactorySlot* next = nullptr;
 };
 
-struct FactoryCache
-{
+struct FactoryCache {
     void* lock = nullptr;
     FactorySlot* filled = nullptr;
 };
 inline FactoryCache factoryCache;
 
-class FactoryCacheLock
-{
+class FactoryCacheLock {
 public:
     FactoryCacheLock() noexcept { platform::lockExclusive(&factoryCache.lock); }
     ~FactoryCacheLock() { platform::unlockExclusive(&factoryCache.lock); }
@@ -104,10 +97,10 @@ public:
     FactoryCacheLock& operator=(FactoryCacheLock const&) = delete;
 };
 
-template <typename Class, typename Interface> inline FactorySlot factorySlot;
+template <typename Class, typename Interface>
+inline FactorySlot factorySlot;
 
-inline com_ptr<UnknownAbi> keptFactory(FactorySlot const& slot) noexcept
-{
+inline com_ptr<UnknownAbi> keptFactory(FactorySlot const& slot) noexcept {
     FactoryCacheLock const lock;
     com_ptr<UnknownAbi> factory;
     factory.copy_from(slot.factory);
@@ -115,22 +108,19 @@ inline com_ptr<UnknownAbi> keptFactory(FactorySlot const& slot) noexcept
 }
 
 // The first one kept stays, whoever else finds the same factory at the same time.
-inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept
-{
+inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept {
     FactoryCacheLock const lock;
     if (!slot.factory) {
         slot.factory = factory.detach();
         slot.next = std::exchange(factoryCache.filled, &slot);
     }
 }
-}
+}  // namespace winrt::impl
 
-namespace winrt
-{
+namespace winrt {
 // The factory of `Class`, seen through `Interface`. Throws when there is none.
 template <typename Class, typename Interface = Windows::Foundation::IActivationFactory>
-Interface get_activation_factory()
-{
+Interface get_activation_factory() {
     auto& slot = impl::factorySlot<Class, Interface>;
     if (auto kept = impl::keptFactory(slot)) {
         return Interface{kept.detach(), take_ownership_from_abi};
@@ -144,8 +134,7 @@ Interface get_activation_factory()
 }
 
 // Releases every kept factory. One that is in use elsewhere lives on until that call ends.
-inline void clear_factory_cache() noexcept
-{
+inline void clear_factory_cache() noexcept {
     impl::FactorySlot* slot = nullptr;
     {
         impl::FactoryCacheLock const lock;
@@ -160,4 +149,4 @@ inline void clear_factory_cache() noexcept
         }
     }
 }
-}
+}  // namespace winrt

@@ -4,90 +4,75 @@
 
 #include "winrt/impl/delegate.h"
 
+#include <atomic>
 #include <concepts>
 #include <cstdint>
+#include <memory>
 #include <type_traits>
 
-namespace winrt::Windows::Foundation
-{
-enum class AsyncStatus : int32_t
-{
+namespace winrt::Windows::Foundation {
+enum class AsyncStatus : int32_t {
     Started = 0,
     Completed = 1,
     Canceled = 2,
     Error = 3,
 };
 
-template <typename TResult> struct IAsyncOperation;
-template <typename TResult, typename TProgress> struct IAsyncOperationWithProgress;
-}
+template <typename TResult>
+struct IAsyncOperation;
+template <typename TResult, typename TProgress>
+struct IAsyncOperationWithProgress;
+}  // namespace winrt::Windows::Foundation
 
-namespace winrt::impl
-{
-struct AsyncInfoAbi : InspectableAbi
-{
+namespace winrt::impl {
+struct AsyncInfoAbi : InspectableAbi {
     virtual int32_t get_Id(uint32_t* id) noexcept = 0;
     virtual int32_t get_Status(int32_t* status) noexcept = 0;
     virtual int32_t get_ErrorCode(int32_t* code) noexcept = 0;
     virtual int32_t Cancel() noexcept = 0;
     virtual int32_t Close() noexcept = 0;
-
-protected:
-    ~AsyncInfoAbi() = default;
 };
 
 // GetResults writes a value of the result's size, or an interface pointer.
-struct AsyncOperationAbi : InspectableAbi
-{
+struct AsyncOperationAbi : InspectableAbi {
     virtual int32_t put_Completed(void* handler) noexcept = 0;
     virtual int32_t get_Completed(void** handler) noexcept = 0;
     virtual int32_t GetResults(void* result) noexcept = 0;
-
-protected:
-    ~AsyncOperationAbi() = default;
 };
 
-struct AsyncOperationWithProgressAbi : InspectableAbi
-{
+struct AsyncOperationWithProgressAbi : InspectableAbi {
     virtual int32_t put_Progress(void* handler) noexcept = 0;
     virtual int32_t get_Progress(void** handler) noexcept = 0;
     virtual int32_t put_Completed(void* handler) noexcept = 0;
     virtual int32_t get_Completed(void** handler) noexcept = 0;
     virtual int32_t GetResults(void* result) noexcept = 0;
-
-protected:
-    ~AsyncOperationWithProgressAbi() = default;
 };
 
 // A handler type `Handler` for the end of a `Sender`: null, or made from any callable.
-template <typename Handler, typename Sender> struct CompletedHandler : Windows::Foundation::IUnknown
-{
+template <typename Handler, typename Sender>
+struct CompletedHandler : Windows::Foundation::IUnknown {
     CompletedHandler(std::nullptr_t = nullptr) noexcept {}
     CompletedHandler(void* object, take_ownership_from_abi_t) noexcept : IUnknown(object, take_ownership_from_abi) {}
 
     template <std::invocable<Sender const&, Windows::Foundation::AsyncStatus> F>
         requires(!std::is_base_of_v<CompletedHandler, F>)
     CompletedHandler(F callable)
-        : IUnknown(static_cast<CompletedHandlerAbi*>(
-                       new CompletedDelegate<Handler, Sender, Windows::Foundation::AsyncStatus, F>(
-                           std::move(callable))),
-                   take_ownership_from_abi)
-    {}
+        : IUnknown(
+              static_cast<CompletedHandlerAbi*>(
+                  new CompletedDelegate<Handler, Sender, Windows::Foundation::AsyncStatus, F>(std::move(callable))),
+              take_ownership_from_abi) {}
 
     // Calls it as the runtime does; throws when it fails.
-    void operator()(Sender const& operation, Windows::Foundation::AsyncStatus status) const
-    {
+    void operator()(Sender const& operation, Windows::Foundation::AsyncStatus status) const {
         auto* const handler = static_cast<CompletedHandlerAbi*>(get_abi(*this));
         check_hresult(handler->Invoke(get_abi(operation), static_cast<int32_t>(status)));
     }
 };
 
 // An event that is signalled once.
-class CompletionEvent
-{
+class CompletionEvent {
 public:
-    CompletionEvent() : m_event(platform::calls.createEvent())
-    {
+    CompletionEvent() : m_event(platform::calls.createEvent()) {
         if (!m_event) {
             throw_last_error();
         }
@@ -105,8 +90,8 @@ private:
 
 // Blocks the calling thread until `operation` has ended, without a time limit and without pumping messages: not for a
 // thread with a window or a single-threaded apartment.
-template <typename Operation> Windows::Foundation::AsyncStatus waitForEnd(Operation const& operation)
-{
+template <typename Operation>
+Windows::Foundation::AsyncStatus waitForEnd(Operation const& operation) {
     using Windows::Foundation::AsyncStatus;
     auto status = operation.Status();
     if (status != AsyncStatus::Started) {
@@ -114,8 +99,7 @@ template <typename Operation> Windows::Foundation::AsyncStatus waitForEnd(Operat
     }
     // The handler may still be inside set() when the waiter wakes up, and the operation may let go of it later still:
     // both hold the event.
-    struct Shared
-    {
+    struct Shared {
         CompletionEvent ended;
         std::atomic<AsyncStatus> status{AsyncStatus::Started};
     };
@@ -127,4 +111,151 @@ template <typename Operation> Windows::Foundation::AsyncStatus waitForEnd(Operat
     shared->ended.wait();
     return shared->status;
 }
+}  // namespace winrt::impl
+
+namespace winrt::Windows::Foundation {
+// The interface beside every operation: how far it is, and how to stop it.
+struct IAsyncInfo : IInspectable {
+    IAsyncInfo(std::nullptr_t = nullptr) noexcept {}
+    IAsyncInfo(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
+
+    uint32_t Id() const;
+    AsyncStatus Status() const;
+    hresult ErrorCode() const;  // of an operation that ended in AsyncStatus::Error
+    void Cancel() const;        // a request: the operation may still end otherwise
+    void Close() const;
+};
+}  // namespace winrt::Windows::Foundation
+
+namespace winrt::impl {
+template <>
+struct abi<Windows::Foundation::IAsyncInfo> {
+    using type = AsyncInfoAbi;
+};
+template <>
+inline constexpr guid guid_v<Windows::Foundation::IAsyncInfo>{"00000036-0000-0000-c000-000000000046"};
+
+// What every operation offers, over its own `Completed` and `GetResults`. Each call asks the object for the interface
+// that has the function and throws when it is missing.
+template <typename Derived>
+struct OperationMembers {
+    uint32_t Id() const { return info().Id(); }
+    Windows::Foundation::AsyncStatus Status() const { return info().Status(); }
+    hresult ErrorCode() const { return info().ErrorCode(); }
+    void Cancel() const { info().Cancel(); }
+    void Close() const { info().Close(); }
+
+    // Waits for the end and gives the result. A cancelled operation throws hresult_canceled; every other end, a failed
+    // one included, is what GetResults makes of it.
+    auto get() const {
+        if (waitForEnd(self()) == Windows::Foundation::AsyncStatus::Canceled) {
+            throw hresult_canceled();
+        }
+        return self().GetResults();
+    }
+
+private:
+    Derived const& self() const noexcept { return static_cast<Derived const&>(*this); }
+    Windows::Foundation::IAsyncInfo info() const { return self().template as<Windows::Foundation::IAsyncInfo>(); }
+};
+
+// Reads a result: a plain value, or an object whose reference is handed over.
+template <typename TResult, typename Abi>
+TResult resultsOf(Abi& operation) {
+    if constexpr (std::is_arithmetic_v<TResult>) {
+        TResult result{};
+        check_hresult(operation.GetResults(&result));
+        return result;
+    } else {
+        void* result = nullptr;
+        check_hresult(operation.GetResults(&result));
+        return TResult{result, take_ownership_from_abi};
+    }
 }
+
+template <typename TResult>
+struct abi<Windows::Foundation::IAsyncOperation<TResult>> {
+    using type = AsyncOperationAbi;
+};
+template <typename TResult, typename TProgress>
+struct abi<Windows::Foundation::IAsyncOperationWithProgress<TResult, TProgress>> {
+    using type = AsyncOperationWithProgressAbi;
+};
+}  // namespace winrt::impl
+
+namespace winrt::Windows::Foundation {
+inline uint32_t IAsyncInfo::Id() const {
+    uint32_t id = 0;
+    check_hresult(impl::abiOf(*this).get_Id(&id));
+    return id;
+}
+
+inline AsyncStatus IAsyncInfo::Status() const {
+    int32_t status = 0;
+    check_hresult(impl::abiOf(*this).get_Status(&status));
+    return static_cast<AsyncStatus>(status);
+}
+
+inline hresult IAsyncInfo::ErrorCode() const {
+    int32_t code = 0;
+    check_hresult(impl::abiOf(*this).get_ErrorCode(&code));
+    return code;
+}
+
+inline void IAsyncInfo::Cancel() const {
+    check_hresult(impl::abiOf(*this).Cancel());
+}
+
+inline void IAsyncInfo::Close() const {
+    check_hresult(impl::abiOf(*this).Close());
+}
+
+template <typename TResult>
+struct AsyncOperationCompletedHandler
+    : impl::CompletedHandler<AsyncOperationCompletedHandler<TResult>, IAsyncOperation<TResult>> {
+    using impl::CompletedHandler<AsyncOperationCompletedHandler, IAsyncOperation<TResult>>::CompletedHandler;
+};
+
+template <typename TResult, typename TProgress>
+struct AsyncOperationWithProgressCompletedHandler
+    : impl::CompletedHandler<AsyncOperationWithProgressCompletedHandler<TResult, TProgress>,
+                             IAsyncOperationWithProgress<TResult, TProgress>> {
+    using impl::CompletedHandler<AsyncOperationWithProgressCompletedHandler,
+                                 IAsyncOperationWithProgress<TResult, TProgress>>::CompletedHandler;
+};
+
+// An operation that yields a TResult. `Completed` may be set once; on an operation that has ended already the handler
+// is called at once or soon after, on any thread.
+template <typename TResult>
+struct IAsyncOperation : IInspectable, impl::OperationMembers<IAsyncOperation<TResult>> {
+    IAsyncOperation(std::nullptr_t = nullptr) noexcept {}
+    IAsyncOperation(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
+
+    void Completed(AsyncOperationCompletedHandler<TResult> const& handler) const {
+        check_hresult(impl::abiOf(*this).put_Completed(get_abi(handler)));
+    }
+    TResult GetResults() const { return impl::resultsOf<TResult>(impl::abiOf(*this)); }
+};
+
+template <typename TResult, typename TProgress>
+struct IAsyncOperationWithProgress : IInspectable,
+                                     impl::OperationMembers<IAsyncOperationWithProgress<TResult, TProgress>> {
+    IAsyncOperationWithProgress(std::nullptr_t = nullptr) noexcept {}
+    IAsyncOperationWithProgress(void* object, take_ownership_from_abi_t) noexcept
+        : IInspectable(object, take_ownership_from_abi) {}
+
+    void Completed(AsyncOperationWithProgressCompletedHandler<TResult, TProgress> const& handler) const {
+        check_hresult(impl::abiOf(*this).put_Completed(get_abi(handler)));
+    }
+    TResult GetResults() const { return impl::resultsOf<TResult>(impl::abiOf(*this)); }
+};
+}  // namespace winrt::Windows::Foundation
+
+// The identifiers of parameterised types are computed from their parameters; these are the ones in use.
+namespace winrt::impl {
+template <>
+inline constexpr guid guid_v<Windows::Foundation::IAsyncOperation<bool>>{"cdb5efb3-5788-509d-9be1-71ccb8a3362a"};
+template <>
+inline constexpr guid guid_v<Windows::Foundation::AsyncOperationCompletedHandler<bool>>{
+    "c1d3d1a2-ae17-5a5f-b5a2-bdcc8844889a"};
+}  // namespace winrt::impl

@@ -8,10 +8,9 @@
 #include <cstddef>
 #include <utility>
 
-namespace winrt
-{
-template <typename T> struct com_ptr
-{
+namespace winrt {
+template <typename T>
+struct com_ptr {
     using type = T;
 
     com_ptr(std::nullptr_t = nullptr) noexcept {}
@@ -20,8 +19,7 @@ template <typename T> struct com_ptr
     com_ptr(com_ptr&& other) noexcept : m_pointer(std::exchange(other.m_pointer, nullptr)) {}
     ~com_ptr() { release(); }
 
-    com_ptr& operator=(com_ptr other) noexcept
-    {
+    com_ptr& operator=(com_ptr other) noexcept {
         std::swap(m_pointer, other.m_pointer);
         return *this;
     }
@@ -32,23 +30,21 @@ template <typename T> struct com_ptr
     T* get() const noexcept { return m_pointer; }
 
     // A place for an out parameter; what was held is released first.
-    T** put() noexcept
-    {
+    T** put() noexcept {
         release();
         return &m_pointer;
     }
     void** put_void() noexcept { return reinterpret_cast<void**>(put()); }
 
-    void attach(T* pointer) noexcept
-    {
+    void attach(T* pointer) noexcept {
         release();
         m_pointer = pointer;
     }
     T* detach() noexcept { return std::exchange(m_pointer, nullptr); }
 
     // Another interface of the object: throws hresult_no_interface (or what the object answers) ...
-    template <typename To> com_ptr<To> as() const
-    {
+    template <typename To>
+    com_ptr<To> as() const {
         com_ptr<To> result;
         if (m_pointer) {
             check_hresult(m_pointer->QueryInterface(guid_of<To>(), result.put_void()));
@@ -57,8 +53,8 @@ template <typename T> struct com_ptr
     }
 
     // ... or gives null.
-    template <typename To> com_ptr<To> try_as() const noexcept
-    {
+    template <typename To>
+    com_ptr<To> try_as() const noexcept {
         com_ptr<To> result;
         if (m_pointer) {
             m_pointer->QueryInterface(guid_of<To>(), result.put_void());
@@ -66,16 +62,15 @@ template <typename T> struct com_ptr
         return result;
     }
 
-    void copy_from(T* other) noexcept
-    {
+    void copy_from(T* other) noexcept {
         if (other) {
             other->AddRef();
         }
         attach(other);
     }
 
-    template <typename U> void copy_to(U** other) const noexcept
-    {
+    template <typename U>
+    void copy_to(U** other) const noexcept {
         if (m_pointer) {
             m_pointer->AddRef();
         }
@@ -83,8 +78,7 @@ template <typename T> struct com_ptr
     }
 
 private:
-    void release() noexcept
-    {
+    void release() noexcept {
         if (T* const pointer = std::exchange(m_pointer, nullptr)) {
             pointer->Release();
         }
@@ -92,4 +86,4 @@ private:
 
     T* m_pointer = nullptr;
 };
-}
+}  // namespace winrt

@@ -12,11 +12,9 @@
 #include <new>
 #include <utility>
 
-namespace winrt::impl
-{
+namespace winrt::impl {
 // Counting for objects made here: born with one reference, gone with the last.
-class ReferenceCount
-{
+class ReferenceCount {
 public:
     uint32_t increment() noexcept { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
     uint32_t decrement() noexcept { return m_count.fetch_sub(1, std::memory_order_acq_rel) - 1; }
@@ -27,11 +25,9 @@ private:
 
 // A delegate's IMarshal: a separate object that keeps the delegate alive, forwards identity to it and the marshalling
 // to a free-threaded marshaler of its own. Not aggregated: an aggregated one would not keep its outer object.
-class DelegateMarshaler final : public MarshalAbi
-{
+class DelegateMarshaler final : public MarshalAbi {
 public:
-    static int32_t make(UnknownAbi* delegate, void** result) noexcept
-    {
+    static int32_t make(UnknownAbi* delegate, void** result) noexcept {
         *result = nullptr;
         com_ptr<UnknownAbi> free;
         if (hresult const code = platform::calls.createMarshaler(nullptr, free.put_void()); code < 0) {
@@ -49,8 +45,7 @@ public:
         return error_ok;
     }
 
-    int32_t QueryInterface(guid const& id, void** object) noexcept override
-    {
+    int32_t QueryInterface(guid const& id, void** object) noexcept override {
         if (id != guid_of<MarshalAbi>()) {
             return m_delegate->QueryInterface(id, object);
         }
@@ -59,8 +54,7 @@ public:
         return error_ok;
     }
     uint32_t AddRef() noexcept override { return m_references.increment(); }
-    uint32_t Release() noexcept override
-    {
+    uint32_t Release() noexcept override {
         uint32_t const left = m_references.decrement();
         if (left == 0) {
             delete this;
@@ -69,22 +63,18 @@ public:
     }
 
     int32_t GetUnmarshalClass(guid const& id, void* object, uint32_t context, void* contextData, uint32_t flags,
-                              guid* unmarshaler) noexcept override
-    {
+                              guid* unmarshaler) noexcept override {
         return m_marshal->GetUnmarshalClass(id, object, context, contextData, flags, unmarshaler);
     }
     int32_t GetMarshalSizeMax(guid const& id, void* object, uint32_t context, void* contextData, uint32_t flags,
-                              uint32_t* size) noexcept override
-    {
+                              uint32_t* size) noexcept override {
         return m_marshal->GetMarshalSizeMax(id, object, context, contextData, flags, size);
     }
     int32_t MarshalInterface(void* stream, guid const& id, void* object, uint32_t context, void* contextData,
-                             uint32_t flags) noexcept override
-    {
+                             uint32_t flags) noexcept override {
         return m_marshal->MarshalInterface(stream, id, object, context, contextData, flags);
     }
-    int32_t UnmarshalInterface(void* stream, guid const& id, void** object) noexcept override
-    {
+    int32_t UnmarshalInterface(void* stream, guid const& id, void** object) noexcept override {
         *object = nullptr;
         return m_marshal->UnmarshalInterface(stream, id, object);
     }
@@ -92,8 +82,7 @@ public:
     int32_t DisconnectObject(uint32_t reserved) noexcept override { return m_marshal->DisconnectObject(reserved); }
 
 private:
-    DelegateMarshaler(UnknownAbi* delegate, com_ptr<MarshalAbi> marshal) noexcept : m_marshal(std::move(marshal))
-    {
+    DelegateMarshaler(UnknownAbi* delegate, com_ptr<MarshalAbi> marshal) noexcept : m_marshal(std::move(marshal)) {
         m_delegate.copy_from(delegate);
     }
 
@@ -103,23 +92,17 @@ private:
 };
 
 // The binary shape of a handler that is told an operation's end.
-struct CompletedHandlerAbi : UnknownAbi
-{
+struct CompletedHandlerAbi : UnknownAbi {
     virtual int32_t Invoke(void* operation, int32_t status) noexcept = 0;
-
-protected:
-    ~CompletedHandlerAbi() = default;
 };
 
 // The handler of type `Handler` made from a callable that takes `Sender const&` and `Status`.
 template <typename Handler, typename Sender, typename Status, typename F>
-class CompletedDelegate final : public CompletedHandlerAbi
-{
+class CompletedDelegate final : public CompletedHandlerAbi {
 public:
     explicit CompletedDelegate(F&& callable) : m_callable(std::move(callable)) {}
 
-    int32_t QueryInterface(guid const& id, void** object) noexcept override
-    {
+    int32_t QueryInterface(guid const& id, void** object) noexcept override {
         if (id == guid_of<Handler>() || id == guid_of<UnknownAbi>() || id == guid_of<AgileObjectAbi>()) {
             *object = static_cast<CompletedHandlerAbi*>(this);
             AddRef();
@@ -132,8 +115,7 @@ public:
         return error_no_interface;
     }
     uint32_t AddRef() noexcept override { return m_references.increment(); }
-    uint32_t Release() noexcept override
-    {
+    uint32_t Release() noexcept override {
         uint32_t const left = m_references.decrement();
         if (left == 0) {
             delete this;
@@ -141,8 +123,7 @@ public:
         return left;
     }
 
-    int32_t Invoke(void* operation, int32_t status) noexcept override
-    {
+    int32_t Invoke(void* operation, int32_t status) noexcept override {
         try {
             Sender sender{nullptr};
             copy_from_abi(sender, operation);
@@ -157,4 +138,4 @@ private:
     F m_callable;
     ReferenceCount m_references;
 };
-}
+}  // namespace winrt::impl

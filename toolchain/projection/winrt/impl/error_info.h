@@ -6,16 +6,13 @@
 
 #include <string_view>
 
-namespace winrt::impl
-{
+namespace winrt::impl {
 // Owns one BSTR.
-class Bstr
-{
+class Bstr {
 public:
     Bstr() noexcept = default;
     Bstr(Bstr&& other) noexcept : m_text(std::exchange(other.m_text, nullptr)) {}
-    Bstr& operator=(Bstr&& other) noexcept
-    {
+    Bstr& operator=(Bstr&& other) noexcept {
         std::swap(m_text, other.m_text);
         return *this;
     }
@@ -29,14 +26,12 @@ private:
     wchar_t* m_text = nullptr;
 };
 
-constexpr bool isSpace(wchar_t unit) noexcept
-{
+constexpr bool isSpace(wchar_t unit) noexcept {
     return unit == L' ' || (unit >= L'\t' && unit <= L'\r');
 }
 
 // Only the end is trimmed: system texts end in line breaks, and an inner one belongs to the text.
-inline hstring trimmedMessage(std::wstring_view text)
-{
+inline hstring trimmedMessage(std::wstring_view text) {
     while (!text.empty() && isSpace(text.back())) {
         text.remove_suffix(1);
     }
@@ -44,10 +39,8 @@ inline hstring trimmedMessage(std::wstring_view text)
 }
 
 // The system's own text for a code, in the user's language; empty when it has none.
-inline hstring systemMessage(hresult code)
-{
-    struct Buffer
-    {
+inline hstring systemMessage(hresult code) {
+    struct Buffer {
         wchar_t* text = nullptr;
         ~Buffer() { platform::freeLocal(text); }
     } buffer;
@@ -59,8 +52,7 @@ inline hstring systemMessage(hresult code)
     return trimmedMessage({buffer.text, length});
 }
 
-inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept
-{
+inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept {
     com_ptr<ErrorInfoAbi> info;
     platform::takeErrorInfo(0, info.put_void());
     return info;
@@ -68,8 +60,7 @@ inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept
 
 // Has the system make error information for a failure born here and takes it back. Nothing comes back when the thread
 // has no COM or when the system keeps no record.
-inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) noexcept
-{
+inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) noexcept {
     using Function = int32_t (*)(int32_t code, void* message, void* exception) noexcept;
     auto const function = reinterpret_cast<Function>(platform::calls.runtimeFunction("RoOriginateLanguageException"));
     if (!function) {
@@ -81,8 +72,7 @@ inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) no
 
 // Takes the calling thread's error information after a call has failed. An object of the older kind has only a
 // description: the system is asked to make a new one from it.
-inline com_ptr<RestrictedErrorInfoAbi> takeRestrictedErrorInfo(hresult code)
-{
+inline com_ptr<RestrictedErrorInfoAbi> takeRestrictedErrorInfo(hresult code) {
     auto const info = takeErrorInfo();
     if (auto restricted = info.try_as<RestrictedErrorInfoAbi>()) {
         if (auto const language = info.try_as<LanguageErrorInfoAbi>()) {
@@ -98,4 +88,4 @@ inline com_ptr<RestrictedErrorInfoAbi> takeRestrictedErrorInfo(hresult code)
     }
     return originate(code, get_abi(message));
 }
-}
+}  // namespace winrt::impl

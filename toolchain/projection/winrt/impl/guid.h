@@ -7,12 +7,10 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace winrt
-{
+namespace winrt {
 // Laid out as the system's GUID. Parsing wants the bare 36-character form; a malformed literal does not compile, a
 // malformed text at run time throws std::invalid_argument.
-struct guid
-{
+struct guid {
     uint32_t Data1;
     uint16_t Data2;
     uint16_t Data3;
@@ -21,9 +19,8 @@ struct guid
     guid() noexcept = default;
 
     constexpr guid(uint32_t data1, uint16_t data2, uint16_t data3, std::array<uint8_t, 8> const& data4) noexcept
-        : Data1(data1), Data2(data2), Data3(data3),
-          Data4{data4[0], data4[1], data4[2], data4[3], data4[4], data4[5], data4[6], data4[7]}
-    {}
+        : Data1(data1), Data2(data2), Data3(data3), Data4{data4[0], data4[1], data4[2], data4[3],
+                                                          data4[4], data4[5], data4[6], data4[7]} {}
 
     explicit constexpr guid(std::string_view text) : guid(parse(text)) {}
 
@@ -31,8 +28,7 @@ struct guid
     friend constexpr auto operator<=>(guid const& left, guid const& right) noexcept = default;
 
 private:
-    static constexpr uint32_t digit(char c)
-    {
+    static constexpr uint32_t digit(char c) {
         if (c >= '0' && c <= '9') {
             return static_cast<uint32_t>(c - '0');
         }
@@ -45,8 +41,7 @@ private:
         throw std::invalid_argument("a guid holds hexadecimal digits and four hyphens");
     }
 
-    static constexpr uint32_t number(std::string_view text, std::size_t first, std::size_t digits)
-    {
+    static constexpr uint32_t number(std::string_view text, std::size_t first, std::size_t digits) {
         uint32_t value = 0;
         for (std::size_t i = first; i != first + digits; ++i) {
             value = value << 4 | digit(text[i]);
@@ -54,8 +49,7 @@ private:
         return value;
     }
 
-    static constexpr guid parse(std::string_view text)
-    {
+    static constexpr guid parse(std::string_view text) {
         if (text.size() != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
             throw std::invalid_argument("a guid holds hexadecimal digits and four hyphens");
         }
@@ -69,14 +63,14 @@ private:
     }
 };
 
-namespace impl
-{
+namespace impl {
 // The identifier of an interface, of a class's default interface, or of a delegate. Specialised beside each of them.
-template <typename T> inline constexpr guid guid_v = T::no_identifier_is_known_for_this_type;
-}
+template <typename T>
+inline constexpr guid guid_v = T::no_identifier_is_known_for_this_type;
+}  // namespace impl
 
-template <typename T> constexpr guid const& guid_of() noexcept
-{
+template <typename T>
+constexpr guid const& guid_of() noexcept {
     return impl::guid_v<T>;
 }
-}
+}  // namespace winrt

@@ -6,10 +6,8 @@
 
 #include <cstdint>
 
-namespace winrt
-{
-struct hresult
-{
+namespace winrt {
+struct hresult {
     int32_t value{};
 
     constexpr hresult() noexcept = default;
@@ -17,15 +15,12 @@ struct hresult
     constexpr operator int32_t() const noexcept { return value; }
 };
 
-namespace impl
-{
-constexpr hresult hresultOf(uint32_t code) noexcept
-{
+namespace impl {
+constexpr hresult hresultOf(uint32_t code) noexcept {
     return static_cast<int32_t>(code);
 }
 
-constexpr hresult hresultFromWin32(uint32_t error) noexcept
-{
+constexpr hresult hresultFromWin32(uint32_t error) noexcept {
     return static_cast<int32_t>(error) <= 0 ? hresultOf(error) : hresultOf((error & 0xFFFF) | 0x80070000);
 }
 
@@ -46,7 +41,7 @@ inline constexpr hresult error_illegal_delegate_assignment = hresultOf(0x8000001
 inline constexpr hresult error_canceled = hresultOf(0x800704C7);
 inline constexpr hresult error_bad_alloc = hresultOf(0x8007000E);
 inline constexpr hresult error_not_initialized = hresultOf(0x800401F0);
-}
+}  // namespace impl
 
 // Throws the exception that stands for a failure code (hresult_error.h), with the calling thread's error information.
 [[noreturn]] void throw_hresult(hresult code);
@@ -54,11 +49,10 @@ inline constexpr hresult error_not_initialized = hresultOf(0x800401F0);
 // Throws for the calling thread's last Win32 error.
 [[noreturn]] void throw_last_error();
 
-inline hresult check_hresult(hresult code)
-{
+inline hresult check_hresult(hresult code) {
     if (code < 0) {
         throw_hresult(code);
     }
     return code;
 }
-}
+}  // namespace winrt

@@ -13,16 +13,13 @@
 #include <stdexcept>
 #include <string>
 
-namespace winrt
-{
-struct hresult_error
-{
+namespace winrt {
+struct hresult_error {
     hresult_error() noexcept = default;
     hresult_error(hresult_error&&) noexcept = default;
     hresult_error& operator=(hresult_error&&) noexcept = default;
     hresult_error(hresult_error const& other) noexcept : m_code(other.m_code), m_info(other.m_info) {}
-    hresult_error& operator=(hresult_error const& other) noexcept
-    {
+    hresult_error& operator=(hresult_error const& other) noexcept {
         m_code = other.m_code;
         m_info = other.m_info;
         m_reference = {};
@@ -31,30 +28,24 @@ struct hresult_error
 
     // A failure found by the program itself, with the system's text for the code or with one of its own.
     explicit hresult_error(hresult code) noexcept : m_code(code) { keep(impl::originate(code, nullptr)); }
-    hresult_error(hresult code, param::hstring const& message) noexcept : m_code(code)
-    {
+    hresult_error(hresult code, param::hstring const& message) noexcept : m_code(code) {
         keep(impl::originate(code, get_abi(message)));
     }
 
     // A failure that a call has just returned on this thread.
-    hresult_error(hresult code, take_ownership_from_abi_t) : m_code(code)
-    {
-        keep(impl::takeRestrictedErrorInfo(code));
-    }
+    hresult_error(hresult code, take_ownership_from_abi_t) : m_code(code) { keep(impl::takeRestrictedErrorInfo(code)); }
 
     hresult code() const noexcept { return m_code; }
 
     // The text attached to this very code, else the system's text, without trailing white space. Empty when the
     // system has no text. The restricted description wins even when it is empty.
-    hstring message() const
-    {
+    hstring message() const {
         if (m_info) {
             int32_t code = 0;
             impl::Bstr description;
             impl::Bstr restricted;
             impl::Bstr capability;
-            auto const result =
-                m_info->GetErrorDetails(description.put(), &code, restricted.put(), capability.put());
+            auto const result = m_info->GetErrorDetails(description.put(), &code, restricted.put(), capability.put());
             if (result == 0 && code == m_code) {
                 return impl::trimmedMessage(restricted ? restricted : description);
             }
@@ -63,8 +54,7 @@ struct hresult_error
     }
 
     // Hands the failure back to a binary caller: the thread gets the error information again.
-    hresult to_abi() const noexcept
-    {
+    hresult to_abi() const noexcept {
         if (auto const info = m_info.try_as<impl::ErrorInfoAbi>()) {
             impl::platform::setErrorInfo(0, info.get());
         }
@@ -72,8 +62,7 @@ struct hresult_error
     }
 
 private:
-    void keep(com_ptr<impl::RestrictedErrorInfoAbi> info) noexcept
-    {
+    void keep(com_ptr<impl::RestrictedErrorInfoAbi> info) noexcept {
         m_info = std::move(info);
         if (m_info) {
             m_info->GetReference(m_reference.put());
@@ -81,119 +70,102 @@ private:
     }
 
     hresult m_code = impl::error_fail;
-    impl::Bstr m_reference; // lets a debugger find where the failure began; copies do without
+    impl::Bstr m_reference;  // lets a debugger find where the failure began; copies do without
     com_ptr<impl::RestrictedErrorInfoAbi> m_info;
 };
 
-namespace impl
-{
+namespace impl {
 // Base of the derived types: each stands for one code.
-template <uint32_t Code> struct CodedError : hresult_error
-{
+template <uint32_t Code>
+struct CodedError : hresult_error {
     CodedError() noexcept : hresult_error(hresultOf(Code)) {}
     CodedError(param::hstring const& message) noexcept : hresult_error(hresultOf(Code), message) {}
     CodedError(take_ownership_from_abi_t) : hresult_error(hresultOf(Code), take_ownership_from_abi) {}
 };
-}
+}  // namespace impl
 
-struct hresult_access_denied : impl::CodedError<0x80070005>
-{
+struct hresult_access_denied : impl::CodedError<0x80070005> {
     using CodedError::CodedError;
 };
-struct hresult_wrong_thread : impl::CodedError<0x8001010E>
-{
+struct hresult_wrong_thread : impl::CodedError<0x8001010E> {
     using CodedError::CodedError;
 };
-struct hresult_not_implemented : impl::CodedError<0x80004001>
-{
+struct hresult_not_implemented : impl::CodedError<0x80004001> {
     using CodedError::CodedError;
 };
-struct hresult_invalid_argument : impl::CodedError<0x80070057>
-{
+struct hresult_invalid_argument : impl::CodedError<0x80070057> {
     using CodedError::CodedError;
 };
-struct hresult_out_of_bounds : impl::CodedError<0x8000000B>
-{
+struct hresult_out_of_bounds : impl::CodedError<0x8000000B> {
     using CodedError::CodedError;
 };
-struct hresult_no_interface : impl::CodedError<0x80004002>
-{
+struct hresult_no_interface : impl::CodedError<0x80004002> {
     using CodedError::CodedError;
 };
-struct hresult_class_not_available : impl::CodedError<0x80040111>
-{
+struct hresult_class_not_available : impl::CodedError<0x80040111> {
     using CodedError::CodedError;
 };
-struct hresult_class_not_registered : impl::CodedError<0x80040154>
-{
+struct hresult_class_not_registered : impl::CodedError<0x80040154> {
     using CodedError::CodedError;
 };
-struct hresult_changed_state : impl::CodedError<0x8000000C>
-{
+struct hresult_changed_state : impl::CodedError<0x8000000C> {
     using CodedError::CodedError;
 };
-struct hresult_illegal_method_call : impl::CodedError<0x8000000E>
-{
+struct hresult_illegal_method_call : impl::CodedError<0x8000000E> {
     using CodedError::CodedError;
 };
-struct hresult_illegal_state_change : impl::CodedError<0x8000000D>
-{
+struct hresult_illegal_state_change : impl::CodedError<0x8000000D> {
     using CodedError::CodedError;
 };
-struct hresult_illegal_delegate_assignment : impl::CodedError<0x80000018>
-{
+struct hresult_illegal_delegate_assignment : impl::CodedError<0x80000018> {
     using CodedError::CodedError;
 };
-struct hresult_canceled : impl::CodedError<0x800704C7>
-{
+struct hresult_canceled : impl::CodedError<0x800704C7> {
     using CodedError::CodedError;
 };
 
-inline void throw_hresult(hresult code)
-{
+inline void throw_hresult(hresult code) {
     switch (static_cast<uint32_t>(code.value)) {
-    case 0x8007000E:
-        throw std::bad_alloc();
-    case 0x80070005:
-        throw hresult_access_denied(take_ownership_from_abi);
-    case 0x8001010E:
-        throw hresult_wrong_thread(take_ownership_from_abi);
-    case 0x80004001:
-        throw hresult_not_implemented(take_ownership_from_abi);
-    case 0x80070057:
-        throw hresult_invalid_argument(take_ownership_from_abi);
-    case 0x8000000B:
-        throw hresult_out_of_bounds(take_ownership_from_abi);
-    case 0x80004002:
-        throw hresult_no_interface(take_ownership_from_abi);
-    case 0x80040111:
-        throw hresult_class_not_available(take_ownership_from_abi);
-    case 0x80040154:
-        throw hresult_class_not_registered(take_ownership_from_abi);
-    case 0x8000000C:
-        throw hresult_changed_state(take_ownership_from_abi);
-    case 0x8000000E:
-        throw hresult_illegal_method_call(take_ownership_from_abi);
-    case 0x8000000D:
-        throw hresult_illegal_state_change(take_ownership_from_abi);
-    case 0x80000018:
-        throw hresult_illegal_delegate_assignment(take_ownership_from_abi);
-    case 0x800704C7:
-        throw hresult_canceled(take_ownership_from_abi);
-    default:
-        throw hresult_error(code, take_ownership_from_abi);
+        case 0x8007000E:
+            throw std::bad_alloc();
+        case 0x80070005:
+            throw hresult_access_denied(take_ownership_from_abi);
+        case 0x8001010E:
+            throw hresult_wrong_thread(take_ownership_from_abi);
+        case 0x80004001:
+            throw hresult_not_implemented(take_ownership_from_abi);
+        case 0x80070057:
+            throw hresult_invalid_argument(take_ownership_from_abi);
+        case 0x8000000B:
+            throw hresult_out_of_bounds(take_ownership_from_abi);
+        case 0x80004002:
+            throw hresult_no_interface(take_ownership_from_abi);
+        case 0x80040111:
+            throw hresult_class_not_available(take_ownership_from_abi);
+        case 0x80040154:
+            throw hresult_class_not_registered(take_ownership_from_abi);
+        case 0x8000000C:
+            throw hresult_changed_state(take_ownership_from_abi);
+        case 0x8000000E:
+            throw hresult_illegal_method_call(take_ownership_from_abi);
+        case 0x8000000D:
+            throw hresult_illegal_state_change(take_ownership_from_abi);
+        case 0x80000018:
+            throw hresult_illegal_delegate_assignment(take_ownership_from_abi);
+        case 0x800704C7:
+            throw hresult_canceled(take_ownership_from_abi);
+        default:
+            throw hresult_error(code, take_ownership_from_abi);
     }
 }
 
-inline void throw_last_error()
-{
+inline void throw_last_error() {
     throw_hresult(impl::hresultFromWin32(impl::platform::lastError()));
 }
 
 // The code that stands for the exception being handled; call inside a catch block. Anything that is neither of this
 // family nor a standard exception ends the process: no code could tell it.
-inline hresult to_hresult() noexcept
-{
+inline hresult to_hresult() noexcept {
     try {
         throw;
     } catch (hresult_error const& error) {
@@ -210,8 +182,7 @@ inline hresult to_hresult() noexcept
 }
 
 // The text of the exception being handled; call inside a catch block.
-inline hstring to_message()
-{
+inline hstring to_message() {
     try {
         throw;
     } catch (hresult_error const& error) {
@@ -220,4 +191,4 @@ inline hstring to_message()
         return to_hstring(error.what());
     }
 }
-}
+}  // namespace winrt

@@ -16,15 +16,12 @@
 #include <string_view>
 #include <utility>
 
-namespace winrt
-{
+namespace winrt {
 // Says that a constructor takes over the reference that a raw value stands for.
-struct take_ownership_from_abi_t
-{};
+struct take_ownership_from_abi_t {};
 inline constexpr take_ownership_from_abi_t take_ownership_from_abi{};
 
-struct hstring
-{
+struct hstring {
     using value_type = wchar_t;
     using size_type = uint32_t;
     using const_iterator = wchar_t const*;
@@ -41,8 +38,7 @@ struct hstring
     explicit hstring(std::wstring_view text) : m_string(create(text)) {}
     ~hstring() { clear(); }
 
-    hstring& operator=(hstring other) noexcept
-    {
+    hstring& operator=(hstring other) noexcept {
         std::swap(m_string, other.m_string);
         return *this;
     }
@@ -50,8 +46,7 @@ struct hstring
 
     void clear() noexcept { impl::platform::deleteString(std::exchange(m_string, nullptr)); }
 
-    operator std::wstring_view() const noexcept
-    {
+    operator std::wstring_view() const noexcept {
         uint32_t length = 0;
         wchar_t const* const text = impl::platform::stringBuffer(m_string, &length);
         return {text, length};
@@ -70,17 +65,12 @@ struct hstring
     const_iterator cbegin() const noexcept { return begin(); }
     const_iterator cend() const noexcept { return end(); }
 
-    friend void* get_abi(hstring const& object) noexcept { return object.m_string; }
-    friend void** put_abi(hstring& object) noexcept
-    {
-        object.clear();
-        return &object.m_string;
-    }
-    friend void* detach_abi(hstring& object) noexcept { return std::exchange(object.m_string, nullptr); }
+    friend void* get_abi(hstring const& text) noexcept;
+    friend void** put_abi(hstring& text) noexcept;
+    friend void* detach_abi(hstring& text) noexcept;
 
 private:
-    static void* create(std::wstring_view text)
-    {
+    static void* create(std::wstring_view text) {
         if (text.size() > std::numeric_limits<uint32_t>::max() / 2) {
             throw std::invalid_argument("length");
         }
@@ -91,8 +81,7 @@ private:
         return string;
     }
 
-    static void* duplicate(void* other)
-    {
+    static void* duplicate(void* other) {
         void* string = nullptr;
         if (impl::platform::duplicateString(other, &string) != 0) {
             throw std::bad_alloc();
@@ -103,43 +92,53 @@ private:
     void* m_string = nullptr;
 };
 
-namespace impl
-{
+// The raw string: borrowed, as a place for an out parameter (what was held goes first), or handed over.
+inline void* get_abi(hstring const& text) noexcept {
+    return text.m_string;
+}
+
+inline void** put_abi(hstring& text) noexcept {
+    text.clear();
+    return &text.m_string;
+}
+
+inline void* detach_abi(hstring& text) noexcept {
+    return std::exchange(text.m_string, nullptr);
+}
+
+namespace impl {
 template <typename T>
 concept WideText = std::is_convertible_v<T const&, std::wstring_view>;
 }
 
-template <impl::WideText Other> bool operator==(hstring const& left, Other const& right) noexcept
-{
+template <impl::WideText Other>
+bool operator==(hstring const& left, Other const& right) noexcept {
     return std::wstring_view(left) == std::wstring_view(right);
 }
 
-template <impl::WideText Other> auto operator<=>(hstring const& left, Other const& right) noexcept
-{
+template <impl::WideText Other>
+auto operator<=>(hstring const& left, Other const& right) noexcept {
     return std::wstring_view(left) <=> std::wstring_view(right);
 }
 
-namespace param
-{
+namespace param {
 // A string argument: takes whatever converts to text and lends its handle for the duration of a call.
-struct hstring
-{
+struct hstring {
     hstring(winrt::hstring const& text) : m_text(text) {}
     hstring(std::wstring_view text) : m_text(text) {}
     hstring(std::wstring const& text) : m_text(std::wstring_view(text)) {}
     hstring(wchar_t const* text) : m_text(text) {}
 
     operator winrt::hstring const&() const noexcept { return m_text; }
-    friend void* get_abi(hstring const& argument) noexcept { return get_abi(argument.m_text); }
+    friend void* get_abi(hstring const& argument) noexcept { return winrt::get_abi(argument.m_text); }
 
 private:
     winrt::hstring m_text;
 };
-}
+}  // namespace param
 
 // UTF-8 from UTF-16. An unpaired surrogate becomes the replacement character.
-inline std::string to_string(std::wstring_view text)
-{
+inline std::string to_string(std::wstring_view text) {
     auto const units = static_cast<int32_t>(text.size());
     auto const bytes =
         impl::platform::fromWide(impl::platform::utf8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
@@ -149,12 +148,11 @@ inline std::string to_string(std::wstring_view text)
 }
 
 // UTF-16 from UTF-8. An ill-formed sequence becomes the replacement character.
-inline hstring to_hstring(std::string_view text)
-{
+inline hstring to_hstring(std::string_view text) {
     auto const bytes = static_cast<int32_t>(text.size());
     auto const units = impl::platform::toWide(impl::platform::utf8, 0, text.data(), bytes, nullptr, 0);
     std::wstring result(static_cast<std::size_t>(units), L'\0');
     impl::platform::toWide(impl::platform::utf8, 0, text.data(), bytes, result.data(), units);
     return hstring{std::wstring_view(result)};
 }
-}
+}  // namespace winrt

@@ -11,8 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace winrt::impl::platform
-{
+namespace winrt::impl::platform {
 extern "C" {
 // Strings of the runtime: an immutable counted block, null for the empty string.
 int32_t createString(wchar_t const* text, uint32_t length, void** string) noexcept __asm__("WindowsCreateString");
@@ -35,12 +34,13 @@ uint32_t formatMessage(uint32_t flags, void const* source, uint32_t code, uint32
 void* freeLocal(void* memory) noexcept __asm__("LocalFree");
 uint32_t lastError() noexcept __asm__("GetLastError");
 
-int32_t toWide(uint32_t codePage, uint32_t flags, char const* text, int32_t bytes, wchar_t* out,
-               int32_t units) noexcept __asm__("MultiByteToWideChar");
+int32_t toWide(uint32_t codePage, uint32_t flags, char const* text, int32_t bytes, wchar_t* out, int32_t units) noexcept
+    __asm__("MultiByteToWideChar");
 int32_t fromWide(uint32_t codePage, uint32_t flags, wchar_t const* text, int32_t units, char* out, int32_t bytes,
                  char const* replacement, int32_t* replaced) noexcept __asm__("WideCharToMultiByte");
 
-void* createEventW(void* security, int32_t manualReset, int32_t set, wchar_t const* name) noexcept __asm__("CreateEventW");
+void* createEventW(void* security, int32_t manualReset, int32_t set, wchar_t const* name) noexcept
+    __asm__("CreateEventW");
 int32_t setEvent(void* event) noexcept __asm__("SetEvent");
 uint32_t waitForObject(void* object, uint32_t milliseconds) noexcept __asm__("WaitForSingleObject");
 int32_t closeHandle(void* handle) noexcept __asm__("CloseHandle");
@@ -59,24 +59,21 @@ inline constexpr uint32_t utf8 = 65001;
 inline constexpr uint32_t forever = 0xFFFFFFFF;
 
 // An optional function of the runtime's own library, or null. The library stays loaded for good.
-inline void* runtimeFunction(char const* name) noexcept
-{
+inline void* runtimeFunction(char const* name) noexcept {
     void* const library = loadLibrary(L"combase.dll", nullptr, searchSystemFolder);
     return library ? functionOf(library, name) : nullptr;
 }
 
 // An unnamed manual-reset event, or null with the thread's last error set.
-inline void* createManualEvent() noexcept
-{
+inline void* createManualEvent() noexcept {
     return createEventW(nullptr, 1, 0, nullptr);
 }
 
-struct Calls
-{
+struct Calls {
     void* (*runtimeFunction)(char const* name) noexcept = platform::runtimeFunction;
     void* (*createEvent)() noexcept = createManualEvent;
     int32_t (*createMarshaler)(void* outer, void** marshaler) noexcept = createFreeThreadedMarshaler;
 };
 
 inline Calls calls;
-}
+}  // namespace winrt::impl::platform

@@ -10,10 +10,19 @@
 #include <cstddef>
 #include <utility>
 
-namespace winrt::Windows::Foundation
-{
-struct IUnknown
-{
+namespace winrt::Windows::Foundation {
+struct IUnknown;
+}
+
+namespace winrt {
+// The raw pointer: borrowed, as a place for an out parameter (what was held goes first), or handed over.
+void* get_abi(Windows::Foundation::IUnknown const& object) noexcept;
+void** put_abi(Windows::Foundation::IUnknown& object) noexcept;
+void* detach_abi(Windows::Foundation::IUnknown& object) noexcept;
+}  // namespace winrt
+
+namespace winrt::Windows::Foundation {
+struct IUnknown {
     IUnknown(std::nullptr_t = nullptr) noexcept {}
     IUnknown(void* object, take_ownership_from_abi_t) noexcept : m_object(object, take_ownership_from_abi) {}
 
@@ -21,8 +30,8 @@ struct IUnknown
 
     // Another interface of the object, or a class by its default interface. The first throws what the object answers
     // when it does not have it, the second gives null. Null stays null.
-    template <typename To> To as() const
-    {
+    template <typename To>
+    To as() const {
         void* result = nullptr;
         if (m_object) {
             check_hresult(m_object->QueryInterface(guid_of<To>(), &result));
@@ -30,8 +39,8 @@ struct IUnknown
         return To{result, take_ownership_from_abi};
     }
 
-    template <typename To> To try_as() const noexcept
-    {
+    template <typename To>
+    To try_as() const noexcept {
         void* result = nullptr;
         if (m_object) {
             m_object->QueryInterface(guid_of<To>(), &result);
@@ -39,13 +48,12 @@ struct IUnknown
         return To{result, take_ownership_from_abi};
     }
 
-    friend void* get_abi(IUnknown const& object) noexcept { return object.m_object.get(); }
-    friend void** put_abi(IUnknown& object) noexcept { return object.m_object.put_void(); }
-    friend void* detach_abi(IUnknown& object) noexcept { return object.m_object.detach(); }
+    friend void* winrt::get_abi(IUnknown const& object) noexcept;
+    friend void** winrt::put_abi(IUnknown& object) noexcept;
+    friend void* winrt::detach_abi(IUnknown& object) noexcept;
 
     // The same object, asked through its identity: two interfaces of one object are equal.
-    friend bool operator==(IUnknown const& left, IUnknown const& right) noexcept
-    {
+    friend bool operator==(IUnknown const& left, IUnknown const& right) noexcept {
         return left.m_object.try_as<impl::UnknownAbi>().get() == right.m_object.try_as<impl::UnknownAbi>().get();
     }
 
@@ -53,75 +61,84 @@ private:
     com_ptr<impl::UnknownAbi> m_object;
 };
 
-struct IInspectable : IUnknown
-{
+struct IInspectable : IUnknown {
     IInspectable(std::nullptr_t = nullptr) noexcept {}
     IInspectable(void* object, take_ownership_from_abi_t) noexcept : IUnknown(object, take_ownership_from_abi) {}
 };
 
-struct IActivationFactory : IInspectable
-{
+struct IActivationFactory : IInspectable {
     IActivationFactory(std::nullptr_t = nullptr) noexcept {}
     IActivationFactory(void* object, take_ownership_from_abi_t) noexcept
-        : IInspectable(object, take_ownership_from_abi)
-    {}
+        : IInspectable(object, take_ownership_from_abi) {}
 
     // A new object of the factory's class. Null, without a throw, when the object lacks the wanted interface.
-    template <typename T> T ActivateInstance() const
-    {
+    template <typename T>
+    T ActivateInstance() const {
         IInspectable instance;
         check_hresult(static_cast<impl::ActivationFactoryAbi*>(get_abi(*this))->ActivateInstance(put_abi(instance)));
         return instance.try_as<T>();
     }
 };
-}
+}  // namespace winrt::Windows::Foundation
 
-namespace winrt::impl
-{
-template <> struct abi<Windows::Foundation::IUnknown>
-{
+namespace winrt::impl {
+template <>
+struct abi<Windows::Foundation::IUnknown> {
     using type = UnknownAbi;
 };
-template <> struct abi<Windows::Foundation::IInspectable>
-{
+template <>
+struct abi<Windows::Foundation::IInspectable> {
     using type = InspectableAbi;
 };
-template <> struct abi<Windows::Foundation::IActivationFactory>
-{
+template <>
+struct abi<Windows::Foundation::IActivationFactory> {
     using type = ActivationFactoryAbi;
 };
-template <> inline constexpr guid guid_v<Windows::Foundation::IUnknown> = guid_v<UnknownAbi>;
-template <> inline constexpr guid guid_v<Windows::Foundation::IInspectable> = guid_v<InspectableAbi>;
-template <> inline constexpr guid guid_v<Windows::Foundation::IActivationFactory> = guid_v<ActivationFactoryAbi>;
+template <>
+inline constexpr guid guid_v<Windows::Foundation::IUnknown> = guid_v<UnknownAbi>;
+template <>
+inline constexpr guid guid_v<Windows::Foundation::IInspectable> = guid_v<InspectableAbi>;
+template <>
+inline constexpr guid guid_v<Windows::Foundation::IActivationFactory> = guid_v<ActivationFactoryAbi>;
 
 // The binary interface of a projected object, for one call.
-template <typename T> abi_t<T>& abiOf(T const& object) noexcept
-{
+template <typename T>
+abi_t<T>& abiOf(T const& object) noexcept {
     return *static_cast<abi_t<T>*>(get_abi(object));
 }
 
 // The class's name as the runtime knows it; specialised beside each class.
-template <typename T> inline constexpr wchar_t const* name_v = T::no_class_name_is_known_for_this_type;
-}
+template <typename T>
+inline constexpr wchar_t const* name_v = T::no_class_name_is_known_for_this_type;
+}  // namespace winrt::impl
 
-namespace winrt
-{
-template <typename T> constexpr std::wstring_view name_of() noexcept
-{
+namespace winrt {
+template <typename T>
+constexpr std::wstring_view name_of() noexcept {
     return impl::name_v<T>;
 }
 
+inline void* get_abi(Windows::Foundation::IUnknown const& object) noexcept {
+    return object.m_object.get();
+}
+inline void** put_abi(Windows::Foundation::IUnknown& object) noexcept {
+    return object.m_object.put_void();
+}
+inline void* detach_abi(Windows::Foundation::IUnknown& object) noexcept {
+    return object.m_object.detach();
+}
+
 // Replaces what `object` holds by a borrowed binary pointer and takes a reference of its own.
-template <typename T> void copy_from_abi(T& object, void* value) noexcept
-{
+template <typename T>
+void copy_from_abi(T& object, void* value) noexcept {
     if (value) {
         static_cast<impl::UnknownAbi*>(value)->AddRef();
     }
     object = T{value, take_ownership_from_abi};
 }
 
-template <typename T> void attach_abi(T& object, void* value) noexcept
-{
+template <typename T>
+void attach_abi(T& object, void* value) noexcept {
     object = T{value, take_ownership_from_abi};
 }
-}
+}  // namespace winrt

@@ -1,0 +1,10 @@
+#pragma once
+
+// The foundation of the projection; see toolchain/projection/README.md for what is covered.
+
+#include "winrt/impl/activation.h"
+#include "winrt/impl/com_ptr.h"
+#include "winrt/impl/guid.h"
+#include "winrt/impl/hresult_error.h"
+#include "winrt/impl/hstring.h"
+#include "winrt/impl/unknown.h"
