@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""report.py LANE BUILD_FOLDER TOTALS: counts the cases of one lane's tests and appends "LANE passed failed skipped".
+"""report.py BUILD_FOLDER TOTALS: counts the cases of the last ctest run there, appends "passed failed skipped" to TOTALS.
 
 BUILD_FOLDER/ctest.xml has one entry per test program; BUILD_FOLDER/results/NAME.xml, where there is one, has the
 program's own cases and then counts instead. A program that failed without saying which case (a crash, a time-out, a
@@ -27,7 +27,7 @@ def cases(path):
 
 
 def main():
-    lane, build, totals = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
+    build, totals = pathlib.Path(sys.argv[1]), sys.argv[2]
     sums = [0, 0, 0]
     for program in ElementTree.parse(build / 'ctest.xml').getroot().iter('testcase'):
         status = program.get('status')
@@ -40,8 +40,7 @@ def main():
             counts[2 if status == 'disabled' else 1] += 1
         sums = [total + count for total, count in zip(sums, counts)]
     with open(totals, 'a', encoding='ascii') as out:
-        print(lane, *sums, file=out)
-    print('{}: {} passed, {} failed, {} skipped'.format(lane, *sums))
+        print(*sums, file=out)
 
 
 if __name__ == '__main__':

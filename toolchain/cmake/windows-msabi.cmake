@@ -35,12 +35,14 @@ set(_flags
   -nostdlibinc                          # no host headers
   -idirafter ${_mingw}/include          # after clang's own and libc++'s
   -mno-incremental-linker-compatible    # no time stamps in object files
-  -ffile-prefix-map=${ZEB_SYSROOT}=/sysroot
   -ffile-compilation-dir=.              # relative, else CodeView records each object's absolute name
   -ffunction-sections -fdata-sections -fstack-protector-strong -Xclang -cfguard)
 list(JOIN _flags " " CMAKE_C_FLAGS_INIT)
-set(CMAKE_CXX_FLAGS_INIT
-  "${CMAKE_C_FLAGS_INIT} -isystem ${ZEB_SYSROOT}/include/site -isystem ${ZEB_SYSROOT}/include/c++")
+set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT}")
+
+# For add_compile_options: the flags above are kept from the first configure on, the sysroot's place may change.
+set(ZEB_SYSROOT_OPTIONS $<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${ZEB_SYSROOT}=/sysroot>
+  "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-isystem ${ZEB_SYSROOT}/include/site -isystem ${ZEB_SYSROOT}/include/c++>")
 
 set(CMAKE_FIND_ROOT_PATH ${_mingw})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

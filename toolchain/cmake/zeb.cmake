@@ -13,11 +13,11 @@
 #
 #   zeb_target_defaults(<target>)
 #   zeb_add_executable(<target> SOURCES ... [LIBS ...])
-#   zeb_add_dll(<target> SOURCES ... [LIBS ...])
+#   zeb_add_dll(<target> SOURCES ... [LIBS ...] [OUTPUT_NAME <name>])
 #   zeb_add_flavour_library(<target> FLAVOUR <flavour> SOURCES ... [LIBS ...])
 #   zeb_add_node_addon(<target> FLAVOUR <flavour> SOURCES ... [LIBS ...] [OUTPUT_NAME <name>])
-#   zeb_add_unit_test(<stem> SOURCES ... [LIBS ...])
-#   zeb_add_script_test(<stem> [NATIVE])
+#   zeb_add_unit_test(<stem> SOURCES ... [LIBS ...] [LABEL <label>] [TIMEOUT <seconds>])
+#   zeb_add_script_test(<stem> [FILE <file>] [NATIVE] [LABEL <label>] [TIMEOUT <seconds>])
 include_guard(GLOBAL)
 include(${CMAKE_CURRENT_LIST_DIR}/locate.cmake)
 
@@ -34,6 +34,8 @@ else()
     set(ZEB_MSVC ON)
   elseif(NOT EXISTS ${ZEB_SYSROOT}/lib)
     message(FATAL_ERROR "The sysroot is not built yet. Run: ./zeb setup")
+  else()
+    add_compile_options(${ZEB_SYSROOT_OPTIONS})
   endif()
 endif()
 
@@ -268,16 +270,76 @@ if(GOOGLETEST_DIR)
     ${GOOGLETEST_DIR}/googletest/include ${GOOGLETEST_DIR}/googlemock/include)
 endif()
 
-# A GoogleTest program, target unit-<stem>, ctest name <stem>, label unit. main() is supplied.
+# A GoogleTest program; main() is supplied. Target and test are named <label>-<stem>; the label, by default "unit", is
+# what lanes select by.
 function(zeb_add_unit_test stem)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LIBS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT" "SOURCES;LIBS")
+  _zeb_test_defaults(unit)
+  set(name ${arg_LABEL}-${stem})
+  zeb_add_executable(${name} SOURCES ${arg_SOURCES} ${ZEB_TOOLCHAIN_DIR}/cmake/gtest_main.cpp
+    LIBS ${arg_LIBS} ${ZEB_GTEST} zeb_gtest_headers)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  add_test(NAME ${name} COMMAND ${ZEB_RUNNER} $<TARGET_FILE:${name}> --gtest_output=xml:results/${name}.xml
+    WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+  set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
+endfunction()
+
+# A node:test file, run by the Windows Node.js inside the lane's desktop session, one at a time because all share the
+# pointer. With NATIVE it also runs in Linux builds, by the Linux Node.js. Its environment:
+#
+#   ZEB_BUILD        the build folder, as the script's own system writes it: <build>/node/zebbridge.node and so on
+#   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
+#
+# FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; the label is by default
+# "script". Scripts run with --expose-gc.
+function(zeb_add_script_test stem)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NATIVE" "LABEL;TIMEOUT;FILE" "")
+  _zeb_test_defaults(script)
+  if(NOT arg_FILE)
+    set(arg_FILE ${stem}.test.js)
+  endif()
+  set(name ${arg_LABEL}-${stem})
+  set(file ${CMAKE_CURRENT_SOURCE_DIR}/${arg_FILE})
+  set(environment)
+  if(ZEB_CROSS)
+    set(node ${ZEB_NODE_WIN}/bin/node.exe)
+    set(drive Z:)
+  elseif(ZEB_LINUX AND arg_NATIVE)
+    set(node ${ZEB_NODE_LINUX}/bin/node)
+    set(drive)
+    if(ZEB_SANITIZE)
+      _zeb_sanitizer_runtime(runtime)  # Node.js itself is built without: its process must load the runtime first
+      list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0)
+    endif()
+  else()
+    return()
+  endif()
+  add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+    COMMAND ${ZEB_RUNNER} ${node} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
+      --test-reporter=junit --test-reporter-destination=results/${name}.xml ${drive}${file})
+  list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR})
+  set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${environment}")
+  if(ZEB_CROSS)
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+  endif()
+endfunction()
+
+macro(_zeb_test_defaults label)
+  if(NOT arg_LABEL)
+    set(arg_LABEL ${label})
+  endif()
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
-  zeb_add_executable(unit-${stem} SOURCES ${arg_SOURCES} ${ZEB_TOOLCHAIN_DIR}/cmake/gtest_main.cpp
-    LIBS ${arg_LIBS} ${ZEB_GTEST} zeb_gtest_headers)
-  target_include_directories(unit-${stem} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-  add_test(NAME ${stem} COMMAND ${ZEB_RUNNER} $<TARGET_FILE:unit-${stem}> --gtest_output=xml:results/${stem}.xml
-    WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
-  set_tests_properties(${stem} PROPERTIES LABELS unit TIMEOUT ${arg_TIMEOUT})
+endmacro()
+
+function(_zeb_sanitizer_runtime result)
+  if(ZEB_SANITIZE STREQUAL "address")
+    set(name libclang_rt.asan-x86_64.so)
+  else()
+    set(name libclang_rt.tsan-x86_64.so)
+  endif()
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name} OUTPUT_VARIABLE path
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  set(${result} ${path} PARENT_SCOPE)
 endfunction()

@@ -16,10 +16,11 @@ import tempfile
 # The C runtime has these, but mingw-w64 hides them behind functions of its own.
 MISSING_FROM_MINGW = {'ucrtbase.dll': ['strtold', 'wcstold']}
 
-# A std::string_view parameter has the same layout in Microsoft's library and in libc++, but libc++'s mangled name
-# carries its inline namespace. Exports that take one get a second name, so that code built with libc++ finds them.
-MICROSOFT_VIEW = 'V?$basic_string_view@DU?$char_traits@D@std@@@std@@'
-LIBCXX_VIEW = 'V?$basic_string_view@DU?$char_traits@D@__1@std@@@__1@std@@'
+# V8 takes spans of std::string_view: the same layout in Microsoft's library and in libc++, but another mangled name,
+# because libc++'s carries an inline namespace. Such exports get a second name. Only these: other types of the standard
+# library differ in layout, so that a missing name, a link error, is the right answer for them.
+MICROSOFT_VIEW = '?$MemorySpan@$$CBV?$basic_string_view@DU?$char_traits@D@std@@@std@@@'
+LIBCXX_VIEW = '?$MemorySpan@$$CBV?$basic_string_view@DU?$char_traits@D@__1@std@@@__1@std@@@'
 
 
 def c_string(data, offset):

@@ -1,0 +1,56 @@
+// Entry point of a DLL. Its static objects, which compiled code registers with atexit, end with the DLL (FreeLibrary, or
+// the end of the process) and not when the host calls exit().
+#include "runtime.h"
+
+extern "C" {
+
+struct OnexitTable {
+    FallibleProcedure *first, *last, *end;
+};
+int __cdecl _initialize_onexit_table(OnexitTable*);
+int __cdecl _register_onexit_function(OnexitTable*, FallibleProcedure);
+int __cdecl _execute_onexit_table(OnexitTable*);
+
+static OnexitTable atexitTable;
+static bool attached = false;  // the loader reports the end of a DLL also when its start failed
+
+int __cdecl atexit(Procedure procedure) {
+    return _register_onexit_function(&atexitTable, reinterpret_cast<FallibleProcedure>(procedure));
+}
+
+// The module may define its own.
+BOOL WINAPI __attribute__((weak)) DllMain(HINSTANCE, DWORD, LPVOID) { return TRUE; }
+
+static void detach() {
+    if (attached) {
+        attached = false;
+        _execute_onexit_table(&atexitTable);
+        freeTypeNames();
+    }
+}
+
+BOOL WINAPI _DllMainCRTStartup(HINSTANCE instance, DWORD reason, LPVOID reserved) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        if (_initialize_onexit_table(&atexitTable) != 0 || !runInitializers()) {
+            return FALSE;
+        }
+        attached = true;
+        if (DllMain(instance, reason, reserved)) {
+            return TRUE;
+        }
+        detach();
+        return FALSE;
+    }
+    if (!attached) {
+        return FALSE;
+    }
+    const BOOL result = DllMain(instance, reason, reserved);
+    if (reason == DLL_PROCESS_DETACH) {
+        // Also when the process ends (reserved is set), as with Microsoft's runtime: destructors of static objects run
+        // in both cases. By then the process has no other threads.
+        detach();
+    }
+    return result;
+}
+
+}  // extern "C"
