@@ -11,7 +11,6 @@
 #include <utility>
 
 #include "bridge/buttonswapstate.h"
-#include "bridge/keystate.h"
 #include "common/com/shared_state.h"
 #include "common/utils/format.h"
 #include "common/utils/log.h"
@@ -178,7 +177,5 @@ void WindowsRawInputDriver::interruptInputThread(uv_thread_t thread) {
 common::ComPtr<RawInputDriver> makeRawInputDriver() {
     return common::makeInstance<WindowsRawInputDriver, common::ConcurrentRC>();
 }
-
-bool isKeyDown(int virtualKey) noexcept { return (GetAsyncKeyState(virtualKey) & 0x8000) != 0; }
 
 }  // namespace zeb

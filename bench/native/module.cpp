@@ -1,0 +1,84 @@
+// The module under measurement: the product's own binding layer and pointer capture over a driver that a benchmark
+// feeds, and beside them the same jobs done directly with the engine, as the lower bound and as the obvious version.
+#include <node.h>
+
+#include <array>
+#include <cstdint>
+
+#include "bridge/component.h"
+#include "bridge/hwsupport_component.h"
+#include "bridge/node_module.h"
+#include "common/v8binding/v8binding.h"
+#include "native/obvious_stream.h"
+#include "standins/synthetic_input.h"
+
+namespace zeb::bench {
+namespace {
+
+/// Methods that do nothing but be called through the binding layer.
+class Methods : public Component {
+public:
+    using Interfaces = common::TypeList<Component>;
+
+    Methods(v8::Isolate* isolate, v8::Local<v8::Object> object);
+
+    void empty() {}
+    bool isOdd(std::int32_t value) { return (value & 1) != 0; }
+};
+
+constexpr std::array kMethods{
+    common::js::methodEntry<Methods, &Methods::empty>("empty"),
+    common::js::methodEntry<Methods, &Methods::isOdd>("isOdd"),
+};
+
+Methods::Methods(v8::Isolate* isolate, v8::Local<v8::Object> object) {
+    common::js::bindMethods(isolate, object, kMethods);
+}
+
+void rawEmpty(const v8::FunctionCallbackInfo<v8::Value>&) {}
+
+void rawIsOdd(const v8::FunctionCallbackInfo<v8::Value>& info) {
+    if (info.Length() < 1 || !info[0]->IsInt32()) return;
+    info.GetReturnValue().Set((info[0].As<v8::Int32>()->Value() & 1) != 0);
+}
+
+void burst(const v8::FunctionCallbackInfo<v8::Value>& info) {
+    standins::SyntheticInput::shared().burst(info[0].As<v8::Uint32>()->Value(), 0, 0);
+}
+
+/// The engine's own functions, on the same exports as the components.
+class Baselines : public Component {
+public:
+    using Interfaces = common::TypeList<Component>;
+
+    Baselines(v8::Isolate* isolate, v8::Local<v8::Object> object) {
+        add(isolate, object, "empty", &rawEmpty);
+        add(isolate, object, "isOdd", &rawIsOdd);
+        add(isolate, object, "burst", &burst);
+        add(isolate, object, "startObvious", &ObviousStream::start);
+        add(isolate, object, "pushObvious", &ObviousStream::push);
+        add(isolate, object, "stopObvious", &ObviousStream::stop);
+    }
+
+private:
+    static void add(v8::Isolate* isolate, v8::Local<v8::Object> object, const char* name,
+                    v8::FunctionCallback callback) {
+        const v8::Local<v8::Context> context = isolate->GetCurrentContext();
+        const v8::Local<v8::Function> function =
+            v8::FunctionTemplate::New(isolate, callback)->GetFunction(context).ToLocalChecked();
+        object->Set(context, common::js::makeStr(isolate, std::string_view(name)), function).Check();
+    }
+};
+
+const ComponentRegistration hardware("hardware", &makeComponent<HwComponentComponent>);
+const ComponentRegistration methods("methods", &makeComponent<Methods>);
+const ComponentRegistration raw("raw", &makeComponent<Baselines>);
+const ModuleRegistration module;
+
+}  // namespace
+}  // namespace zeb::bench
+
+extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object> exports, v8::Local<v8::Value> module,
+                                                           v8::Local<v8::Context> context) {
+    zeb::initializeModule(exports, module, context, nullptr);
+}

@@ -1,0 +1,148 @@
+// The same jobs done with the C API for add-ons, and with its C++ wrapper: what most modules are built on.
+#include <napi.h>
+#include <node_api.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+// ---- plain calls ------------------------------------------------------------------------------------------------
+
+napi_value cEmpty(napi_env, napi_callback_info) { return nullptr; }
+
+napi_value cIsOdd(napi_env env, napi_callback_info info) {
+    std::size_t count = 1;
+    napi_value argument = nullptr;
+    napi_get_cb_info(env, info, &count, &argument, nullptr, nullptr);
+    std::int32_t value = 0;
+    napi_get_value_int32(env, argument, &value);
+    napi_value result = nullptr;
+    napi_get_boolean(env, (value & 1) != 0, &result);
+    return result;
+}
+
+void wrapperEmpty(const Napi::CallbackInfo&) {}
+
+Napi::Value wrapperIsOdd(const Napi::CallbackInfo& info) {
+    return Napi::Boolean::New(info.Env(), (info[0].As<Napi::Number>().Int32Value() & 1) != 0);
+}
+
+// ---- the thread-safe function: one call into the queue for each record ---------------------------------------------
+
+struct Record {
+    std::int32_t offsetX, offsetY, screenX, screenY;
+};
+
+struct Stream {
+    napi_threadsafe_function function = nullptr;
+    std::mutex mutex;
+    std::condition_variable asked;
+    std::uint32_t wanted = 0;
+    bool stopped = false;
+    std::thread producer;
+};
+
+Stream* g_stream = nullptr;
+
+napi_value point(napi_env env, std::int32_t x, std::int32_t y) {
+    napi_value object = nullptr;
+    napi_value number = nullptr;
+    napi_create_object(env, &object);
+    napi_create_int32(env, x, &number);
+    napi_set_named_property(env, object, "x", number);
+    napi_create_int32(env, y, &number);
+    napi_set_named_property(env, object, "y", number);
+    return object;
+}
+
+void deliver(napi_env env, napi_value callback, void*, void* data) {
+    auto* const record = static_cast<Record*>(data);
+    if (env != nullptr) {
+        napi_value object = nullptr;
+        napi_create_object(env, &object);
+        napi_set_named_property(env, object, "offset", point(env, record->offsetX, record->offsetY));
+        napi_set_named_property(env, object, "screenPoint", point(env, record->screenX, record->screenY));
+        napi_value undefined = nullptr;
+        napi_get_undefined(env, &undefined);
+        napi_call_function(env, undefined, callback, 1, &object, nullptr);
+    }
+    delete record;
+}
+
+void produce(Stream* stream) {
+    std::unique_lock lock(stream->mutex);
+    for (;;) {
+        stream->asked.wait(lock, [&] { return stream->stopped || stream->wanted != 0; });
+        if (stream->stopped) return;
+        const std::uint32_t count = stream->wanted;
+        stream->wanted = 0;
+        lock.unlock();
+        for (std::uint32_t n = 0; n < count; ++n) {
+            const auto value = static_cast<std::int32_t>(n);
+            napi_call_threadsafe_function(stream->function, new Record{1, -1, value, value + 1}, napi_tsfn_nonblocking);
+        }
+        lock.lock();
+    }
+}
+
+napi_value start(napi_env env, napi_callback_info info) {
+    std::size_t count = 1;
+    napi_value callback = nullptr;
+    napi_get_cb_info(env, info, &count, &callback, nullptr, nullptr);
+    napi_value name = nullptr;
+    napi_create_string_utf8(env, "pointer stream", NAPI_AUTO_LENGTH, &name);
+    g_stream = new Stream;
+    napi_create_threadsafe_function(env, callback, nullptr, name, 0, 1, nullptr, nullptr, nullptr, &deliver,
+                                    &g_stream->function);
+    g_stream->producer = std::thread(&produce, g_stream);
+    return nullptr;
+}
+
+napi_value push(napi_env env, napi_callback_info info) {
+    std::size_t count = 1;
+    napi_value argument = nullptr;
+    napi_get_cb_info(env, info, &count, &argument, nullptr, nullptr);
+    {
+        const std::lock_guard guard(g_stream->mutex);
+        napi_get_value_uint32(env, argument, &g_stream->wanted);
+    }
+    g_stream->asked.notify_one();
+    return nullptr;
+}
+
+napi_value stop(napi_env, napi_callback_info) {
+    {
+        const std::lock_guard guard(g_stream->mutex);
+        g_stream->stopped = true;
+    }
+    g_stream->asked.notify_one();
+    g_stream->producer.join();
+    napi_release_threadsafe_function(g_stream->function, napi_tsfn_release);
+    delete g_stream;
+    g_stream = nullptr;
+    return nullptr;
+}
+
+void add(napi_env env, napi_value exports, const char* name, napi_callback callback) {
+    napi_value function = nullptr;
+    napi_create_function(env, name, NAPI_AUTO_LENGTH, callback, nullptr, &function);
+    napi_set_named_property(env, exports, name, function);
+}
+
+Napi::Object initialize(Napi::Env env, Napi::Object exports) {
+    add(env, exports, "cEmpty", &cEmpty);
+    add(env, exports, "cIsOdd", &cIsOdd);
+    exports.Set("wrapperEmpty", Napi::Function::New(env, &wrapperEmpty));
+    exports.Set("wrapperIsOdd", Napi::Function::New(env, &wrapperIsOdd));
+    add(env, exports, "start", &start);
+    add(env, exports, "push", &push);
+    add(env, exports, "stop", &stop);
+    return exports;
+}
+
+}  // namespace
+
+NODE_API_MODULE(zebbridge_peers, initialize)

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "bridge/rawinputdriverbase.h"
+
+namespace zeb::standins {
+
+/// A driver whose records come from the test. Stands in for the platform's driver when it is linked in its place:
+/// the source defines `makeRawInputDriver`.
+///
+/// Threads: `push` and `burst` on any; the records are dispatched on the driver's input thread, in order.
+class SyntheticDriver : public RawInputDriverBase {
+public:
+    using Interfaces = common::TypeList<RawInputDriver>;
+
+    ~SyntheticDriver() override;
+
+    void processInput() override;
+    void interruptInputThread(uv_thread_t thread) override;
+
+private:
+    // Counted, so that a stop that comes before its thread waits is seen all the same. Under the source's mutex.
+    std::uint64_t m_runs = 0;
+    std::uint64_t m_stops = 0;
+};
+
+/// What all synthetic drivers of the process read from: whichever of them captures takes the next job.
+class SyntheticInput {
+public:
+    static SyntheticInput& shared();
+
+    /// Queues these records for the input thread.
+    void push(std::vector<RawInputDriver::PointerData> records);
+    /// Queues `count` records made on the input thread: offset (1, -1), screen point (n, n + 1) with n counting from
+    /// `first`; every `pressEvery`th also presses the left button (0: none).
+    void burst(std::uint32_t count, std::uint32_t first, std::uint32_t pressEvery);
+
+private:
+    friend class SyntheticDriver;
+
+    struct Job {
+        std::vector<RawInputDriver::PointerData> records;
+        std::uint32_t count = 0;
+        std::uint32_t first = 0;
+        std::uint32_t pressEvery = 0;
+    };
+
+    void add(Job job);
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::vector<Job> m_jobs;
+};
+
+}  // namespace zeb::standins
