@@ -1,0 +1,264 @@
+/**
+ * zebbridge: raw pointer input, Windows integration and package updates for desktop applications on x86-64 Windows.
+ *
+ * Where it runs: win32-x64, in desktop runtimes with module version 123 and in Node.js 22, 24 and 26. Anywhere else the
+ * package installs and loads, and every function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says
+ * what is missing.
+ *
+ * Threads: every function is called on the script thread of the isolate that loaded the module, and every callback is
+ * called there. Worker threads may load the module too; each gets components of its own.
+ *
+ * Arguments, for every method:
+ * - Fewer than the method has: `Error` "Expected (N) arguments, but only (M)". Those in excess are ignored.
+ * - A number is converted as by `Math.trunc(Number(value))`, with `NaN` as 0, and then narrowed to the parameter's
+ *   width (32 bits where nothing else is said). A value whose conversion throws (a `Symbol`, a `BigInt`, an object with
+ *   a throwing `valueOf`) counts as 0: the method runs with it, and the exception is thrown when it has returned.
+ * - A text is `String(value)` up to its first NUL character. A value without a string form (a `Symbol`) is the empty
+ *   text.
+ * - A callback is any value; `null` or `undefined` removes the one that was set. A value that is no function is not
+ *   refused: its calls fail silently. What a callback throws is dropped.
+ *
+ * Errors, for every method: a native failure is an `Error` whose `message` is all there is to it. A method on a foreign
+ * receiver (detached, called with `new`, or after `shutdown`) is a `TypeError` "Illegal invocation".
+ *
+ * @example
+ * const { diagnostics, hardware, shutdown } = require('zebbridge');
+ *
+ * diagnostics.setLogHandler((message, level) => console.log(level, message));
+ * const capture = hardware.capturePointer();
+ * capture.setMotionEventCallback(({ offset, screenPoint }) => console.log(offset, screenPoint));
+ * capture.startCapturing();
+ * setTimeout(() => {
+ *     capture.stopCapturing();
+ *     shutdown();
+ * }, 5000);
+ */
+
+/** Pixels or device counts, as each property says. */
+export interface Point {
+    x: number;
+    y: number;
+}
+
+/** One motion of the mouse. A new plain object for every event. */
+export interface MotionEvent {
+    /**
+     * Motion since the last event in the device's own counts, without the system's acceleration. 32-bit integers; never
+     * both 0. A device that reports absolute positions, such as a tablet or a remote session, reports those here.
+     */
+    offset: Point;
+    /** The system's cursor in pixels of the virtual screen, read when the motion was processed. Can be negative. */
+    screenPoint: Point;
+}
+
+/** What happened to one button: 0 nothing, 1 released, 2 pressed. Both at once count as pressed. */
+export type ButtonTransition = 0 | 1 | 2;
+
+/** A change of at least one button. A new plain object for every event. The user's button swap is already applied. */
+export interface ButtonsEvent {
+    left: ButtonTransition;
+    middle: ButtonTransition;
+    right: ButtonTransition;
+}
+
+/** A logical button: 0 left, 1 middle, 2 right. */
+export type MouseButton = 0 | 1 | 2;
+
+/**
+ * Brings raw mouse input to two callbacks, also while the application has no focus.
+ *
+ * All capture objects of one `hardware` share one input source, so at most one of them captures at any time, and any of
+ * them can stop the one that does. Keep a reference while you capture: when the object is collected, the capture ends,
+ * whichever object started it.
+ *
+ * While it captures, the process stays alive; an idle capture object does not keep it.
+ */
+export interface PointerCapture {
+    /** Ends the running capture of this or any other capture object. No event follows. Does nothing when none runs. */
+    stopCapturing(): void;
+
+    /**
+     * Starts to capture; does nothing while any capture object captures. Input is read on a thread of its own and
+     * delivered on the script thread, all that has come per turn of the event loop, in order. Promise reactions and
+     * `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
+     *
+     * When Windows refuses the input, a record of level 2 is logged and no events come.
+     */
+    startCapturing(): void;
+
+    /**
+     * Sets, replaces or (with `null`) removes the callback for motion. Works at any time, also from inside the
+     * callback; it holds from the next event on. Removing it does not end the capture.
+     */
+    setMotionEventCallback(callback: ((event: MotionEvent) => void) | null | undefined): void;
+
+    /** The same for presses and releases. For input that carries both, the motion comes first. */
+    setButtonsEventCallback(callback: ((event: ButtonsEvent) => void) | null | undefined): void;
+}
+
+/** Mouse input. */
+export interface Hardware {
+    /**
+     * Whether a button is held down at this moment. Left and right follow the user's button swap as the last capture
+     * saw it; before the first capture they count as not swapped.
+     *
+     * @param button 0 left, 1 middle, 2 right; any other number asks for the physical primary button.
+     *
+     * @example
+     * const dragging = hardware.getButtonState(0);
+     */
+    getButtonState(button: MouseButton): boolean;
+
+    /**
+     * A new, idle capture object.
+     *
+     * @throws Error "Fail to create raw input driver" when there is no memory for it.
+     *
+     * @example
+     * const capture = hardware.capturePointer();
+     * capture.setButtonsEventCallback(({ left }) => {
+     *     if (left === 2) capture.stopCapturing();
+     * });
+     * capture.startCapturing();
+     */
+    capturePointer(): PointerCapture;
+}
+
+/** The weight of a log record: 0 information, 2 error. 1 lies between them and is not written today. */
+export type LogLevel = 0 | 1 | 2;
+
+/** The module's own log. */
+export interface Diagnostics {
+    /**
+     * Sends the module's log to `handler`. There is one handler for the whole process: the last call wins, also over
+     * other threads' handlers, and the end of any environment that loaded the module, or `shutdown`, removes it.
+     *
+     * Only records written on the calling script thread reach the function; records of the module's own threads, and
+     * those written during a garbage collection, do not. Once this method was called (also with `null`), all records go
+     * to an attached debugger as well.
+     *
+     * @example
+     * diagnostics.setLogHandler((message, level) => (level === 2 ? console.error : console.log)(message));
+     */
+    setLogHandler(handler: ((message: string, level: LogLevel) => void) | null | undefined): void;
+}
+
+/** Ends the process on purpose, to see an application's crash reporting at work. */
+export interface CrashEmitter {
+    /** Ends the process with a stack overflow (exception code 0xC00000FD). */
+    emitStackOverflow(): never;
+    /** Ends the process with an access violation (exception code 0xC0000005): a write to address 0. */
+    emitAccessViolation(): never;
+}
+
+/** Services of the Windows desktop. */
+export interface Windows {
+    /**
+     * Asks Windows to start the application again, without arguments, after a crash, a hang, an update or a restart of
+     * the system. Windows does so only for processes that have run for a minute. Never fails: the answer is ignored.
+     */
+    registerApplicationRestart(): void;
+
+    /**
+     * Opens an address in the user's default handler, the browser for a web address, even when an installed application
+     * has claimed it. Returns before anything has opened; whether it did is not reported.
+     *
+     * **An address that is not an absolute URI ends the process**, as does a system without the launcher: check what
+     * comes from outside (`URL.canParse(url)`) before you pass it.
+     *
+     * @param url An absolute URI.
+     *
+     * @example
+     * if (URL.canParse(url)) windows.openExternalIgnoringAppLinking(url);
+     */
+    openExternalIgnoringAppLinking(url: string): void;
+
+    /**
+     * The update build revision of the installed Windows: the last part of its version (the 4291 of 10.0.19045.4291).
+     *
+     * @returns 0 to 4294967295.
+     * @throws Error with the system's text when the registry has none.
+     */
+    getWindowsUpdateBuildRevision(): number;
+
+    /**
+     * Sets a window's normal position, which it has when it is neither minimised nor maximised, and its show state. Its
+     * minimised and maximised positions stay as they are.
+     *
+     * @param windowHandle The native window handle (HWND) as an integer. Handles have 32 significant bits.
+     * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three.
+     * @param showCommand A value of Win32's ShowWindow: 1 normal, 2 minimised, 3 maximised, 0 hidden, ...
+     * @throws Error with the system's text when the handle is no window or Windows refuses the placement.
+     *
+     * @example
+     * windows.setWindowPlacement(handle, 100, 100, 1380, 820, 1);
+     */
+    setWindowPlacement(
+        windowHandle: number,
+        left: number,
+        top: number,
+        right: number,
+        bottom: number,
+        showCommand: number,
+    ): void;
+}
+
+/** Updates of the application's own MSIX package. */
+export interface MsixAutoUpdater {
+    /**
+     * Sets, replaces or (with `null`) removes the function that hears of failed updates. It is called once per failure,
+     * on the script thread. A failure without a handler is dropped, not kept for the next one.
+     *
+     * The text is the deployment's own, or "winrt exception with message: ... and code: ..." with the HRESULT as a
+     * signed decimal number (-2147024891 for 0x80070005), or "Unknown exception".
+     */
+    setErrorHandler(handler: ((message: string) => void) | null | undefined): void;
+
+    /**
+     * The event log records that a query selects, oldest first, each as the event log's XML text. Waits for the event
+     * log service, so ask for few records.
+     *
+     * @param query A structured XML query in ASCII that names its own channels.
+     * @throws Error with the system's text when the query is refused or one of its channels cannot be read.
+     *
+     * @example
+     * const records = msix_auto_updater.getUpdateErrors(`
+     *     <QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Operational">
+     *         <Select>*[System[(Level=2) and TimeCreated[timediff(@SystemTime) &lt;= 86400000]]]</Select>
+     *     </Query></QueryList>`);
+     */
+    getUpdateErrors(query: string): string[];
+
+    /**
+     * Has Windows update the application's package, on a thread of its own. Returns at once. A success is not reported:
+     * Windows closes the application to apply the update. A failure goes to the error handler. The process stays alive
+     * until the deployment ends; `shutdown` waits for it.
+     *
+     * Start one update at a time. **Text that is not an absolute URI, and a system without package deployment, end the
+     * process.**
+     *
+     * @param packageUri An absolute URI of the package (`https:`, `file:`).
+     *
+     * @example
+     * msix_auto_updater.setErrorHandler((message) => console.error('update failed:', message));
+     * msix_auto_updater.applyUpdate('https://example.com/app.msix');
+     */
+    applyUpdate(packageUri: string): void;
+
+    /** Removes the error handler. A running update goes on. */
+    dispose(): void;
+}
+
+export const crash_emitter: CrashEmitter;
+export const diagnostics: Diagnostics;
+export const hardware: Hardware;
+export const windows: Windows;
+export const msix_auto_updater: MsixAutoUpdater;
+
+/**
+ * Releases everything: ends captures, removes the log handler, waits for a running update. After it, methods of the
+ * components throw. It reaches all threads of the process that loaded the module. A second call does nothing.
+ *
+ * Optional: the end of the environment (of the process or of a worker thread) does the same.
+ */
+export function shutdown(): void;

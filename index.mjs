@@ -1,0 +1,3 @@
+import bridge from './index.js';
+
+export const { crash_emitter, diagnostics, hardware, windows, msix_auto_updater, shutdown } = bridge;
