@@ -19,7 +19,8 @@
  *   refused: its calls fail silently. What a callback throws is dropped.
  *
  * Errors, for every method: a native failure is an `Error` whose `message` is all there is to it. A method on a foreign
- * receiver (detached, called with `new`, or after `shutdown`) is a `TypeError` "Illegal invocation".
+ * receiver (detached or called with `new`), and a component's method after `shutdown`, is a `TypeError` "Illegal
+ * invocation".
  *
  * @example
  * const { diagnostics, hardware, shutdown } = require('zebbridge');
@@ -74,7 +75,10 @@ export type MouseButton = 0 | 1 | 2;
  * While it captures, the process stays alive; an idle capture object does not keep it.
  */
 export interface PointerCapture {
-    /** Ends the running capture of this or any other capture object. No event follows. Does nothing when none runs. */
+    /**
+     * Ends the running capture of this or any other capture object. Input that was read before is still delivered; to
+     * hear nothing more, remove the callbacks as well. Does nothing when no capture runs.
+     */
     stopCapturing(): void;
 
     /**
@@ -256,9 +260,11 @@ export const windows: Windows;
 export const msix_auto_updater: MsixAutoUpdater;
 
 /**
- * Releases everything: ends captures, removes the log handler, waits for a running update. After it, methods of the
- * components throw. It reaches all threads of the process that loaded the module. A second call does nothing.
+ * Releases the components: removes the log handler, waits for a running update. After it their methods throw. It
+ * reaches all threads of the process that loaded the module. A second call does nothing.
  *
- * Optional: the end of the environment (of the process or of a worker thread) does the same.
+ * Capture objects are not components: stop a running capture yourself, or it goes on and keeps the process alive.
+ *
+ * Optional: the end of the environment (of the process or of a worker thread) releases everything, captures included.
  */
 export function shutdown(): void;
