@@ -20,11 +20,10 @@ using common::LockGuard;
 using common::js::Environment;
 using common::js::makeStr;
 
-/// A component that script can reach, and the script object to cut off from it when it goes.
+/// A component that script can reach, and whose thread it belongs to.
 struct LiveComponent {
     ComPtr<Component> component;
     v8::Isolate* isolate;
-    v8::Global<v8::Object> object;  // weak: script decides how long its object lives
 };
 
 struct LiveComponents {
@@ -40,13 +39,8 @@ LiveComponents& liveComponents() {
 }
 
 void release(LiveComponent& live) {
-    const v8::HandleScope scope(live.isolate);
-    if (Environment* const environment = Environment::of(live.isolate)) {
-        environment->removeReceiver(live.component.get());
-    }
     // The script object outlives the component and must not keep its address.
-    const v8::Local<v8::Object> object = live.object.Get(live.isolate);
-    if (!object.IsEmpty()) object->SetInternalField(0, v8::External::New(live.isolate, nullptr));
+    if (Environment* const environment = Environment::of(live.isolate)) environment->cutOff(live.component.get());
     live.component.reset();
 }
 
@@ -78,19 +72,17 @@ private:
     v8::Isolate* m_isolate;
 };
 
-void addComponent(const RegistryEntry& entry, v8::Isolate* isolate, v8::Local<v8::Context> context,
+void addComponent(const RegistryEntry& entry, Environment& environment, v8::Local<v8::Context> context,
                   v8::Local<v8::ObjectTemplate> objectTemplate, v8::Local<v8::Object> exports) {
+    v8::Isolate* const isolate = environment.isolate();
     const v8::Local<v8::Object> object = objectTemplate->NewInstance(context).ToLocalChecked();
     ComPtr<Component> component = entry.factory(isolate, object);
-    auto* const counted = static_cast<IRefCounted*>(component->query(typeid(IRefCounted)));
-    common::js_internal::linkReceiver(isolate, object, counted);
+    environment.link(object, static_cast<IRefCounted*>(component->query(typeid(IRefCounted))), false);
     static_cast<void>(exports->Set(context, makeStr(isolate, std::string_view(entry.name)), object));
 
-    LiveComponent live{std::move(component), isolate, v8::Global<v8::Object>(isolate, object)};
-    live.object.SetWeak();
     LiveComponents& all = liveComponents();
     const LockGuard guard(all.lock);
-    all.list.push_back(std::move(live));
+    all.list.push_back({std::move(component), isolate});
 }
 
 void shutdown(const v8::FunctionCallbackInfo<v8::Value>& info) {
@@ -137,7 +129,7 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
     objectTemplate->SetInternalFieldCount(1);
     for (const RegistryEntry& entry : componentRegistry()) {
-        addComponent(entry, isolate, context, objectTemplate, exports);
+        addComponent(entry, *environment, context, objectTemplate, exports);
     }
 
     const v8::HandleScope shutdownScope(isolate);

@@ -11,10 +11,6 @@ namespace common::js {
 
 namespace {
 
-// The environment that the last lookup on this thread found: a thread has one isolate as a rule.
-thread_local v8::Isolate* t_isolate = nullptr;
-thread_local Environment* t_environment = nullptr;
-
 /// The memory of an async handle: libuv's part comes first, so a pointer to one is a pointer to the other.
 struct OwnedAsyncHandle {
     uv_async_t handle;
@@ -34,15 +30,13 @@ Environment::Registry& Environment::registry() {
     return instance;
 }
 
-Environment* Environment::of(v8::Isolate* isolate) noexcept {
-    if (isolate == t_isolate && isolate != nullptr) return t_environment;
+Environment* Environment::search(v8::Isolate* isolate) noexcept {
     Registry& known = registry();
     const LockGuard guard(known.lock);
     const auto found = known.environments.find(isolate);
     if (found == known.environments.end()) return nullptr;
-    t_isolate = isolate;
-    t_environment = found->second;
-    return t_environment;
+    t_last = {isolate, found->second};
+    return found->second;
 }
 
 Environment* Environment::open(v8::Local<v8::Context> context) {
@@ -86,17 +80,37 @@ Environment::Environment(v8::Isolate* isolate, v8::Local<v8::Context> context, u
 
 Environment::~Environment() = default;
 
-void Environment::removeReceiver(IRefCounted* receiver) noexcept {
-    if (m_lastReceiver == receiver) m_lastReceiver = nullptr;
-    m_receivers.erase(receiver);
+void Environment::link(v8::Local<v8::Object> object, IRefCounted* native, bool ownedByObject) {
+    object->SetInternalField(0, v8::External::New(m_isolate, native));
+    Receiver& receiver = m_receivers[native];
+    receiver = {native, ownedByObject, v8::Global<v8::Object>(m_isolate, object)};
+    receiver.object.SetWeak();
 }
 
-bool Environment::isReceiver(const void* candidate) noexcept {
-    if (candidate == nullptr) return false;
-    if (candidate == m_lastReceiver) return true;
-    if (m_receivers.find(candidate) == m_receivers.end()) return false;
-    m_lastReceiver = candidate;
-    return true;
+void Environment::cutOff(IRefCounted* native) noexcept {
+    const auto found = m_receivers.find(native);
+    if (found == m_receivers.end()) return;
+    const v8::HandleScope scope(m_isolate);
+    const v8::Local<v8::Object> object = found->second.object.Get(m_isolate);
+    if (!object.IsEmpty()) object->SetInternalField(0, v8::External::New(m_isolate, nullptr));
+    forget(native);
+}
+
+void Environment::forget(IRefCounted* native) noexcept {
+    const auto found = m_receivers.find(native);
+    if (found == m_receivers.end()) return;
+    if (m_lastReceiver == &found->second) m_lastReceiver = nullptr;
+    m_receivers.erase(found);
+}
+
+Receiver* Environment::searchReceiver(v8::Local<v8::Object> object) {
+    if (object->InternalFieldCount() != 1) return nullptr;
+    const v8::Local<v8::Data> field = object->GetInternalField(0);
+    if (!field->IsValue() || !field.As<v8::Value>()->IsExternal()) return nullptr;
+    const auto found = m_receivers.find(field.As<v8::Value>().As<v8::External>()->Value());
+    if (found == m_receivers.end()) return nullptr;
+    m_lastReceiver = &found->second;
+    return m_lastReceiver;
 }
 
 AsyncHandle Environment::makeAsyncHandle(void* owner, uv_async_cb callback) {
@@ -160,23 +174,20 @@ void Environment::end() noexcept {
         const LockGuard guard(known.lock);
         if (known.environments.erase(m_isolate) == 0) return;  // ended before
     }
-    if (t_environment == this) {
-        t_environment = nullptr;
-        t_isolate = nullptr;
-    }
+    if (t_last.environment == this) t_last = {nullptr, nullptr};
     const v8::HandleScope scope(m_isolate);
     runTasks();
     while (EnvironmentObserver* const observer = m_observers) {
         observer->unlink();
         observer->onEnvironmentEnd();
     }
-    while (!m_wrapped.empty()) {
-        IRefCounted* const wrapped = *m_wrapped.begin();
-        m_wrapped.erase(m_wrapped.begin());
-        js_internal::releaseWrapped(wrapped);
+    while (!m_receivers.empty()) {
+        const auto next = m_receivers.begin();
+        IRefCounted* const owned = next->second.ownedByObject ? next->second.native : nullptr;
+        forget(next->second.native);
+        if (owned != nullptr) js_internal::releaseWrapped(owned);
     }
-    m_receivers.clear();
-    m_lastReceiver = nullptr;
+    m_attachments.clear();
     m_taskSignal.reset();
     m_context.Reset();
 }

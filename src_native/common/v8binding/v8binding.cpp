@@ -7,7 +7,6 @@
 #include "common/utils/failure.h"
 #include "common/utils/format.h"
 #include "common/utils/log.h"
-#include "common/v8binding/environment.h"
 
 namespace common {
 
@@ -44,27 +43,27 @@ void throwTooFewArguments(std::size_t expected, int actual) {
         common::format("Expected ({0}) arguments, but only ({1})", static_cast<std::uint64_t>(expected), actual), 0);
 }
 
-void throwIllegalInvocation(v8::Isolate* isolate, bool released) {
-    const char* const message =
-        released ? "Illegal invocation: shutdown() has released this object" : "Illegal invocation";
-    isolate->ThrowException(v8::Exception::TypeError(js::makeStr(isolate, std::string_view(message))));
-}
-
-IRefCounted* receiverOf(const v8::FunctionCallbackInfo<v8::Value>& info) {
+void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const v8::Local<v8::Object> receiver = info.This();
     bool released = false;
     if (receiver->InternalFieldCount() == 1) {
         const v8::Local<v8::Data> field = receiver->GetInternalField(0);
-        if (field->IsValue() && field.As<v8::Value>()->IsExternal()) {
-            void* const native = field.As<v8::Value>().As<v8::External>()->Value();
-            js::Environment* const environment = js::Environment::of(isolate);
-            if (environment != nullptr && environment->isReceiver(native)) return static_cast<IRefCounted*>(native);
-            released = true;
-        }
+        released = field->IsValue() && field.As<v8::Value>()->IsExternal() &&
+                   field.As<v8::Value>().As<v8::External>()->Value() == nullptr;
     }
-    throwIllegalInvocation(isolate, released);
-    return nullptr;
+    const std::string_view message =
+        released ? "Illegal invocation: shutdown() has released this object" : "Illegal invocation";
+    isolate->ThrowException(v8::Exception::TypeError(js::makeStr(isolate, message)));
+}
+
+void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept {
+    void* const found = receiver.native->query(type);
+    if (found != nullptr) {
+        receiver.askedClass = &type;
+        receiver.asClass = found;
+    }
+    return found;
 }
 
 void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
@@ -85,11 +84,6 @@ void releaseWrapped(IRefCounted* wrapped) noexcept {
     }
 }
 
-void linkReceiver(v8::Isolate* isolate, v8::Local<v8::Object> object, IRefCounted* native) {
-    object->SetInternalField(0, v8::External::New(isolate, native));
-    if (js::Environment* const environment = js::Environment::of(isolate)) environment->addReceiver(native);
-}
-
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type) {
     if (!native) {
@@ -105,9 +99,10 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
         logAt(321, common::format("Fail to create object-wrapper for types instance:  ComPtr<{0}>", type));
         return v8::Undefined(isolate);
     }
+    js::Environment* const environment = js::Environment::of(isolate);
+    if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nobody would ever release the object
     IRefCounted* const owned = native.detach();
-    linkReceiver(isolate, object, owned);
-    if (js::Environment* const environment = js::Environment::of(isolate)) environment->addWrapped(owned);
+    environment->link(object, owned, true);
     if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(owned->query(typeid(js::V8WeakReferenceHolder)))) {
         holder->bind(isolate, object);
     } else {
@@ -134,10 +129,7 @@ void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wra
         native,
         [](const v8::WeakCallbackInfo<IRefCounted>& info) {
             IRefCounted* const wrapped = info.GetParameter();
-            if (Environment* const environment = Environment::of(info.GetIsolate())) {
-                environment->removeReceiver(wrapped);
-                environment->removeWrapped(wrapped);
-            }
+            if (Environment* const environment = Environment::of(info.GetIsolate())) environment->forget(wrapped);
             js_internal::releaseWrapped(wrapped);
         },
         v8::WeakCallbackType::kParameter);

@@ -6,7 +6,9 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <unordered_set>
+#include <typeinfo>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "common/com/interfaces.h"
@@ -26,6 +28,25 @@ struct AsyncHandleCloser {
 /// A libuv async handle in memory of its own. `send` on it (`uv_async_send`) is the one call for other threads.
 using AsyncHandle = std::unique_ptr<uv_async_t, AsyncHandleCloser>;
 
+/// A native object that script can call methods on.
+struct Receiver {
+    IRefCounted* native;
+    bool ownedByObject;
+    v8::Global<v8::Object> object;  // weak
+    // The last answered query: a method asks every time for the same class.
+    const std::type_info* askedClass = nullptr;
+    void* asClass = nullptr;
+};
+
+/// Base of what other units keep per environment; destroyed when the environment ends, while the engine still runs.
+class Attachment {
+public:
+    Attachment() = default;
+    Attachment(const Attachment&) = delete;
+    Attachment& operator=(const Attachment&) = delete;
+    virtual ~Attachment() = default;
+};
+
 /// One isolate's use of the module: which native objects its script can reach, and an orderly end while the engine
 /// still runs. Made when the module is loaded, ended by the runtime's clean-up hooks (also on `process.exit`), after
 /// which `of` finds nothing.
@@ -38,7 +59,9 @@ public:
     Environment& operator=(const Environment&) = delete;
 
     /// The environment of `isolate`, or null when it has none or it has ended.
-    static Environment* of(v8::Isolate* isolate) noexcept;
+    static Environment* of(v8::Isolate* isolate) noexcept {
+        return isolate == t_last.isolate && isolate != nullptr ? t_last.environment : search(isolate);
+    }
 
     /// The environment of the context's isolate, made at the first call. Null when the context is not Node's.
     static Environment* open(v8::Local<v8::Context> context);
@@ -51,16 +74,35 @@ public:
     /// The main context of the isolate. Inside a handle scope.
     v8::Local<v8::Context> context() const { return m_context.Get(m_isolate); }
 
-    /// Objects that script may call methods on. A pointer taken from a script object is used only while it is
-    /// registered here, because any object can be passed as a receiver.
-    void addReceiver(IRefCounted* receiver) { m_receivers.insert(receiver); }
-    void removeReceiver(IRefCounted* receiver) noexcept;
-    bool isReceiver(const void* candidate) noexcept;
+    /// Stores `native` in internal field 0 of `object` and lets script call methods on it. With `ownedByObject` the
+    /// object's collection releases a reference of it (see `toValue`); it is released when the environment ends, for
+    /// then no collection comes any more.
+    void link(v8::Local<v8::Object> object, IRefCounted* native, bool ownedByObject);
 
-    /// Objects whose script wrapper holds their reference; released when the environment ends, for then no collection
-    /// comes any more.
-    void addWrapped(IRefCounted* wrapped) { m_wrapped.insert(wrapped); }
-    void removeWrapped(IRefCounted* wrapped) noexcept { m_wrapped.erase(wrapped); }
+    /// Cuts the script object off from its native one, which is about to go.
+    void cutOff(IRefCounted* native) noexcept;
+
+    /// The same inside a collection that has claimed the script object.
+    void forget(IRefCounted* native) noexcept;
+
+    /// The native object that `object` stands for, or null: any object can be passed as a receiver, so the pointer in
+    /// internal field 0 is followed only when it is one that `link` has stored.
+    Receiver* findReceiver(v8::Local<v8::Object> object) {
+        if (m_lastReceiver != nullptr && m_lastReceiver->object == object) return m_lastReceiver;
+        return searchReceiver(object);
+    }
+
+    /// The one object of type `T` that belongs to this environment; made by `T(Environment&)` at the first call.
+    template <typename T>
+    T& attachment() {
+        for (const auto& attached : m_attachments) {
+            if (auto* const found = dynamic_cast<T*>(attached.get())) return *found;
+        }
+        auto created = std::make_unique<T>(*this);
+        T& result = *created;
+        m_attachments.push_back(std::move(created));
+        return result;
+    }
 
     /// A new async handle on this environment's loop that does not keep the loop running by itself. `owner` becomes
     /// its `data`, which `AsyncHandleCloser` clears. Empty when libuv gives none.
@@ -71,8 +113,19 @@ private:
     friend struct AsyncHandleCloser;
     struct Registry;
 
+    /// What the last lookup on this thread found: a thread has one isolate as a rule.
+    struct Last {
+        v8::Isolate* isolate;
+        Environment* environment;
+    };
+
     Environment(v8::Isolate* isolate, v8::Local<v8::Context> context, uv_loop_t* loop);
     ~Environment();
+
+    static Environment* search(v8::Isolate* isolate) noexcept;
+    Receiver* searchReceiver(v8::Local<v8::Object> object);
+
+    static inline thread_local constinit Last t_last{nullptr, nullptr};
 
     static Registry& registry();
     static void onCleanup(void* self, void (*done)(void*), void* doneArgument);
@@ -86,9 +139,9 @@ private:
     v8::Isolate* const m_isolate;
     v8::Global<v8::Context> m_context;
     uv_loop_t* const m_loop;
-    std::unordered_set<const void*> m_receivers;
-    const void* m_lastReceiver = nullptr;  // the method calls of one object come in a row
-    std::unordered_set<IRefCounted*> m_wrapped;
+    std::unordered_map<const void*, Receiver> m_receivers;
+    Receiver* m_lastReceiver = nullptr;  // the method calls of one object come in a row
+    std::vector<std::unique_ptr<Attachment>> m_attachments;
     EnvironmentObserver* m_observers = nullptr;  // newest first
     std::size_t m_openHandles = 0;
     AsyncHandle m_taskSignal;

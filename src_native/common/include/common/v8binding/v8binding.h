@@ -13,6 +13,7 @@
 
 #include "common/com/comptr.h"
 #include "common/com/interfaces.h"
+#include "common/v8binding/environment.h"
 #include "common/v8binding/v8convert.h"
 #include "common/v8binding/v8marshal.h"
 #include "common/v8binding/weak_reference_holder.h"
@@ -39,14 +40,22 @@ namespace common::js_internal {
 /// Throws the argument-count error.
 [[noreturn]] void throwTooFewArguments(std::size_t expected, int actual);
 
-/// The native object behind a call's receiver, or null. A null result has thrown a script `TypeError`.
-///
-/// Any object can be made the receiver of any method (`call`, `new`, detached functions), so the pointer in internal
-/// field 0 is used only if the environment knows it.
-IRefCounted* receiverOf(const v8::FunctionCallbackInfo<v8::Value>& info);
-
 /// Throws the `TypeError` for a receiver that does not stand for an object of the method's class.
-void throwIllegalInvocation(v8::Isolate* isolate, bool released);
+void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info);
+
+/// Asks the receiver's object for the class that a method needs.
+void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept;
+
+/// The native object behind a call's receiver with the sub-object of the method's class, or nulls.
+template <typename Class>
+std::pair<IRefCounted*, Class*> receiverOf(const v8::FunctionCallbackInfo<v8::Value>& info) {
+    js::Environment* const environment = js::Environment::of(info.GetIsolate());
+    js::Receiver* const receiver = environment != nullptr ? environment->findReceiver(info.This()) : nullptr;
+    if (receiver == nullptr) return {};
+    void* const found =
+        receiver->askedClass == &typeid(Class) ? receiver->asClass : queryReceiver(*receiver, typeid(Class));
+    return {receiver->native, static_cast<Class*>(found)};
+}
 
 /// Throws a script `Error` with the exception's `what()` text.
 void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
@@ -56,9 +65,6 @@ void raiseUnexpectedException();
 
 /// Disposes and releases a wrapped native object; see `toValue`.
 void releaseWrapped(IRefCounted* wrapped) noexcept;
-
-/// Stores `native` in internal field 0 of `object` and lets script call methods on it.
-void linkReceiver(v8::Isolate* isolate, v8::Local<v8::Object> object, IRefCounted* native);
 
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type);
@@ -107,16 +113,14 @@ struct Signature<R (*)(Args...)> {
 template <typename Class, auto method>
 void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
     using MethodSignature = Signature<decltype(method)>;
+    // The engine gives every callback a handle scope of its own.
     v8::Isolate* const isolate = info.GetIsolate();
-    const v8::HandleScope scope(isolate);
     try {
         typename MethodSignature::Parameters parameters{};
         js::ConversionFailure failure;
         initializeArguments(info, parameters, failure);
-        IRefCounted* const counted = receiverOf(info);
-        if (counted == nullptr) return;
-        auto* const receiver = static_cast<Class*>(counted->query(typeid(Class)));
-        if (receiver == nullptr) return throwIllegalInvocation(isolate, false);
+        const auto [counted, receiver] = receiverOf<Class>(info);
+        if (receiver == nullptr) return throwIllegalInvocation(info);
         const ComPtr<IRefCounted> alive(counted);  // the method may run script, and that may release the receiver
         if constexpr (std::is_void_v<typename MethodSignature::Result>) {
             MethodSignature::template call<method>(*receiver, parameters);
