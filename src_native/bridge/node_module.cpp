@@ -20,10 +20,10 @@ using common::LockGuard;
 using common::js::Environment;
 using common::js::makeStr;
 
-/// A component that script can reach, and whose thread it belongs to.
+/// A component that script can reach, and the environment whose thread it belongs to.
 struct LiveComponent {
     ComPtr<Component> component;
-    v8::Isolate* isolate;
+    Environment* environment;
 };
 
 struct LiveComponents {
@@ -38,38 +38,36 @@ LiveComponents& liveComponents() {
     return instance;
 }
 
-void release(LiveComponent& live) {
-    // The script object outlives the component and must not keep its address.
-    if (Environment* const environment = Environment::of(live.isolate)) environment->cutOff(live.component.get());
-    live.component.reset();
-}
-
-void releaseComponentsOf(v8::Isolate* isolate) noexcept {
+void releaseComponentsOf(Environment& environment) noexcept {
     std::list<LiveComponent> ours;
     {
         LiveComponents& live = liveComponents();
         const LockGuard guard(live.lock);
         for (auto next = live.list.begin(); next != live.list.end();) {
             const auto current = next++;
-            if (current->isolate == isolate) ours.splice(ours.end(), live.list, current);
+            if (current->environment == &environment) ours.splice(ours.end(), live.list, current);
         }
     }
-    for (LiveComponent& component : ours) release(component);
+    for (LiveComponent& live : ours) {
+        // The script object outlives the component and must not keep its address.
+        environment.cutOff(live.component.get());
+        environment.retire(std::move(live.component));
+    }
 }
 
 /// Releases an environment's components when it ends without `shutdown`.
 class ComponentsOfEnvironment final : public common::js::EnvironmentObserver {
 public:
-    explicit ComponentsOfEnvironment(Environment* environment)
-        : EnvironmentObserver(environment), m_isolate(environment->isolate()) {}
+    explicit ComponentsOfEnvironment(Environment& environment)
+        : EnvironmentObserver(&environment), m_environment(environment) {}
 
     void onEnvironmentEnd() noexcept override {
-        releaseComponentsOf(m_isolate);
+        releaseComponentsOf(m_environment);
         delete this;
     }
 
 private:
-    v8::Isolate* m_isolate;
+    Environment& m_environment;
 };
 
 void addComponent(const RegistryEntry& entry, Environment& environment, v8::Local<v8::Context> context,
@@ -82,7 +80,7 @@ void addComponent(const RegistryEntry& entry, Environment& environment, v8::Loca
 
     LiveComponents& all = liveComponents();
     const LockGuard guard(all.lock);
-    all.list.push_back({std::move(component), isolate});
+    all.list.push_back({std::move(component), &environment});
 }
 
 void shutdown(const v8::FunctionCallbackInfo<v8::Value>& info) {
@@ -124,7 +122,7 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
         return;
     }
     pinModule();
-    new ComponentsOfEnvironment(environment);  // ends with the environment
+    new ComponentsOfEnvironment(*environment);  // ends with the environment
 
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
     objectTemplate->SetInternalFieldCount(1);
@@ -147,15 +145,16 @@ void releaseComponents(v8::Isolate* isolate) noexcept {
         LiveComponents& live = liveComponents();
         const LockGuard guard(live.lock);
         for (const LiveComponent& component : live.list) {
-            if (component.isolate != isolate && (others.empty() || others.back() != component.isolate)) {
-                others.push_back(component.isolate);
-            }
+            v8::Isolate* const owner = component.environment->isolate();
+            if (owner != isolate && (others.empty() || others.back() != owner)) others.push_back(owner);
         }
     }
     for (v8::Isolate* const other : others) {
-        Environment::post(other, [other] { releaseComponentsOf(other); });
+        Environment::post(other, [other] {
+            if (Environment* const environment = Environment::of(other)) releaseComponentsOf(*environment);
+        });
     }
-    releaseComponentsOf(isolate);
+    if (Environment* const environment = Environment::of(isolate)) releaseComponentsOf(*environment);
 }
 
 }  // namespace zeb

@@ -113,6 +113,15 @@ Receiver* Environment::searchReceiver(v8::Local<v8::Object> object) {
     return m_lastReceiver;
 }
 
+void Environment::retire(ComPtr<IRefCounted> object) noexcept {
+    if (m_runningCalls != 0) m_retired.push_back(std::move(object));
+}
+
+void Environment::releaseRetired() noexcept {
+    std::vector<ComPtr<IRefCounted>> retired;
+    retired.swap(m_retired);
+}
+
 AsyncHandle Environment::makeAsyncHandle(void* owner, uv_async_cb callback) {
     auto owned = std::make_unique<OwnedAsyncHandle>();
     owned->environment = this;
@@ -176,16 +185,19 @@ void Environment::end() noexcept {
     }
     if (t_last.environment == this) t_last = {nullptr, nullptr};
     const v8::HandleScope scope(m_isolate);
+    const WeakCallbackScope noScript;
     runTasks();
     while (EnvironmentObserver* const observer = m_observers) {
         observer->unlink();
         observer->onEnvironmentEnd();
     }
     while (!m_receivers.empty()) {
-        const auto next = m_receivers.begin();
-        IRefCounted* const owned = next->second.ownedByObject ? next->second.native : nullptr;
-        forget(next->second.native);
-        if (owned != nullptr) js_internal::releaseWrapped(owned);
+        const Receiver& next = m_receivers.begin()->second;
+        auto owned = ComPtr<IRefCounted>::attach(next.ownedByObject ? next.native : nullptr);
+        forget(next.native);
+        if (!owned) continue;
+        js_internal::disposeWrapped(owned.get());
+        retire(std::move(owned));
     }
     m_attachments.clear();
     m_taskSignal.reset();

@@ -20,15 +20,6 @@ void logAt(std::uint32_t line, const std::string& message) {
 
 thread_local int t_weakCallbackDepth = 0;
 
-/// Marks the calling thread as being inside a weak callback.
-class WeakCallbackScope {
-public:
-    WeakCallbackScope() noexcept { ++t_weakCallbackDepth; }
-    ~WeakCallbackScope() { --t_weakCallbackDepth; }
-    WeakCallbackScope(const WeakCallbackScope&) = delete;
-    WeakCallbackScope& operator=(const WeakCallbackScope&) = delete;
-};
-
 v8::Local<v8::String> internalizedName(v8::Isolate* isolate, const char* name) {
     return v8::String::NewFromUtf8(isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
 }
@@ -75,9 +66,8 @@ void raiseUnexpectedException() {
                           "RUNTIME_FAILURE", "Unexpected exception type");
 }
 
-void releaseWrapped(IRefCounted* wrapped) noexcept {
-    const WeakCallbackScope scope;
-    const auto native = ComPtr<IRefCounted>::attach(wrapped);
+void disposeWrapped(IRefCounted* wrapped) {
+    const ComPtr<IRefCounted> native(wrapped);
     if (auto* const disposable = static_cast<Disposable*>(native->query(typeid(Disposable)))) disposable->dispose();
     if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(native->query(typeid(js::V8WeakReferenceHolder)))) {
         holder->unbind();
@@ -117,6 +107,10 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
 
 namespace js {
 
+WeakCallbackScope::WeakCallbackScope() noexcept { ++t_weakCallbackDepth; }
+
+WeakCallbackScope::~WeakCallbackScope() { --t_weakCallbackDepth; }
+
 bool insideWeakCallback() noexcept { return t_weakCallbackDepth > 0; }
 
 void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper) {
@@ -128,9 +122,10 @@ void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wra
     m_handle.SetWeak(
         native,
         [](const v8::WeakCallbackInfo<IRefCounted>& info) {
-            IRefCounted* const wrapped = info.GetParameter();
-            if (Environment* const environment = Environment::of(info.GetIsolate())) environment->forget(wrapped);
-            js_internal::releaseWrapped(wrapped);
+            const WeakCallbackScope scope;
+            const auto wrapped = ComPtr<IRefCounted>::attach(info.GetParameter());
+            if (Environment* const environment = Environment::of(info.GetIsolate())) environment->forget(wrapped.get());
+            js_internal::disposeWrapped(wrapped.get());
         },
         v8::WeakCallbackType::kParameter);
 }

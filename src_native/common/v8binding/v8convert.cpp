@@ -12,17 +12,9 @@ void ConversionFailure::keep(v8::TryCatch& caught) {
     }
 }
 
-void ConversionFailure::rethrow(v8::Isolate* isolate) const {
-    if (!m_exception.IsEmpty()) isolate->ThrowException(m_exception);
-}
-
 namespace convert_internal {
 
 bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& result, ConversionFailure& failure) {
-    if (value->IsInt32()) {
-        result = value.As<v8::Int32>()->Value();
-        return true;
-    }
     v8::TryCatch tryCatch(isolate);
     if (value->IntegerValue(isolate->GetCurrentContext()).To(&result)) return true;
     failure.keep(tryCatch);

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/com/comptr.h"
 #include "common/com/interfaces.h"
 #include "common/utils/lock.h"
 
@@ -92,6 +93,28 @@ public:
         return searchReceiver(object);
     }
 
+    /// Drops a reference to an object that script could reach: at once, or, while a method runs, when the outermost one
+    /// has returned, for it may be a method of that object.
+    void retire(ComPtr<IRefCounted> object) noexcept;
+
+    /// Marks a running method.
+    class CallScope {
+    public:
+        explicit CallScope(Environment& environment) noexcept : m_environment(environment) {
+            ++environment.m_runningCalls;
+        }
+        ~CallScope() {
+            if (--m_environment.m_runningCalls == 0 && !m_environment.m_retired.empty()) {
+                m_environment.releaseRetired();
+            }
+        }
+        CallScope(const CallScope&) = delete;
+        CallScope& operator=(const CallScope&) = delete;
+
+    private:
+        Environment& m_environment;
+    };
+
     /// The one object of type `T` that belongs to this environment; made by `T(Environment&)` at the first call.
     template <typename T>
     T& attachment() {
@@ -134,6 +157,7 @@ private:
 
     void end() noexcept;
     void runTasks() noexcept;
+    void releaseRetired() noexcept;
     void handleClosed() noexcept;
 
     v8::Isolate* const m_isolate;
@@ -141,6 +165,8 @@ private:
     uv_loop_t* const m_loop;
     std::unordered_map<const void*, Receiver> m_receivers;
     Receiver* m_lastReceiver = nullptr;  // the method calls of one object come in a row
+    std::size_t m_runningCalls = 0;
+    std::vector<ComPtr<IRefCounted>> m_retired;
     std::vector<std::unique_ptr<Attachment>> m_attachments;
     EnvironmentObserver* m_observers = nullptr;  // newest first
     std::size_t m_openHandles = 0;

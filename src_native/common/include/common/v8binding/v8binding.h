@@ -46,15 +46,13 @@ void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info);
 /// Asks the receiver's object for the class that a method needs.
 void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept;
 
-/// The native object behind a call's receiver with the sub-object of the method's class, or nulls.
+/// The native object of the method's class behind a call's receiver, or null.
 template <typename Class>
-std::pair<IRefCounted*, Class*> receiverOf(const v8::FunctionCallbackInfo<v8::Value>& info) {
-    js::Environment* const environment = js::Environment::of(info.GetIsolate());
-    js::Receiver* const receiver = environment != nullptr ? environment->findReceiver(info.This()) : nullptr;
-    if (receiver == nullptr) return {};
-    void* const found =
-        receiver->askedClass == &typeid(Class) ? receiver->asClass : queryReceiver(*receiver, typeid(Class));
-    return {receiver->native, static_cast<Class*>(found)};
+Class* receiverOf(js::Environment& environment, const v8::FunctionCallbackInfo<v8::Value>& info) {
+    js::Receiver* const receiver = environment.findReceiver(info.This());
+    if (receiver == nullptr) return nullptr;
+    return static_cast<Class*>(receiver->askedClass == &typeid(Class) ? receiver->asClass
+                                                                      : queryReceiver(*receiver, typeid(Class)));
 }
 
 /// Throws a script `Error` with the exception's `what()` text.
@@ -63,8 +61,8 @@ void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
 /// The end of a method that threw something that is no `std::exception`.
 void raiseUnexpectedException();
 
-/// Disposes and releases a wrapped native object; see `toValue`.
-void releaseWrapped(IRefCounted* wrapped) noexcept;
+/// Disposes a wrapped native object and frees its weak handle, as its wrapper has gone; see `toValue`.
+void disposeWrapped(IRefCounted* wrapped);
 
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type);
@@ -119,9 +117,10 @@ void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
         typename MethodSignature::Parameters parameters{};
         js::ConversionFailure failure;
         initializeArguments(info, parameters, failure);
-        const auto [counted, receiver] = receiverOf<Class>(info);
+        js::Environment* const environment = js::Environment::of(isolate);
+        Class* const receiver = environment != nullptr ? receiverOf<Class>(*environment, info) : nullptr;
         if (receiver == nullptr) return throwIllegalInvocation(info);
-        const ComPtr<IRefCounted> alive(counted);  // the method may run script, and that may release the receiver
+        const js::Environment::CallScope call(*environment);
         if constexpr (std::is_void_v<typename MethodSignature::Result>) {
             MethodSignature::template call<method>(*receiver, parameters);
         } else if constexpr (std::is_same_v<typename MethodSignature::Result, bool>) {

@@ -12,6 +12,7 @@
 
 #include "common/utils/format.h"
 #include "common/utils/functor.h"
+#include "common/v8binding/small_integer.h"
 #include "common/v8binding/v8utils.h"
 
 /// Conversions between script values and native ones. Script thread, inside a handle scope.
@@ -43,7 +44,9 @@ public:
     ConversionFailure& operator=(const ConversionFailure&) = delete;
 
     void keep(v8::TryCatch& caught);
-    void rethrow(v8::Isolate* isolate) const;
+    void rethrow(v8::Isolate* isolate) const {
+        if (!m_exception.IsEmpty()) isolate->ThrowException(m_exception);
+    }
 
 private:
     v8::Local<v8::Value> m_exception;
@@ -65,7 +68,9 @@ template <typename T>
     requires std::is_integral_v<T> || std::is_enum_v<T>
 void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, T& parameter, ConversionFailure& failure) {
     std::int64_t integer = 0;
-    if (convert_internal::toInteger(isolate, value, integer, failure)) parameter = static_cast<T>(integer);
+    if (readSmallInteger(value, integer) || convert_internal::toInteger(isolate, value, integer, failure)) {
+        parameter = static_cast<T>(integer);
+    }
 }
 
 inline void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, std::string& parameter, ConversionFailure&) {

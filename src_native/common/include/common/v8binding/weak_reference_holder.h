@@ -27,8 +27,17 @@ private:
     bool m_bound = false;
 };
 
-/// True while the calling thread runs a wrapper's weak callback, that is: inside a collection, where script must not
-/// be called.
+/// Marks the calling thread as being where script must not be called: inside a wrapper's weak callback, that is inside
+/// a collection, or at the end of an environment.
+class WeakCallbackScope {
+public:
+    WeakCallbackScope() noexcept;
+    ~WeakCallbackScope();
+    WeakCallbackScope(const WeakCallbackScope&) = delete;
+    WeakCallbackScope& operator=(const WeakCallbackScope&) = delete;
+};
+
+/// True while a `WeakCallbackScope` lives on the calling thread.
 bool insideWeakCallback() noexcept;
 
 }  // namespace common::js
