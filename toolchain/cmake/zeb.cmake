@@ -8,6 +8,7 @@
 #
 #   desktop      module version 123 with that runtime's V8 build flags: the product (Windows only)
 #   node         the pinned Node.js's headers as they are: what the tests load
+#   node24 ...   further pinned releases, for the package; chosen with -DZEB_FLAVOURS
 #
 # Functions, each described where it stands:
 #
@@ -26,9 +27,9 @@ set(ZEB_SANITIZE "" CACHE STRING "address, thread (Linux) or trap (undefined beh
 set(ZEB_RUNTIME_HEADERS "" CACHE PATH "header set of the desktop runtime (include/node); default: Node.js's headers")
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(ZEB_LINUX ON)
-  set(ZEB_FLAVOURS node)
+  set(ZEB_FLAVOURS node CACHE STRING "the runtimes to build for")
 else()
-  set(ZEB_FLAVOURS desktop node)
+  set(ZEB_FLAVOURS desktop node CACHE STRING "the runtimes to build for")
   enable_language(RC)
   if(NOT ZEB_CROSS)
     set(ZEB_MSVC ON)
@@ -188,6 +189,19 @@ function(_zeb_read_runtime_headers dir definitions)
   set(${definitions} ${result} PARENT_SCOPE)
 endfunction()
 
+# The import library of one release's node.exe: mangled names follow V8's signatures, which change between releases.
+function(_zeb_make_node_library flavour node)
+  set(script ${ZEB_TOOLCHAIN_DIR}/sysroot/imports/make_import_library.py)
+  set(library ${CMAKE_BINARY_DIR}/${flavour}/node.lib)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  find_program(ZEB_LLVM_LIB NAMES llvm-lib-${ZEB_LLVM} REQUIRED)
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/${flavour})
+  add_custom_command(OUTPUT ${library} VERBATIM
+    COMMAND ${Python3_EXECUTABLE} ${script} ${ZEB_LLVM_LIB} ${library} ${node}
+    DEPENDS ${script} ${node})
+  add_custom_target(node_library_${flavour} DEPENDS ${library})
+endfunction()
+
 foreach(_flavour IN LISTS ZEB_FLAVOURS)
   set(_headers ${ZEB_NODE_HEADERS})
   set(_definitions)
@@ -197,6 +211,11 @@ foreach(_flavour IN LISTS ZEB_FLAVOURS)
   elseif(_flavour STREQUAL "desktop")
     set(_definitions NODE_EMBEDDER_MODULE_VERSION=123 V8_COMPRESS_POINTERS V8_COMPRESS_POINTERS_IN_SHARED_CAGE
         V8_31BIT_SMIS_ON_64BIT_ARCH V8_ENABLE_SANDBOX)
+  elseif(_flavour MATCHES "^node([0-9]+)$")
+    set(_headers ${ZEB_NODE${CMAKE_MATCH_1}_LINUX}/include/node)
+    if(ZEB_CROSS)
+      _zeb_make_node_library(${_flavour} ${ZEB_NODE${CMAKE_MATCH_1}_WIN}/bin/node.exe)
+    endif()
   endif()
   add_library(zeb_headers_${_flavour} INTERFACE)
   target_include_directories(zeb_headers_${_flavour} SYSTEM INTERFACE ${_headers})
@@ -232,7 +251,12 @@ function(zeb_add_node_addon target)
   configure_file(${ZEB_TOOLCHAIN_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
   target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   _zeb_link_windows(${target} dll)
-  target_link_libraries(${target} PRIVATE ${ZEB_NODE_LIB})
+  if(TARGET node_library_${arg_FLAVOUR})
+    add_dependencies(${target} node_library_${arg_FLAVOUR})
+    target_link_libraries(${target} PRIVATE ${CMAKE_BINARY_DIR}/${arg_FLAVOUR}/node.lib)
+  else()
+    target_link_libraries(${target} PRIVATE ${ZEB_NODE_LIB})
+  endif()
   if(ZEB_CROSS)
     target_link_libraries(${target} PRIVATE ${ZEB_SYSROOT}/lib/delayload.lib)
     target_link_options(${target} PRIVATE LINKER:/delayload:node.exe)
