@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
@@ -47,7 +48,10 @@ void renderStreamable(std::ostream& out, const void* value) {
 }
 
 // The plain-value types that the callers pass; add one here when a caller needs it.
-inline FormatArgument argument(const bool& value) { return {&value, &renderStreamable<bool>}; }
+template <std::same_as<bool> Bool>  // a pointer would convert to bool, and to a temporary at that
+FormatArgument argument(const Bool& value) {
+    return {&value, &renderStreamable<bool>};
+}
 inline FormatArgument argument(const std::int32_t& value) { return {&value, &renderStreamable<std::int32_t>}; }
 inline FormatArgument argument(const std::uint32_t& value) { return {&value, &renderStreamable<std::uint32_t>}; }
 inline FormatArgument argument(const std::int64_t& value) { return {&value, &renderStreamable<std::int64_t>}; }
