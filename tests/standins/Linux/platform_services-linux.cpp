@@ -1,0 +1,23 @@
+#include "common/utils/platform_services.h"
+
+#include <cxxabi.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+
+namespace common::platform {
+
+std::uint32_t currentThreadId() noexcept { return static_cast<std::uint32_t>(gettid()); }
+
+// "IRefCounted", where Windows says "struct IRefCounted": this ABI's names do not tell a struct from a class.
+std::string typeName(const std::type_info& type) {
+    struct Free {
+        void operator()(char* text) const noexcept { std::free(text); }
+    };
+    int status = 0;
+    const std::unique_ptr<char, Free> name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status));
+    return name ? name.get() : type.name();
+}
+
+}  // namespace common::platform
