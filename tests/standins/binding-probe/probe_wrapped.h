@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "common/com/comptr.h"
+#include "common/v8binding/v8binding.h"
+
+namespace probe {
+
+/// An object for script to hold: method "value".
+struct Wrapped : virtual IRefCounted {
+    virtual std::int32_t value() = 0;
+};
+
+enum class WrappedKind : std::int32_t { none, plain, withoutHolder, disposable };
+
+/// Empty for `none` and for unknown kinds.
+common::ComPtr<Wrapped> makeWrapped(WrappedKind kind);
+
+/// What wrapped objects saw at their ends: "dispose inside", "destroy outside" and so on, where "inside" means inside a
+/// weak callback. Empties the list.
+std::vector<std::string> takeWrappedEnds();
+
+}  // namespace probe
+
+template <>
+struct common::js::MethodsOf<probe::Wrapped> {
+    static MethodTable table();
+};
