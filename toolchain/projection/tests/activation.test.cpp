@@ -33,11 +33,11 @@ inline constexpr guid guid_v<projection_tests::IThingFactory>{"5b0f5b7c-6d4e-4f6
 template <>
 inline constexpr guid guid_v<projection_tests::IForeignFactory>{"5b0f5b7c-6d4e-4f6b-9d1c-0c8a3f5f2a02"};
 template <>
-inline constexpr wchar_t const* name_v<projection_tests::Thing> = L"Zeb.ProjectionTest.Inner.Thing";
+inline constexpr const wchar_t* name_v<projection_tests::Thing> = L"Zeb.ProjectionTest.Inner.Thing";
 template <>
-inline constexpr wchar_t const* name_v<projection_tests::RefusedThing> = L"Zeb.ProjectionTest.RefusedThing";
+inline constexpr const wchar_t* name_v<projection_tests::RefusedThing> = L"Zeb.ProjectionTest.RefusedThing";
 template <>
-inline constexpr wchar_t const* name_v<projection_tests::Nowhere> = L"Zeb.Nowhere.Thing";
+inline constexpr const wchar_t* name_v<projection_tests::Nowhere> = L"Zeb.Nowhere.Thing";
 }  // namespace winrt::impl
 
 namespace {
@@ -64,10 +64,10 @@ struct System {
 };
 System current;
 
-int32_t ask(void* classId, guid const& id, void** factory) noexcept {
+int32_t ask(void* classId, const guid& id, void** factory) noexcept {
     current.name = textOf(classId);
     current.id = id;
-    int32_t const answer = current.answers[std::min(current.asked++, current.answers.size() - 1)];
+    const int32_t answer = current.answers[std::min(current.asked++, current.answers.size() - 1)];
     *factory = nullptr;
     if (current.onAsk) {
         current.onAsk();
@@ -91,7 +91,7 @@ class Activation : public testing::Test {
 protected:
     Activation() {
         current = System();
-        winrt::impl::platform::calls.runtimeFunction = [](char const* name) noexcept -> void* {
+        winrt::impl::platform::calls.runtimeFunction = [](const char* name) noexcept -> void* {
             if (std::strcmp(name, "RoGetActivationFactory") == 0) {
                 return current.answers.empty() ? nullptr : reinterpret_cast<void*>(ask);
             }
@@ -111,7 +111,7 @@ protected:
     static winrt::hresult_error failure() {
         try {
             winrt::get_activation_factory<Class, Interface>();
-        } catch (winrt::hresult_error const& error) {
+        } catch (const winrt::hresult_error& error) {
             return error;
         }
         ADD_FAILURE() << "activation succeeded";
@@ -156,7 +156,7 @@ TEST_F(Activation, WithoutAWayToJoinTheFailureStands) {
 
 TEST_F(Activation, FailureKeepsTheSystemsCodeAndReason) {
     current.answers = {denied};
-    auto const error = failure<Nowhere>();
+    const auto error = failure<Nowhere>();
     EXPECT_EQ(denied, error.code());
     EXPECT_EQ(error.message(), L"the system's reason");
     current.answers = {notRegistered};
@@ -175,14 +175,14 @@ TEST_F(Activation, FailuresAreNotRemembered) {
 
 TEST_F(Activation, AgileFactoriesAreKept) {
     current.answers = {0};
-    auto const first = winrt::get_activation_factory<Nowhere, IThingFactory>();
-    auto const second = winrt::get_activation_factory<Nowhere, IThingFactory>();
+    const auto first = winrt::get_activation_factory<Nowhere, IThingFactory>();
+    const auto second = winrt::get_activation_factory<Nowhere, IThingFactory>();
     EXPECT_EQ(winrt::get_abi(first), winrt::get_abi(second));
     EXPECT_EQ(1u, current.asked);
     winrt::get_activation_factory<Nowhere, IForeignFactory>();  // another interface has its own place
     EXPECT_EQ(2u, current.asked);
     winrt::clear_factory_cache();
-    auto const third = winrt::get_activation_factory<Nowhere, IThingFactory>();
+    const auto third = winrt::get_activation_factory<Nowhere, IThingFactory>();
     EXPECT_NE(winrt::get_abi(first), winrt::get_abi(third));
     EXPECT_EQ(3u, current.asked);
 }
@@ -190,7 +190,7 @@ TEST_F(Activation, AgileFactoriesAreKept) {
 TEST_F(Activation, OtherFactoriesAreUsedOnce) {
     current.answers = {0};
     current.agile = false;
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     winrt::get_activation_factory<Nowhere, IThingFactory>();
     EXPECT_EQ(0, leaks.leaked());
     winrt::get_activation_factory<Nowhere, IThingFactory>();
@@ -205,7 +205,7 @@ TEST_F(Activation, FirstFactoryKeptStays) {
         current.onAsk = nullptr;
         std::thread([] { early = winrt::get_abi(winrt::get_activation_factory<Nowhere, IThingFactory>()); }).join();
     };
-    auto const late = winrt::get_activation_factory<Nowhere, IThingFactory>();
+    const auto late = winrt::get_activation_factory<Nowhere, IThingFactory>();
     EXPECT_NE(early, winrt::get_abi(late));
     EXPECT_EQ(early, winrt::get_abi(winrt::get_activation_factory<Nowhere, IThingFactory>()));
     EXPECT_EQ(2u, current.asked);
@@ -213,12 +213,12 @@ TEST_F(Activation, FirstFactoryKeptStays) {
 
 TEST_F(Activation, LooksForALibraryNamedAfterTheNamespace) {
     current.answers = {notRegistered};
-    auto const factory = winrt::get_activation_factory<Thing, IThingFactory>();
+    const auto factory = winrt::get_activation_factory<Thing, IThingFactory>();
     EXPECT_TRUE(factory);
     HMODULE const library = GetModuleHandleW(L"Zeb.ProjectionTest.dll");
     ASSERT_NE(nullptr, library);
-    auto const asked =
-        reinterpret_cast<wchar_t const* (*)()>(reinterpret_cast<void*>(GetProcAddress(library, "lastClass")));
+    const auto asked =
+        reinterpret_cast<const wchar_t* (*)()>(reinterpret_cast<void*>(GetProcAddress(library, "lastClass")));
     EXPECT_STREQ(L"Zeb.ProjectionTest.Inner.Thing", asked());
     EXPECT_FALSE(winrt::impl::takeErrorInfo()) << "the system's failure was made up for";
 }
@@ -229,7 +229,7 @@ TEST_F(Activation, LibraryThatDoesNotDeliverIsLetGo) {
         FreeLibrary(loaded);
     }
     current.answers = {denied};
-    for (auto const& error : {failure<RefusedThing>(), failure<Thing, IForeignFactory>()}) {
+    for (const auto& error : {failure<RefusedThing>(), failure<Thing, IForeignFactory>()}) {
         EXPECT_EQ(denied, error.code());
         EXPECT_EQ(error.message(), L"the system's reason");
     }
@@ -239,7 +239,7 @@ TEST_F(Activation, LibraryThatDoesNotDeliverIsLetGo) {
 TEST_F(Activation, HookReplacesTheWholeSearch) {
     static std::wstring name;
     static guid id;
-    winrt_activation_handler = [](void* classId, guid const& iid, void** factory) noexcept -> int32_t {
+    winrt_activation_handler = [](void* classId, const guid& iid, void** factory) noexcept -> int32_t {
         name = textOf(classId);
         id = iid;
         *factory = nullptr;

@@ -28,7 +28,7 @@ public:
     explicit FakeOperation(AsyncStatus status)
         : FakeInspectable({guid_of<UnknownAbi>(), guid_of<Operation>()}), m_status(status) {}
 
-    int32_t QueryInterface(guid const& id, void** object) noexcept override {
+    int32_t QueryInterface(const guid& id, void** object) noexcept override {
         if (hasInfo && id == guid_of<foundation::IAsyncInfo>()) {
             AddRef();
             *object = &m_info;
@@ -73,7 +73,7 @@ private:
     class Info final : public AsyncInfoAbi {
     public:
         explicit Info(FakeOperation& owner) : m_owner(owner) {}
-        int32_t QueryInterface(guid const& id, void** object) noexcept override {
+        int32_t QueryInterface(const guid& id, void** object) noexcept override {
             return m_owner.QueryInterface(id, object);
         }
         uint32_t AddRef() noexcept override { return m_owner.AddRef(); }
@@ -123,7 +123,7 @@ protected:
     }
     // The thread that ends an operation may be the last to let go of it.
     void expectNothingLeft() const {
-        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
         while (m_leaks.leaked() != 0 && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::yield();
         }
@@ -205,12 +205,12 @@ TEST_F(Async, GetOfAFailedOperationIsWhatItsResultsSay) {
 TEST_F(Async, HandlerThatIsRefusedThrows) {
     start(AsyncStatus::Started).putResult = winrt::impl::error_illegal_delegate_assignment;
     EXPECT_THROW(operation.get(), winrt::hresult_illegal_delegate_assignment);
-    EXPECT_THROW(operation.Completed([](Operation const&, AsyncStatus) {}), winrt::hresult_illegal_delegate_assignment);
+    EXPECT_THROW(operation.Completed([](const Operation&, AsyncStatus) {}), winrt::hresult_illegal_delegate_assignment);
     EXPECT_EQ(0, fake->resultsTaken);
 }
 
 TEST_F(Async, WaitWithoutAnEventThrowsTheLastError) {
-    CallsScope const scope;
+    const CallsScope scope;
     winrt::impl::platform::calls.createEvent = []() noexcept -> void* {
         SetLastError(ERROR_ACCESS_DENIED);
         return nullptr;
@@ -223,7 +223,7 @@ TEST_F(Async, WaitWithoutAnEventThrowsTheLastError) {
 TEST_F(Async, HandlerHearsTheOperationItWasPutOn) {
     start(AsyncStatus::Started).endsAs = AsyncStatus::Error;
     HANDLE const heard = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    operation.Completed([&](Operation const& sender, AsyncStatus status) {
+    operation.Completed([&](const Operation& sender, AsyncStatus status) {
         EXPECT_EQ(operation, sender);
         EXPECT_EQ(AsyncStatus::Error, status);
         SetEvent(heard);

@@ -23,8 +23,8 @@ constexpr int32_t notHere = static_cast<int32_t>(0x80004001);
 // ---- the factories the activation hook hands out --------------------------------------------------------------------
 std::map<std::wstring, winrt::com_ptr<UnknownAbi>> factories;
 
-int32_t activate(void* classId, guid const& id, void** factory) noexcept {
-    auto const found = factories.find(textOf(classId));
+int32_t activate(void* classId, const guid& id, void** factory) noexcept {
+    const auto found = factories.find(textOf(classId));
     if (found == factories.end()) {
         *factory = nullptr;
         return winrt::impl::error_class_not_registered;
@@ -117,7 +117,7 @@ public:
     };
     explicit FakeOptions(bool hasThird)
         : FakeInspectable({guid_of<UnknownAbi>(), guid_of<ILauncherOptions>()}), m_hasThird(hasThird) {}
-    int32_t QueryInterface(guid const& id, void** object) noexcept override {
+    int32_t QueryInterface(const guid& id, void** object) noexcept override {
         if (m_hasThird && id == guid_of<ILauncherOptions3>()) {
             third.AddRef();
             *object = &third;
@@ -238,7 +238,7 @@ protected:
         EXPECT_EQ(0, m_leaks.leaked());
     }
     template <typename T>
-    static void offer(wchar_t const* name, T* factory) {
+    static void offer(const wchar_t* name, T* factory) {
         factories[name] = winrt::com_ptr<UnknownAbi>(factory, winrt::take_ownership_from_abi);
     }
     template <typename T>
@@ -252,7 +252,7 @@ private:
 };
 
 TEST_F(Classes, UriIsMadeFromItsText) {
-    Uri const uri{L"app:page"};
+    const Uri uri{L"app:page"};
     EXPECT_EQ(uri.RawUri(), L"app:page");
     EXPECT_EQ(uri.AbsoluteUri(), L"app:page/");
     EXPECT_THROW(Uri{L"x:unreadable"}.RawUri(), winrt::hresult_access_denied);
@@ -269,7 +269,7 @@ TEST_F(Classes, TextThatIsNoUriThrows) {
 TEST_F(Classes, OptionsReachTheirLaterInterface) {
     auto* const fake = new FakeOptions(true);
     offer(L"Windows.System.LauncherOptions", new ObjectFactory(owned(fake)));
-    LauncherOptions const options;
+    const LauncherOptions options;
     EXPECT_EQ(fake, winrt::get_abi(options));
     EXPECT_FALSE(options.IgnoreAppUriHandlers());
     options.IgnoreAppUriHandlers(true);
@@ -290,8 +290,8 @@ TEST_F(Classes, OptionsWithoutTheLaterInterfaceThrow) {
 TEST_F(Classes, LauncherIsGivenTheDefaultInterfaces) {
     offer(L"Windows.System.LauncherOptions", new ObjectFactory(owned(new FakeOptions(true))));
     offer(L"Windows.System.Launcher", new FakeLauncher());
-    Uri const uri{L"app:page"};
-    LauncherOptions const options;
+    const Uri uri{L"app:page"};
+    const LauncherOptions options;
     EXPECT_TRUE(Launcher::LaunchUriAsync(uri, options));
     EXPECT_EQ(winrt::get_abi(uri), FakeLauncher::launched.first);
     EXPECT_EQ(winrt::get_abi(options), FakeLauncher::launched.second);
@@ -301,17 +301,17 @@ TEST_F(Classes, LauncherIsGivenTheDefaultInterfaces) {
 
 TEST_F(Classes, PackageManagerIsGivenTheArgumentsAsTheyAre) {
     offer(L"Windows.Management.Deployment.PackageManager", new ObjectFactory(owned(new FakeManager())));
-    Uri const uri{L"file:///package.msix"};
-    PackageManager const manager;
-    auto const operation = manager.UpdatePackageAsync(uri, nullptr, DeploymentOptions::ForceApplicationShutdown);
+    const Uri uri{L"file:///package.msix"};
+    const PackageManager manager;
+    const auto operation = manager.UpdatePackageAsync(uri, nullptr, DeploymentOptions::ForceApplicationShutdown);
     EXPECT_TRUE(operation);
     EXPECT_EQ(winrt::get_abi(uri), FakeManager::given.uri);
     EXPECT_EQ(nullptr, FakeManager::given.dependencies);
     EXPECT_EQ(1u, FakeManager::given.options);
-    operation.Completed([](auto const&, AsyncStatus) {});
+    operation.Completed([](const auto&, AsyncStatus) {});
     EXPECT_TRUE(FakeDeployment::handlerKnown);
 
-    DeploymentResult const result = operation.GetResults();
+    const DeploymentResult result = operation.GetResults();
     EXPECT_EQ(result.ErrorText(), L"the deployment failed");
     EXPECT_EQ(result.ExtendedErrorCode(), denied);
     EXPECT_EQ(result.ActivityId(), guid("11223344-5566-7788-0102-030405060708"));
@@ -323,7 +323,7 @@ TEST_F(Classes, PackageManagerIsGivenTheArgumentsAsTheyAre) {
 }
 
 TEST_F(Classes, ResultsThatCannotBeReadThrow) {
-    DeploymentResult const result(new FakeResult(denied), winrt::take_ownership_from_abi);
+    const DeploymentResult result(new FakeResult(denied), winrt::take_ownership_from_abi);
     EXPECT_THROW(result.ErrorText(), winrt::hresult_access_denied);
     EXPECT_THROW(result.ExtendedErrorCode(), winrt::hresult_access_denied);
     EXPECT_THROW(result.ActivityId(), winrt::hresult_access_denied);

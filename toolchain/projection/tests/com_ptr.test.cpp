@@ -17,10 +17,10 @@ FakeInspectable<InspectableAbi>* makeFake() {
 }
 
 TEST(ComPtr, CountsReferences) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     auto* const fake = makeFake();
     {
-        com_ptr<InspectableAbi> const first(fake, winrt::take_ownership_from_abi);
+        const com_ptr<InspectableAbi> first(fake, winrt::take_ownership_from_abi);
         com_ptr<InspectableAbi> second = first;
         EXPECT_EQ(2u, fake->references());
         com_ptr<InspectableAbi> third = std::move(second);
@@ -42,9 +42,9 @@ TEST(ComPtr, CountsReferences) {
 }
 
 TEST(ComPtr, AsksForInterfaces) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
-        com_ptr<InspectableAbi> const object(makeFake(), winrt::take_ownership_from_abi);
+        const com_ptr<InspectableAbi> object(makeFake(), winrt::take_ownership_from_abi);
         EXPECT_EQ(object.get(), object.as<UnknownAbi>().get());
         EXPECT_FALSE(object.try_as<winrt::impl::MarshalAbi>());
         EXPECT_THROW(object.as<winrt::impl::MarshalAbi>(), winrt::hresult_no_interface);
@@ -54,10 +54,10 @@ TEST(ComPtr, AsksForInterfaces) {
 }
 
 TEST(ProjectedRoot, HoldsAsksAndCompares) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
-        foundation::IInspectable const object(makeFake(), winrt::take_ownership_from_abi);
-        foundation::IUnknown const other = object.as<foundation::IUnknown>();
+        const foundation::IInspectable object(makeFake(), winrt::take_ownership_from_abi);
+        const foundation::IUnknown other = object.as<foundation::IUnknown>();
         EXPECT_EQ(object, other);
         EXPECT_NE(object, foundation::IUnknown(nullptr));
         EXPECT_FALSE(object.try_as<foundation::IAsyncInfo>());

@@ -22,23 +22,23 @@ using Operation = foundation::IAsyncOperation<bool>;
 // Counts what a callable's captures cost.
 struct Captured {
     Captured() { ++aliveFakes; }
-    Captured(Captured const&) { ++aliveFakes; }
+    Captured(const Captured&) { ++aliveFakes; }
     ~Captured() { --aliveFakes; }
 };
 
-CompletedHandlerAbi& abiOf(Handler const& handler) {
+CompletedHandlerAbi& abiOf(const Handler& handler) {
     return *static_cast<CompletedHandlerAbi*>(winrt::get_abi(handler));
 }
 
 TEST(Delegate, AnswersItsInterfacesOnly) {
-    Handler const handler = [](Operation const&, AsyncStatus) {};
+    const Handler handler = [](const Operation&, AsyncStatus) {};
     com_ptr<UnknownAbi> answer;
     EXPECT_EQ(0, abiOf(handler).QueryInterface(guid_of<Handler>(), answer.put_void()));
     EXPECT_EQ(winrt::get_abi(handler), answer.get());
     EXPECT_EQ(0, abiOf(handler).QueryInterface(guid_of<UnknownAbi>(), answer.put_void()));
     EXPECT_EQ(0, abiOf(handler).QueryInterface(guid_of<winrt::impl::AgileObjectAbi>(), answer.put_void()));
     EXPECT_EQ(winrt::get_abi(handler), answer.get());
-    for (guid const& other : {guid_of<winrt::impl::InspectableAbi>(), guid_of<foundation::IAsyncInfo>()}) {
+    for (const guid& other : {guid_of<winrt::impl::InspectableAbi>(), guid_of<foundation::IAsyncInfo>()}) {
         void* none = &answer;
         EXPECT_EQ(winrt::impl::error_no_interface, abiOf(handler).QueryInterface(other, &none));
         EXPECT_EQ(nullptr, none);
@@ -46,11 +46,11 @@ TEST(Delegate, AnswersItsInterfacesOnly) {
 }
 
 TEST(Delegate, LivesAsLongAsItsReferences) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
-        Handler handler = [captured = Captured()](Operation const&, AsyncStatus) {};
+        Handler handler = [captured = Captured()](const Operation&, AsyncStatus) {};
         EXPECT_EQ(1, leaks.leaked());
-        Handler const copy = handler;
+        const Handler copy = handler;
         handler = nullptr;
         EXPECT_FALSE(handler);
         EXPECT_EQ(1, leaks.leaked());
@@ -59,12 +59,12 @@ TEST(Delegate, LivesAsLongAsItsReferences) {
 }
 
 TEST(Delegate, PassesTheOperationAndTheStatus) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
         FakeInspectable<winrt::impl::InspectableAbi> operation({guid_of<UnknownAbi>()});
         void* seen = nullptr;
         auto ended = AsyncStatus::Started;
-        Handler const handler = [&](Operation const& sender, AsyncStatus status) {
+        const Handler handler = [&](const Operation& sender, AsyncStatus status) {
             seen = winrt::get_abi(sender);
             ended = status;
             EXPECT_EQ(sender ? 2u : 1u, operation.references());
@@ -81,19 +81,19 @@ TEST(Delegate, PassesTheOperationAndTheStatus) {
 }
 
 TEST(Delegate, GivesAnExceptionBackAsItsCode) {
-    Handler const handler = [](Operation const&, AsyncStatus) { throw winrt::hresult_access_denied(); };
+    const Handler handler = [](const Operation&, AsyncStatus) { throw winrt::hresult_access_denied(); };
     EXPECT_EQ(winrt::impl::error_access_denied, abiOf(handler).Invoke(nullptr, 1));
     EXPECT_THROW(handler(nullptr, AsyncStatus::Completed), winrt::hresult_access_denied);
-    Handler const other = [](Operation const&, AsyncStatus) { throw std::bad_alloc(); };
+    const Handler other = [](const Operation&, AsyncStatus) { throw std::bad_alloc(); };
     EXPECT_EQ(winrt::impl::error_bad_alloc, abiOf(other).Invoke(nullptr, 1));
 }
 
 TEST(Delegate, MarshalerKeepsItAliveAndIsItsIdentity) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
         com_ptr<MarshalAbi> marshal;
         {
-            Handler const handler = [captured = Captured()](Operation const&, AsyncStatus) {};
+            const Handler handler = [captured = Captured()](const Operation&, AsyncStatus) {};
             ASSERT_EQ(0, abiOf(handler).QueryInterface(guid_of<MarshalAbi>(), marshal.put_void()));
             EXPECT_NE(winrt::get_abi(handler), static_cast<void*>(marshal.get()));
             EXPECT_EQ(winrt::get_abi(handler), marshal.as<UnknownAbi>().get());
@@ -110,9 +110,9 @@ TEST(Delegate, MarshalerKeepsItAliveAndIsItsIdentity) {
 TEST(Delegate, SurvivesMarshallingAsItself) {
     constexpr uint32_t inProcess = 3;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
-        Handler const handler = [captured = Captured()](Operation const&, AsyncStatus) {};
+        const Handler handler = [captured = Captured()](const Operation&, AsyncStatus) {};
         com_ptr<MarshalAbi> marshal;
         ASSERT_EQ(0, abiOf(handler).QueryInterface(guid_of<MarshalAbi>(), marshal.put_void()));
         guid unmarshaler{};
@@ -147,10 +147,10 @@ TEST(Delegate, SurvivesMarshallingAsItself) {
 }
 
 TEST(Delegate, ReportsAMarshalerThatCannotBeMade) {
-    LeakCheck const leaks;
+    const LeakCheck leaks;
     {
-        CallsScope const scope;
-        Handler const handler = [captured = Captured()](Operation const&, AsyncStatus) {};
+        const CallsScope scope;
+        const Handler handler = [captured = Captured()](const Operation&, AsyncStatus) {};
         void* none = winrt::get_abi(handler);
         winrt::impl::platform::calls.createMarshaler = [](void* outer, void** marshaler) noexcept -> int32_t {
             EXPECT_EQ(nullptr, outer);

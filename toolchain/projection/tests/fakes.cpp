@@ -7,11 +7,9 @@
 #include <cstring>
 
 namespace projection_tests {
-wchar_t* bstr(wchar_t const* text) noexcept {
-    return text ? SysAllocString(text) : nullptr;
-}
+wchar_t* bstr(const wchar_t* text) noexcept { return text ? SysAllocString(text) : nullptr; }
 
-FakeErrorInfo::FakeErrorInfo(int32_t code, wchar_t const* description, wchar_t const* restricted)
+FakeErrorInfo::FakeErrorInfo(int32_t code, const wchar_t* description, const wchar_t* restricted)
     : Fake({}), m_code(code), m_description(description), m_restricted(restricted) {}
 
 int32_t FakeErrorInfo::GetErrorDetails(wchar_t** description, int32_t* code, wchar_t** restricted,
@@ -29,7 +27,7 @@ int32_t FakeErrorInfo::GetReference(wchar_t** reference) noexcept {
     return 0;
 }
 
-int32_t FakeErrorInfo::QueryInterface(guid const& id, void** object) noexcept {
+int32_t FakeErrorInfo::QueryInterface(const guid& id, void** object) noexcept {
     namespace impl = winrt::impl;
     *object = nullptr;
     if (id == impl::guid_v<impl::UnknownAbi> || id == impl::guid_v<impl::ErrorInfoAbi>) {
@@ -66,13 +64,13 @@ bool storing = false;
 int32_t originate(int32_t code, void* message, void* exception) noexcept {
     OriginateScope::calls.push_back({code, message != nullptr, textOf(message)});
     if (storing && exception == nullptr) {
-        auto const& text = OriginateScope::calls.back().text;
+        const auto& text = OriginateScope::calls.back().text;
         (new FakeErrorInfo(code, L"general text", message ? text.c_str() : nullptr))->publish();
     }
     return 1;
 }
 
-void* findOriginate(char const* name) noexcept {
+void* findOriginate(const char* name) noexcept {
     return std::strcmp(name, "RoOriginateLanguageException") == 0 ? reinterpret_cast<void*>(originate) : nullptr;
 }
 }  // namespace
@@ -84,7 +82,5 @@ OriginateScope::OriginateScope(bool store) {
     winrt::impl::platform::calls.runtimeFunction = findOriginate;
 }
 
-OriginateScope::~OriginateScope() {
-    SetErrorInfo(0, nullptr);
-}
+OriginateScope::~OriginateScope() { SetErrorInfo(0, nullptr); }
 }  // namespace projection_tests

@@ -1,6 +1,6 @@
 #pragma once
 
-// In-process objects behind the projection's binary interfaces, and scopes that replace what they stand in for.
+/// In-process objects behind the projection's binary interfaces, and scopes that replace what they stand in for.
 
 #include <winrt/Windows.Foundation.h>
 
@@ -13,32 +13,32 @@
 namespace projection_tests {
 using winrt::guid;
 
-// How many fakes are alive. A test that ends with another number than it began with has found a leak.
+/// How many fakes are alive. A test that ends with another number than it began with has found a leak.
 inline std::atomic<int> aliveFakes{0};
 
 class LeakCheck {
 public:
     LeakCheck() = default;
-    LeakCheck(LeakCheck const&) = delete;
-    LeakCheck& operator=(LeakCheck const&) = delete;
+    LeakCheck(const LeakCheck&) = delete;
+    LeakCheck& operator=(const LeakCheck&) = delete;
     int leaked() const noexcept { return aliveFakes - m_before; }
 
 private:
     int m_before = aliveFakes;
 };
 
-// An object of one interface, counted, that answers a list of ids. Born with one reference.
+/// An object of one interface, counted, that answers a list of ids. Born with one reference.
 template <typename Abi>
 class Fake : public Abi {
 public:
     explicit Fake(std::initializer_list<guid> ids) : m_ids(ids) { ++aliveFakes; }
     virtual ~Fake() { --aliveFakes; }
-    Fake(Fake const&) = delete;
-    Fake& operator=(Fake const&) = delete;
+    Fake(const Fake&) = delete;
+    Fake& operator=(const Fake&) = delete;
 
-    int32_t QueryInterface(guid const& id, void** object) noexcept override {
+    int32_t QueryInterface(const guid& id, void** object) noexcept override {
         *object = nullptr;
-        for (guid const& own : m_ids) {
+        for (const guid& own : m_ids) {
             if (id == own) {
                 *object = static_cast<Abi*>(this);
                 this->AddRef();
@@ -49,7 +49,7 @@ public:
     }
     uint32_t AddRef() noexcept override { return ++m_references; }
     uint32_t Release() noexcept override {
-        uint32_t const left = --m_references;
+        const uint32_t left = --m_references;
         if (left == 0) {
             delete this;
         }
@@ -71,17 +71,17 @@ public:
     int32_t GetTrustLevel(int32_t*) noexcept override { return winrt::impl::error_not_implemented; }
 };
 
-// Error information as the system keeps it: one object with both faces.
+/// Error information as the system keeps it: one object with both faces.
 class FakeErrorInfo final : public Fake<winrt::impl::RestrictedErrorInfoAbi> {
 public:
-    FakeErrorInfo(int32_t code, wchar_t const* description, wchar_t const* restricted);
+    FakeErrorInfo(int32_t code, const wchar_t* description, const wchar_t* restricted);
 
     int32_t GetErrorDetails(wchar_t** description, int32_t* code, wchar_t** restricted,
                             wchar_t** capability) noexcept override;
     int32_t GetReference(wchar_t** reference) noexcept override;
-    int32_t QueryInterface(guid const& id, void** object) noexcept override;
+    int32_t QueryInterface(const guid& id, void** object) noexcept override;
 
-    // Makes it the calling thread's error information and gives up the caller's reference.
+    /// Makes it the calling thread's error information and gives up the caller's reference.
     void publish();
 
     int32_t detailsResult = 0;
@@ -93,7 +93,7 @@ private:
     class Plain final : public winrt::impl::ErrorInfoAbi {
     public:
         explicit Plain(FakeErrorInfo& owner) : m_owner(owner) {}
-        int32_t QueryInterface(guid const& id, void** object) noexcept override {
+        int32_t QueryInterface(const guid& id, void** object) noexcept override {
             return m_owner.QueryInterface(id, object);
         }
         uint32_t AddRef() noexcept override { return m_owner.AddRef(); }
@@ -111,7 +111,7 @@ private:
     class Language final : public winrt::impl::LanguageErrorInfoAbi {
     public:
         explicit Language(FakeErrorInfo& owner) : m_owner(owner) {}
-        int32_t QueryInterface(guid const& id, void** object) noexcept override {
+        int32_t QueryInterface(const guid& id, void** object) noexcept override {
             return m_owner.QueryInterface(id, object);
         }
         uint32_t AddRef() noexcept override { return m_owner.AddRef(); }
@@ -128,26 +128,26 @@ private:
     };
 
     int32_t m_code;
-    wchar_t const* m_description;
-    wchar_t const* m_restricted;
+    const wchar_t* m_description;
+    const wchar_t* m_restricted;
     Plain m_plain{*this};
     Language m_language{*this};
 };
 
-// Replaces the projection's replaceable calls for a scope.
+/// Replaces the projection's replaceable calls for a scope.
 class CallsScope {
 public:
     CallsScope() = default;
     ~CallsScope() { winrt::impl::platform::calls = m_saved; }
-    CallsScope(CallsScope const&) = delete;
-    CallsScope& operator=(CallsScope const&) = delete;
+    CallsScope(const CallsScope&) = delete;
+    CallsScope& operator=(const CallsScope&) = delete;
 
 private:
     winrt::impl::platform::Calls m_saved = winrt::impl::platform::calls;
 };
 
-// What RoOriginateLanguageException was given while the scope lives. With `store` it does what a complete system
-// does: the thread gets error information with that text.
+/// What RoOriginateLanguageException was given while the scope lives. With `store` it does what a complete system
+/// does: the thread gets error information with that text.
 class OriginateScope {
 public:
     explicit OriginateScope(bool store = true);
@@ -164,7 +164,7 @@ private:
     CallsScope m_scope;
 };
 
-// Leaves no factory of one test to the next, and no hook.
+/// Leaves no factory of one test to the next, and no hook.
 class ActivationScope {
 public:
     ActivationScope() { winrt::clear_factory_cache(); }
@@ -172,16 +172,16 @@ public:
         winrt_activation_handler = nullptr;
         winrt::clear_factory_cache();
     }
-    ActivationScope(ActivationScope const&) = delete;
-    ActivationScope& operator=(ActivationScope const&) = delete;
+    ActivationScope(const ActivationScope&) = delete;
+    ActivationScope& operator=(const ActivationScope&) = delete;
 };
 
-// Text handed out as a new BSTR; null for null.
-wchar_t* bstr(wchar_t const* text) noexcept;
+/// Text handed out as a new BSTR; null for null.
+wchar_t* bstr(const wchar_t* text) noexcept;
 
 inline std::wstring textOf(void* string) {
     uint32_t length = 0;
-    wchar_t const* const text = winrt::impl::platform::stringBuffer(string, &length);
+    const wchar_t* const text = winrt::impl::platform::stringBuffer(string, &length);
     return {text, length};
 }
 }  // namespace projection_tests

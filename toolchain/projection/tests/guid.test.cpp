@@ -24,7 +24,7 @@ constexpr guid sample{"00112233-4455-6677-8899-AabBccDDeEff"};
 
 TEST(Guid, ParsesItsText) {
     static_assert(sample.Data1 == 0x00112233 && sample.Data2 == 0x4455 && sample.Data3 == 0x6677);
-    uint8_t const tail[] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
+    const uint8_t tail[] = {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff};
     EXPECT_EQ(0, std::memcmp(sample.Data4, tail, sizeof tail));
     EXPECT_EQ(sample, guid("00112233-4455-6677-8899-aabbccddeeff"));
     EXPECT_EQ(sample, guid(0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}));
@@ -33,13 +33,13 @@ TEST(Guid, ParsesItsText) {
 }
 
 TEST(Guid, RefusesOtherTexts) {
-    for (char const* text : {"", "00112233-4455-6677-8899-aabbccddeef", "{00112233-4455-6677-8899-aabbccddeeff}",
+    for (const char* text : {"", "00112233-4455-6677-8899-aabbccddeef", "{00112233-4455-6677-8899-aabbccddeeff}",
                              "00112233+4455-6677-8899-aabbccddeeff", "00112233-4455-6677-8899-aabbccddeefg"}) {
         EXPECT_THROW(guid{std::string_view(text)}, std::invalid_argument) << text;
     }
 }
 
-bool same(guid const& id, GUID const& system) {
+bool same(const guid& id, const GUID& system) {
     static_assert(sizeof(guid) == sizeof(GUID));
     return std::memcmp(&id, &system, sizeof system) == 0;
 }

@@ -20,9 +20,7 @@ using winrt::hstring;
 
 static_assert(!std::is_base_of_v<std::exception, hresult_error>);
 
-constexpr int32_t code(uint32_t value) {
-    return static_cast<int32_t>(value);
-}
+constexpr int32_t code(uint32_t value) { return static_cast<int32_t>(value); }
 constexpr int32_t denied = code(0x80070005);
 
 // What the system itself says, for comparison: the test does not know the language it runs in.
@@ -45,7 +43,7 @@ hresult_error thrown(int32_t value, FakeErrorInfo* info) {
     }
     try {
         winrt::check_hresult(value);
-    } catch (hresult_error const& error) {
+    } catch (const hresult_error& error) {
         return error;
     }
     ADD_FAILURE() << "nothing was thrown for " << std::hex << value;
@@ -68,13 +66,13 @@ void expectThrown(uint32_t value) {
     try {
         winrt::check_hresult(code(value));
         ADD_FAILURE() << std::hex << value;
-    } catch (Error const& error) {
+    } catch (const Error& error) {
         EXPECT_EQ(typeid(Error), typeid(error)) << std::hex << value;
         EXPECT_EQ(code(value), error.code());
     }
     try {
         throw Error();
-    } catch (hresult_error const& error) {
+    } catch (const hresult_error& error) {
         EXPECT_EQ(code(value), error.code());
     }
 }
@@ -112,7 +110,7 @@ TEST_F(HResultError, LastErrorBecomesItsCode) {
 }
 
 TEST_F(HResultError, AttachedTextWinsAndLosesItsEnd) {
-    auto const error = thrown(denied, new FakeErrorInfo(denied, L"description", L"inner\r\nline. \t\r\n"));
+    const auto error = thrown(denied, new FakeErrorInfo(denied, L"description", L"inner\r\nline. \t\r\n"));
     EXPECT_EQ(error.message(), L"inner\r\nline.");
     EXPECT_EQ(error.code(), denied);
 }
@@ -128,7 +126,7 @@ TEST_F(HResultError, WithoutAttachedTextTheDescriptionIsTaken) {
 }
 
 TEST_F(HResultError, TextOfAnotherCodeIsNotTaken) {
-    auto const error = thrown(denied, new FakeErrorInfo(code(0x80070057), L"description", L"other failure"));
+    const auto error = thrown(denied, new FakeErrorInfo(code(0x80070057), L"description", L"other failure"));
     EXPECT_EQ(error.message(), systemText(denied));
     EXPECT_FALSE(error.message().empty());
 }
@@ -147,7 +145,7 @@ TEST_F(HResultError, WithoutInformationTheSystemsTextIsTaken) {
 }
 
 TEST_F(HResultError, UnknownCodeHasAnEmptyText) {
-    int32_t const unknown = code(0xA1234567);
+    const int32_t unknown = code(0xA1234567);
     ASSERT_TRUE(systemText(unknown).empty());
     EXPECT_TRUE(thrown(unknown, nullptr).message().empty());
 }
@@ -156,11 +154,11 @@ TEST_F(HResultError, TakingEmptiesTheThreadsSlotAndRecordsTheOrigin) {
     auto* const info = new FakeErrorInfo(denied, L"description", L"attached");
     info->AddRef();
     {
-        auto const error = thrown(denied, info);
+        const auto error = thrown(denied, info);
         EXPECT_FALSE(winrt::impl::takeErrorInfo());
         EXPECT_EQ(1, info->references_asked);
         EXPECT_EQ(1, info->contexts_captured);
-        auto const copy = error;
+        const auto copy = error;
         EXPECT_EQ(copy.message(), L"attached");
     }
     EXPECT_EQ(1u, info->references());
@@ -168,14 +166,14 @@ TEST_F(HResultError, TakingEmptiesTheThreadsSlotAndRecordsTheOrigin) {
 }
 
 TEST_F(HResultError, ReturnsItsInformationToTheThread) {
-    auto const error = thrown(denied, new FakeErrorInfo(denied, L"description", L"attached"));
+    const auto error = thrown(denied, new FakeErrorInfo(denied, L"description", L"attached"));
     EXPECT_EQ(denied, error.to_abi());
     EXPECT_EQ(thrown(denied, nullptr).message(), L"attached");
     EXPECT_EQ(code(0x80073CF3), hresult_error(code(0x80073CF3)).to_abi());
 }
 
 TEST_F(HResultError, PlainDescriptionIsHandedToTheSystem) {
-    OriginateScope const system;
+    const OriginateScope system;
     auto* const info = new FakeErrorInfo(denied, L"plain text \r\n", nullptr);
     info->isRestricted = false;
     EXPECT_EQ(thrown(denied, info).message(), L"plain text");
@@ -186,27 +184,27 @@ TEST_F(HResultError, PlainDescriptionIsHandedToTheSystem) {
 }
 
 TEST_F(HResultError, MissingInformationIsAskedOfTheSystem) {
-    OriginateScope const system;
+    const OriginateScope system;
     EXPECT_EQ(thrown(denied, nullptr).message(), L"general text");
     ASSERT_EQ(1u, OriginateScope::calls.size());
     EXPECT_FALSE(OriginateScope::calls[0].hasText);
 }
 
 TEST_F(HResultError, SystemThatKeepsNothingIsFine) {
-    OriginateScope const system(false);
+    const OriginateScope system(false);
     EXPECT_EQ(thrown(denied, nullptr).message(), systemText(denied));
     EXPECT_EQ(hresult_error(denied, L"own text").message(), systemText(denied));
     EXPECT_EQ(2u, OriginateScope::calls.size());
 }
 
 TEST_F(HResultError, SystemWithoutTheFunctionIsFine) {
-    CallsScope const scope;
-    winrt::impl::platform::calls.runtimeFunction = [](char const*) noexcept -> void* { return nullptr; };
+    const CallsScope scope;
+    winrt::impl::platform::calls.runtimeFunction = [](const char*) noexcept -> void* { return nullptr; };
     EXPECT_EQ(hresult_error(denied, L"own text").message(), systemText(denied));
 }
 
 TEST_F(HResultError, OwnErrorsCarryTheirText) {
-    OriginateScope const system;
+    const OriginateScope system;
     EXPECT_EQ(hresult_error(denied, L"own text\n").message(), L"own text");
     EXPECT_EQ(winrt::hresult_canceled(L"stopped").message(), L"stopped");
     EXPECT_EQ(winrt::hresult_canceled().message(), L"general text");
@@ -228,7 +226,7 @@ std::pair<hresult, hstring> translated(Exception&& exception) {
 }
 
 TEST_F(HResultError, EveryExceptionHasACode) {
-    OriginateScope const system;
+    const OriginateScope system;
     using Pair = std::pair<hresult, hstring>;
     EXPECT_EQ(translated(hresult_error(denied, L"text")), Pair(denied, L"text"));
     EXPECT_EQ(translated(std::bad_alloc()).first, code(0x8007000E));

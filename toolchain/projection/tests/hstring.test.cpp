@@ -9,7 +9,7 @@ namespace {
 using winrt::hstring;
 
 TEST(HString, IsEmptyByDefaultAndTerminated) {
-    hstring const text;
+    const hstring text;
     EXPECT_TRUE(text.empty());
     EXPECT_EQ(0u, text.size());
     EXPECT_EQ(nullptr, winrt::get_abi(text));
@@ -18,8 +18,8 @@ TEST(HString, IsEmptyByDefaultAndTerminated) {
 }
 
 TEST(HString, KeepsEveryUnit) {
-    std::wstring const source(L"a\0b\xD800 \xFFE9", 6);
-    hstring const text{std::wstring_view(source)};
+    const std::wstring source(L"a\0b\xD800 \xFFE9", 6);
+    const hstring text{std::wstring_view(source)};
     EXPECT_FALSE(text.empty());
     EXPECT_EQ(6u, text.size());
     EXPECT_EQ(std::wstring_view(source), std::wstring_view(text));
@@ -37,7 +37,7 @@ TEST(HString, CopiesMovesAndClears) {
     hstring third = std::move(first);
     EXPECT_TRUE(first.empty());
     EXPECT_EQ(third, L"text");
-    hstring const& itself = third;
+    const hstring& itself = third;
     third = itself;
     EXPECT_EQ(third, L"text");
     third.clear();
@@ -58,7 +58,7 @@ TEST(HString, CrossesTheBinaryBoundary) {
 }
 
 TEST(HString, ArgumentsTakeEveryKindOfText) {
-    auto const text = [](winrt::param::hstring const& argument) { return hstring(argument); };
+    const auto text = [](const winrt::param::hstring& argument) { return hstring(argument); };
     EXPECT_EQ(text(L"literal"), L"literal");
     EXPECT_EQ(text(std::wstring(L"string")), L"string");
     EXPECT_EQ(text(std::wstring_view(L"view, cut").substr(0, 4)), L"view");
@@ -68,8 +68,8 @@ TEST(HString, ArgumentsTakeEveryKindOfText) {
 TEST(HString, ConvertsToAndFromUtf8) {
     EXPECT_EQ("", winrt::to_string(hstring()));
     EXPECT_TRUE(winrt::to_hstring("").empty());
-    std::wstring_view const wide = L"z\u00e9\u20ac\U0001F60A";
-    std::string const narrow = "z\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x8A";
+    const std::wstring_view wide = L"z\u00e9\u20ac\U0001F60A";
+    const std::string narrow = "z\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x8A";
     EXPECT_EQ(narrow, winrt::to_string(wide));
     EXPECT_EQ(winrt::to_hstring(narrow), wide);
     EXPECT_EQ("\xEF\xBF\xBD", winrt::to_string(L"\xD800"));

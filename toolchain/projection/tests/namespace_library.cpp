@@ -15,7 +15,7 @@ constexpr winrt::guid thingFactory{"5b0f5b7c-6d4e-4f6b-9d1c-0c8a3f5f2a01"};
 
 class Factory final : public winrt::impl::ActivationFactoryAbi {
 public:
-    int32_t QueryInterface(winrt::guid const& id, void** object) noexcept override {
+    int32_t QueryInterface(const winrt::guid& id, void** object) noexcept override {
         *object = nullptr;
         if (id != thingFactory && id != winrt::guid_of<winrt::impl::UnknownAbi>() &&
             id != winrt::guid_of<winrt::impl::AgileObjectAbi>()) {
@@ -54,7 +54,7 @@ int32_t refuse() noexcept {
 
 extern "C" __declspec(dllexport) int32_t DllGetActivationFactory(void* classId, void** result) noexcept {
     uint32_t length = 0;
-    wchar_t const* const text = winrt::impl::platform::stringBuffer(classId, &length);
+    const wchar_t* const text = winrt::impl::platform::stringBuffer(classId, &length);
     asked.assign(text, length);
     if (asked == L"Zeb.ProjectionTest.RefusedThing") {
         *result = nullptr;
@@ -64,6 +64,4 @@ extern "C" __declspec(dllexport) int32_t DllGetActivationFactory(void* classId, 
     return 0;
 }
 
-extern "C" __declspec(dllexport) wchar_t const* lastClass() noexcept {
-    return asked.c_str();
-}
+extern "C" __declspec(dllexport) const wchar_t* lastClass() noexcept { return asked.c_str(); }

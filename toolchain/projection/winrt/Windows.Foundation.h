@@ -1,6 +1,6 @@
 #pragma once
 
-// Windows.Foundation: addresses and asynchronous operations.
+/// Windows.Foundation: addresses and asynchronous operations.
 
 #include "winrt/base.h"
 #include "winrt/impl/async.h"
@@ -47,14 +47,14 @@ struct IUriRuntimeClassFactory : IInspectable {
     IUriRuntimeClassFactory(void* object, take_ownership_from_abi_t) noexcept
         : IInspectable(object, take_ownership_from_abi) {}
 
-    struct Uri CreateUri(param::hstring const& text) const;
+    struct Uri CreateUri(const param::hstring& text) const;
 };
 
-// An absolute address. Making one throws hresult_invalid_argument when the text is none.
+/// An absolute address. Making one throws hresult_invalid_argument when the text is none.
 struct Uri : IUriRuntimeClass {
     Uri(std::nullptr_t) noexcept {}
     Uri(void* object, take_ownership_from_abi_t) noexcept : IUriRuntimeClass(object, take_ownership_from_abi) {}
-    explicit Uri(param::hstring const& text);
+    explicit Uri(const param::hstring& text);
 };
 }  // namespace winrt::Windows::Foundation
 
@@ -78,7 +78,7 @@ inline constexpr guid guid_v<Windows::Foundation::IUriRuntimeClassFactory>{"44a9
 template <>
 inline constexpr guid guid_v<Windows::Foundation::Uri> = guid_v<Windows::Foundation::IUriRuntimeClass>;
 template <>
-inline constexpr wchar_t const* name_v<Windows::Foundation::Uri> = L"Windows.Foundation.Uri";
+inline constexpr const wchar_t* name_v<Windows::Foundation::Uri> = L"Windows.Foundation.Uri";
 }  // namespace winrt::impl
 
 namespace winrt::Windows::Foundation {
@@ -94,12 +94,12 @@ inline hstring IUriRuntimeClass::RawUri() const {
     return text;
 }
 
-inline Uri IUriRuntimeClassFactory::CreateUri(param::hstring const& text) const {
+inline Uri IUriRuntimeClassFactory::CreateUri(const param::hstring& text) const {
     Uri uri{nullptr};
     check_hresult(impl::abiOf(*this).CreateUri(get_abi(text), put_abi(uri)));
     return uri;
 }
 
-inline Uri::Uri(param::hstring const& text)
+inline Uri::Uri(const param::hstring& text)
     : Uri(get_activation_factory<Uri, IUriRuntimeClassFactory>().CreateUri(text)) {}
 }  // namespace winrt::Windows::Foundation

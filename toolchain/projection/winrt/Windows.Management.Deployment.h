@@ -1,15 +1,15 @@
 #pragma once
 
-// Windows.Management.Deployment: updating an installed package.
+/// Windows.Management.Deployment: updating an installed package.
 
 #include "winrt/Windows.Foundation.h"
 
 namespace winrt::param {
-// A list argument. Only "no list" can be said here.
+/// A list argument. Only "no list" can be said here.
 template <typename T>
 struct async_iterable {
     async_iterable(std::nullptr_t) noexcept {}
-    friend void* get_abi(async_iterable const&) noexcept { return nullptr; }
+    friend void* get_abi(const async_iterable&) noexcept { return nullptr; }
 };
 }  // namespace winrt::param
 
@@ -73,7 +73,7 @@ struct DeploymentProgress {
     DeploymentProgressState state;
     uint32_t percentage;
 
-    friend bool operator==(DeploymentProgress const& left, DeploymentProgress const& right) noexcept = default;
+    friend bool operator==(const DeploymentProgress& left, const DeploymentProgress& right) noexcept = default;
 };
 
 struct IDeploymentResult : Foundation::IInspectable {
@@ -86,7 +86,7 @@ struct IDeploymentResult : Foundation::IInspectable {
     hresult ExtendedErrorCode() const;
 };
 
-// How a deployment ended. Also a failed one has a result; only a failure to deploy at all throws instead.
+/// How a deployment ended. Also a failed one has a result; only a failure to deploy at all throws instead.
 struct DeploymentResult : IDeploymentResult {
     DeploymentResult(std::nullptr_t) noexcept {}
     DeploymentResult(void* object, take_ownership_from_abi_t) noexcept
@@ -99,10 +99,10 @@ struct IPackageManager : Foundation::IInspectable {
     IPackageManager(std::nullptr_t = nullptr) noexcept {}
     IPackageManager(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
 
-    // Starts to update an installed package from `packageUri`. Throws when the deployment cannot even start.
-    DeploymentOperation UpdatePackageAsync(Foundation::Uri const& packageUri,
-                                           param::async_iterable<Foundation::Uri> const& dependencyPackageUris,
-                                           DeploymentOptions const& deploymentOptions) const;
+    /// Starts to update an installed package from `packageUri`. Throws when the deployment cannot even start.
+    DeploymentOperation UpdatePackageAsync(const Foundation::Uri& packageUri,
+                                           const param::async_iterable<Foundation::Uri>& dependencyPackageUris,
+                                           const DeploymentOptions& deploymentOptions) const;
 };
 
 struct PackageManager : IPackageManager {
@@ -141,7 +141,7 @@ inline constexpr guid guid_v<Windows::Foundation::AsyncOperationWithProgressComp
     Windows::Management::Deployment::DeploymentResult, Windows::Management::Deployment::DeploymentProgress>>{
     "6e1c7129-61e0-5d88-9fd4-f3ce65a05719"};
 template <>
-inline constexpr wchar_t const* name_v<Windows::Management::Deployment::PackageManager> =
+inline constexpr const wchar_t* name_v<Windows::Management::Deployment::PackageManager> =
     L"Windows.Management.Deployment.PackageManager";
 }  // namespace winrt::impl
 
@@ -165,8 +165,8 @@ inline hresult IDeploymentResult::ExtendedErrorCode() const {
 }
 
 inline DeploymentOperation IPackageManager::UpdatePackageAsync(
-    Foundation::Uri const& packageUri, param::async_iterable<Foundation::Uri> const& dependencyPackageUris,
-    DeploymentOptions const& deploymentOptions) const {
+    const Foundation::Uri& packageUri, const param::async_iterable<Foundation::Uri>& dependencyPackageUris,
+    const DeploymentOptions& deploymentOptions) const {
     DeploymentOperation operation;
     check_hresult(impl::abiOf(*this).UpdatePackageAsync(get_abi(packageUri), get_abi(dependencyPackageUris),
                                                         static_cast<uint32_t>(deploymentOptions), put_abi(operation)));

@@ -1,6 +1,6 @@
 #pragma once
 
-// Windows.System: starting the user's programs.
+/// Windows.System: starting the user's programs.
 
 #include "winrt/Windows.Foundation.h"
 
@@ -55,8 +55,8 @@ struct ILauncherStatics : Foundation::IInspectable {
     ILauncherStatics(void* object, take_ownership_from_abi_t) noexcept
         : IInspectable(object, take_ownership_from_abi) {}
 
-    Foundation::IAsyncOperation<bool> LaunchUriAsync(Foundation::Uri const& uri,
-                                                     struct LauncherOptions const& options) const;
+    Foundation::IAsyncOperation<bool> LaunchUriAsync(const Foundation::Uri& uri,
+                                                     const struct LauncherOptions& options) const;
 };
 
 struct LauncherOptions : ILauncherOptions {
@@ -65,8 +65,8 @@ struct LauncherOptions : ILauncherOptions {
     LauncherOptions(void* object, take_ownership_from_abi_t) noexcept
         : ILauncherOptions(object, take_ownership_from_abi) {}
 
-    // Whether to pass by the applications that have claimed an address. Throws hresult_no_interface where the system
-    // does not have the choice.
+    /// Whether to pass by the applications that have claimed an address. Throws hresult_no_interface where the system
+    /// does not have the choice.
     bool IgnoreAppUriHandlers() const { return as<ILauncherOptions3>().IgnoreAppUriHandlers(); }
     void IgnoreAppUriHandlers(bool value) const { as<ILauncherOptions3>().IgnoreAppUriHandlers(value); }
 };
@@ -74,9 +74,9 @@ struct LauncherOptions : ILauncherOptions {
 struct Launcher {
     Launcher() = delete;
 
-    // Opens an address in its handler. The operation yields whether a handler was started; letting go of it does not
-    // stop the launch.
-    static Foundation::IAsyncOperation<bool> LaunchUriAsync(Foundation::Uri const& uri, LauncherOptions const& options);
+    /// Opens an address in its handler. The operation yields whether a handler was started; letting go of it does not
+    /// stop the launch.
+    static Foundation::IAsyncOperation<bool> LaunchUriAsync(const Foundation::Uri& uri, const LauncherOptions& options);
 };
 }  // namespace winrt::Windows::System
 
@@ -98,9 +98,9 @@ inline constexpr guid guid_v<Windows::System::ILauncherStatics>{"277151c3-9e3e-4
 template <>
 inline constexpr guid guid_v<Windows::System::LauncherOptions> = guid_v<Windows::System::ILauncherOptions>;
 template <>
-inline constexpr wchar_t const* name_v<Windows::System::LauncherOptions> = L"Windows.System.LauncherOptions";
+inline constexpr const wchar_t* name_v<Windows::System::LauncherOptions> = L"Windows.System.LauncherOptions";
 template <>
-inline constexpr wchar_t const* name_v<Windows::System::Launcher> = L"Windows.System.Launcher";
+inline constexpr const wchar_t* name_v<Windows::System::Launcher> = L"Windows.System.Launcher";
 }  // namespace winrt::impl
 
 namespace winrt::Windows::System {
@@ -114,8 +114,8 @@ inline void ILauncherOptions3::IgnoreAppUriHandlers(bool value) const {
     check_hresult(impl::abiOf(*this).put_IgnoreAppUriHandlers(value));
 }
 
-inline Foundation::IAsyncOperation<bool> ILauncherStatics::LaunchUriAsync(Foundation::Uri const& uri,
-                                                                          LauncherOptions const& options) const {
+inline Foundation::IAsyncOperation<bool> ILauncherStatics::LaunchUriAsync(const Foundation::Uri& uri,
+                                                                          const LauncherOptions& options) const {
     Foundation::IAsyncOperation<bool> operation;
     check_hresult(impl::abiOf(*this).LaunchUriWithOptionsAsync(get_abi(uri), get_abi(options), put_abi(operation)));
     return operation;
@@ -124,8 +124,8 @@ inline Foundation::IAsyncOperation<bool> ILauncherStatics::LaunchUriAsync(Founda
 inline LauncherOptions::LauncherOptions()
     : LauncherOptions(get_activation_factory<LauncherOptions>().ActivateInstance<LauncherOptions>()) {}
 
-inline Foundation::IAsyncOperation<bool> Launcher::LaunchUriAsync(Foundation::Uri const& uri,
-                                                                  LauncherOptions const& options) {
+inline Foundation::IAsyncOperation<bool> Launcher::LaunchUriAsync(const Foundation::Uri& uri,
+                                                                  const LauncherOptions& options) {
     return get_activation_factory<Launcher, ILauncherStatics>().LaunchUriAsync(uri, options);
 }
 }  // namespace winrt::Windows::System

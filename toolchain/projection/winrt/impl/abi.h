@@ -1,25 +1,25 @@
 #pragma once
 
-// The binary shape of the basic interfaces.
-//
-// The structures below are never implemented by projected classes: a projected object holds a pointer to one and calls
-// through it. Their virtual functions are in the order of the binary contract, return an HRESULT unless said
-// otherwise, and write results through the last parameter. A `bool` is the runtime's one-byte boolean; strings and
-// interface pointers cross as `void*`.
+/// The binary shape of the basic interfaces.
+///
+/// The structures below are never implemented by projected classes: a projected object holds a pointer to one and calls
+/// through it. Their virtual functions are in the order of the binary contract, return an HRESULT unless said
+/// otherwise, and write results through the last parameter. A `bool` is the runtime's one-byte boolean; strings and
+/// interface pointers cross as `void*`.
 
 #include "winrt/impl/guid.h"
 
 #include <cstdint>
 
 namespace winrt::impl {
-// abi<T>::type: the binary interface behind a projected interface, class (its default interface) or delegate.
+/// abi<T>::type: the binary interface behind a projected interface, class (its default interface) or delegate.
 template <typename T>
 struct abi;
 template <typename T>
 using abi_t = typename abi<T>::type;
 
 struct UnknownAbi {
-    virtual int32_t QueryInterface(guid const& id, void** object) noexcept = 0;
+    virtual int32_t QueryInterface(const guid& id, void** object) noexcept = 0;
     virtual uint32_t AddRef() noexcept = 0;
     virtual uint32_t Release() noexcept = 0;
 
@@ -37,17 +37,17 @@ struct ActivationFactoryAbi : InspectableAbi {
     virtual int32_t ActivateInstance(void** instance) noexcept = 0;
 };
 
-// A marker without functions of its own: the object may be called from any thread.
+/// A marker without functions of its own: the object may be called from any thread.
 struct AgileObjectAbi : UnknownAbi {};
 
 struct MarshalAbi : UnknownAbi {
-    virtual int32_t GetUnmarshalClass(guid const& id, void* object, uint32_t context, void* contextData, uint32_t flags,
+    virtual int32_t GetUnmarshalClass(const guid& id, void* object, uint32_t context, void* contextData, uint32_t flags,
                                       guid* unmarshaler) noexcept = 0;
-    virtual int32_t GetMarshalSizeMax(guid const& id, void* object, uint32_t context, void* contextData, uint32_t flags,
+    virtual int32_t GetMarshalSizeMax(const guid& id, void* object, uint32_t context, void* contextData, uint32_t flags,
                                       uint32_t* size) noexcept = 0;
-    virtual int32_t MarshalInterface(void* stream, guid const& id, void* object, uint32_t context, void* contextData,
+    virtual int32_t MarshalInterface(void* stream, const guid& id, void* object, uint32_t context, void* contextData,
                                      uint32_t flags) noexcept = 0;
-    virtual int32_t UnmarshalInterface(void* stream, guid const& id, void** object) noexcept = 0;
+    virtual int32_t UnmarshalInterface(void* stream, const guid& id, void** object) noexcept = 0;
     virtual int32_t ReleaseMarshalData(void* stream) noexcept = 0;
     virtual int32_t DisconnectObject(uint32_t reserved) noexcept = 0;
 };

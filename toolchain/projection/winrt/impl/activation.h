@@ -1,13 +1,13 @@
 #pragma once
 
-// From a class's name to its factory.
-//
-// The system is asked first. A thread without an apartment is put into the process-wide multithreaded one, once and
-// for good, and the system is asked again. A class that the system does not know is looked for in libraries named
-// after its namespace, so that an application can bring classes along unregistered. Failures are not remembered.
-//
-// A factory that may be called from any thread is kept for the life of the module, one per class and interface; others
-// are asked for anew each time. Any thread may call anything here.
+/// From a class's name to its factory.
+///
+/// The system is asked first. A thread without an apartment is put into the process-wide multithreaded one, once and
+/// for good, and the system is asked again. A class that the system does not know is looked for in libraries named
+/// after its namespace, so that an application can bring classes along unregistered. Failures are not remembered.
+///
+/// A factory that may be called from any thread is kept for the life of the module, one per class and interface; others
+/// are asked for anew each time. Any thread may call anything here.
 
 #include "winrt/impl/unknown.h"
 
@@ -15,13 +15,13 @@
 #include <cstdint>
 #include <string>
 
-// When set, replaces the whole search: gives S_OK and a factory, or a failure. Set it before the first activation and
-// call winrt::clear_factory_cache() afterwards; it is meant for tests and for hosts with a loader of their own.
-inline int32_t (*winrt_activation_handler)(void* classId, winrt::guid const& iid, void** factory) noexcept = nullptr;
+/// When set, replaces the whole search: gives S_OK and a factory, or a failure. Set it before the first activation and
+/// call winrt::clear_factory_cache() afterwards; it is meant for tests and for hosts with a loader of their own.
+inline int32_t (*winrt_activation_handler)(void* classId, const winrt::guid& iid, void** factory) noexcept = nullptr;
 
 namespace winrt::impl {
-// Asks libraries named after the class's namespaces, the longest first. A library that delivers stays loaded.
-inline bool findFactoryByNamespace(std::wstring path, void* name, guid const& id, void** factory) noexcept {
+/// Asks libraries named after the class's namespaces, the longest first. A library that delivers stays loaded.
+inline bool findFactoryByNamespace(std::wstring path, void* name, const guid& id, void** factory) noexcept {
     using Entry = int32_t (*)(void* classId, void** factory) noexcept;
     for (auto dot = path.rfind(L'.'); dot != std::wstring::npos; dot = path.rfind(L'.')) {
         path.resize(dot);
@@ -29,7 +29,7 @@ inline bool findFactoryByNamespace(std::wstring path, void* name, guid const& id
         if (!library) {
             continue;
         }
-        auto const entry = reinterpret_cast<Entry>(platform::functionOf(library, "DllGetActivationFactory"));
+        const auto entry = reinterpret_cast<Entry>(platform::functionOf(library, "DllGetActivationFactory"));
         com_ptr<ActivationFactoryAbi> basic;
         if (entry && entry(name, basic.put_void()) == 0 && basic->QueryInterface(id, factory) == 0) {
             return true;
@@ -40,18 +40,18 @@ inline bool findFactoryByNamespace(std::wstring path, void* name, guid const& id
     return false;
 }
 
-inline hresult askSystemForFactory(void* name, guid const& id, void** factory) noexcept {
-    using Ask = int32_t (*)(void* classId, guid const& id, void** factory) noexcept;
-    auto const ask = reinterpret_cast<Ask>(platform::calls.runtimeFunction("RoGetActivationFactory"));
+inline hresult askSystemForFactory(void* name, const guid& id, void** factory) noexcept {
+    using Ask = int32_t (*)(void* classId, const guid& id, void** factory) noexcept;
+    const auto ask = reinterpret_cast<Ask>(platform::calls.runtimeFunction("RoGetActivationFactory"));
     if (!ask) {
         return error_class_not_available;
     }
-    hresult const result = ask(name, id, factory);
+    const hresult result = ask(name, id, factory);
     if (result != error_not_initialized) {
         return result;
     }
     using Join = int32_t (*)(void** cookie) noexcept;
-    auto const join = reinterpret_cast<Join>(platform::calls.runtimeFunction("CoIncrementMTAUsage"));
+    const auto join = reinterpret_cast<Join>(platform::calls.runtimeFunction("CoIncrementMTAUsage"));
     if (!join) {
         return result;
     }
@@ -60,16 +60,16 @@ inline hresult askSystemForFactory(void* name, guid const& id, void** factory) n
     return ask(name, id, factory);
 }
 
-inline hresult findFactory(hstring const& name, guid const& id, void** factory) {
+inline hresult findFactory(const hstring& name, const guid& id, void** factory) {
     if (winrt_activation_handler) {
         return winrt_activation_handler(get_abi(name), id, factory);
     }
-    hresult const result = askSystemForFactory(get_abi(name), id, factory);
+    const hresult result = askSystemForFactory(get_abi(name), id, factory);
     if (result == 0) {
         return result;
     }
-    // The search must not replace what the system had to say about its own failure.
-    auto const info = takeErrorInfo();
+    /// The search must not replace what the system had to say about its own failure.
+    const auto info = takeErrorInfo();
     if (findFactoryByNamespace(std::wstring(name), get_abi(name), id, factory)) {
         return error_ok;
     }
@@ -77,7 +77,8 @@ inline hresult findFactory(hstring const& name, guid const& id, void** factory) 
     return result;
 }
 
-// The kept factories. They are never released at the end of the process: the libraries behind them may be gone by then.
+/// The kept factories. They are never released at the end of the process: the libraries behind them may be gone by
+/// then.
 struct FactorySlot {
     UnknownAbi* factory = nullptr;
     FactorySlot* next = nullptr;
@@ -93,23 +94,23 @@ class FactoryCacheLock {
 public:
     FactoryCacheLock() noexcept { platform::lockExclusive(&factoryCache.lock); }
     ~FactoryCacheLock() { platform::unlockExclusive(&factoryCache.lock); }
-    FactoryCacheLock(FactoryCacheLock const&) = delete;
-    FactoryCacheLock& operator=(FactoryCacheLock const&) = delete;
+    FactoryCacheLock(const FactoryCacheLock&) = delete;
+    FactoryCacheLock& operator=(const FactoryCacheLock&) = delete;
 };
 
 template <typename Class, typename Interface>
 inline FactorySlot factorySlot;
 
-inline com_ptr<UnknownAbi> keptFactory(FactorySlot const& slot) noexcept {
-    FactoryCacheLock const lock;
+inline com_ptr<UnknownAbi> keptFactory(const FactorySlot& slot) noexcept {
+    const FactoryCacheLock lock;
     com_ptr<UnknownAbi> factory;
     factory.copy_from(slot.factory);
     return factory;
 }
 
-// The first one kept stays, whoever else finds the same factory at the same time.
+/// The first one kept stays, whoever else finds the same factory at the same time.
 inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept {
-    FactoryCacheLock const lock;
+    const FactoryCacheLock lock;
     if (!slot.factory) {
         slot.factory = factory.detach();
         slot.next = std::exchange(factoryCache.filled, &slot);
@@ -118,7 +119,7 @@ inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept
 }  // namespace winrt::impl
 
 namespace winrt {
-// The factory of `Class`, seen through `Interface`. Throws when there is none.
+/// The factory of `Class`, seen through `Interface`. Throws when there is none.
 template <typename Class, typename Interface = Windows::Foundation::IActivationFactory>
 Interface get_activation_factory() {
     auto& slot = impl::factorySlot<Class, Interface>;
@@ -133,17 +134,17 @@ Interface get_activation_factory() {
     return Interface{factory.detach(), take_ownership_from_abi};
 }
 
-// Releases every kept factory. One that is in use elsewhere lives on until that call ends.
+/// Releases every kept factory. One that is in use elsewhere lives on until that call ends.
 inline void clear_factory_cache() noexcept {
     impl::FactorySlot* slot = nullptr;
     {
-        impl::FactoryCacheLock const lock;
+        const impl::FactoryCacheLock lock;
         slot = std::exchange(impl::factoryCache.filled, nullptr);
     }
     while (slot) {
         com_ptr<impl::UnknownAbi> factory;
         {
-            impl::FactoryCacheLock const lock;
+            const impl::FactoryCacheLock lock;
             factory.attach(std::exchange(slot->factory, nullptr));
             slot = std::exchange(slot->next, nullptr);
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-// Asynchronous operations: their status, their completed handlers and the blocking wait.
+/// Asynchronous operations: their status, their completed handlers and the blocking wait.
 
 #include "winrt/impl/delegate.h"
 
@@ -33,7 +33,7 @@ struct AsyncInfoAbi : InspectableAbi {
     virtual int32_t Close() noexcept = 0;
 };
 
-// GetResults writes a value of the result's size, or an interface pointer.
+/// GetResults writes a value of the result's size, or an interface pointer.
 struct AsyncOperationAbi : InspectableAbi {
     virtual int32_t put_Completed(void* handler) noexcept = 0;
     virtual int32_t get_Completed(void** handler) noexcept = 0;
@@ -48,13 +48,13 @@ struct AsyncOperationWithProgressAbi : InspectableAbi {
     virtual int32_t GetResults(void* result) noexcept = 0;
 };
 
-// A handler type `Handler` for the end of a `Sender`: null, or made from any callable.
+/// A handler type `Handler` for the end of a `Sender`: null, or made from any callable.
 template <typename Handler, typename Sender>
 struct CompletedHandler : Windows::Foundation::IUnknown {
     CompletedHandler(std::nullptr_t = nullptr) noexcept {}
     CompletedHandler(void* object, take_ownership_from_abi_t) noexcept : IUnknown(object, take_ownership_from_abi) {}
 
-    template <std::invocable<Sender const&, Windows::Foundation::AsyncStatus> F>
+    template <std::invocable<const Sender&, Windows::Foundation::AsyncStatus> F>
         requires(!std::is_base_of_v<CompletedHandler, F>)
     CompletedHandler(F callable)
         : IUnknown(
@@ -62,14 +62,14 @@ struct CompletedHandler : Windows::Foundation::IUnknown {
                   new CompletedDelegate<Handler, Sender, Windows::Foundation::AsyncStatus, F>(std::move(callable))),
               take_ownership_from_abi) {}
 
-    // Calls it as the runtime does; throws when it fails.
-    void operator()(Sender const& operation, Windows::Foundation::AsyncStatus status) const {
+    /// Calls it as the runtime does; throws when it fails.
+    void operator()(const Sender& operation, Windows::Foundation::AsyncStatus status) const {
         auto* const handler = static_cast<CompletedHandlerAbi*>(get_abi(*this));
         check_hresult(handler->Invoke(get_abi(operation), static_cast<int32_t>(status)));
     }
 };
 
-// An event that is signalled once.
+/// An event that is signalled once.
 class CompletionEvent {
 public:
     CompletionEvent() : m_event(platform::calls.createEvent()) {
@@ -78,8 +78,8 @@ public:
         }
     }
     ~CompletionEvent() { platform::closeHandle(m_event); }
-    CompletionEvent(CompletionEvent const&) = delete;
-    CompletionEvent& operator=(CompletionEvent const&) = delete;
+    CompletionEvent(const CompletionEvent&) = delete;
+    CompletionEvent& operator=(const CompletionEvent&) = delete;
 
     void set() noexcept { platform::setEvent(m_event); }
     void wait() noexcept { platform::waitForObject(m_event, platform::forever); }
@@ -88,23 +88,23 @@ private:
     void* m_event;
 };
 
-// Blocks the calling thread until `operation` has ended, without a time limit and without pumping messages: not for a
-// thread with a window or a single-threaded apartment.
+/// Blocks the calling thread until `operation` has ended, without a time limit and without pumping messages: not for a
+/// thread with a window or a single-threaded apartment.
 template <typename Operation>
-Windows::Foundation::AsyncStatus waitForEnd(Operation const& operation) {
+Windows::Foundation::AsyncStatus waitForEnd(const Operation& operation) {
     using Windows::Foundation::AsyncStatus;
     auto status = operation.Status();
     if (status != AsyncStatus::Started) {
         return status;
     }
-    // The handler may still be inside set() when the waiter wakes up, and the operation may let go of it later still:
-    // both hold the event.
+    /// The handler may still be inside set() when the waiter wakes up, and the operation may let go of it later still:
+    /// both hold the event.
     struct Shared {
         CompletionEvent ended;
         std::atomic<AsyncStatus> status{AsyncStatus::Started};
     };
-    auto const shared = std::make_shared<Shared>();
-    operation.Completed([shared](Operation const&, AsyncStatus ended) {
+    const auto shared = std::make_shared<Shared>();
+    operation.Completed([shared](const Operation&, AsyncStatus ended) {
         shared->status = ended;
         shared->ended.set();
     });
@@ -114,7 +114,7 @@ Windows::Foundation::AsyncStatus waitForEnd(Operation const& operation) {
 }  // namespace winrt::impl
 
 namespace winrt::Windows::Foundation {
-// The interface beside every operation: how far it is, and how to stop it.
+/// The interface beside every operation: how far it is, and how to stop it.
 struct IAsyncInfo : IInspectable {
     IAsyncInfo(std::nullptr_t = nullptr) noexcept {}
     IAsyncInfo(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
@@ -135,8 +135,8 @@ struct abi<Windows::Foundation::IAsyncInfo> {
 template <>
 inline constexpr guid guid_v<Windows::Foundation::IAsyncInfo>{"00000036-0000-0000-c000-000000000046"};
 
-// What every operation offers, over its own `Completed` and `GetResults`. Each call asks the object for the interface
-// that has the function and throws when it is missing.
+/// What every operation offers, over its own `Completed` and `GetResults`. Each call asks the object for the interface
+/// that has the function and throws when it is missing.
 template <typename Derived>
 struct OperationMembers {
     uint32_t Id() const { return info().Id(); }
@@ -145,8 +145,8 @@ struct OperationMembers {
     void Cancel() const { info().Cancel(); }
     void Close() const { info().Close(); }
 
-    // Waits for the end and gives the result. A cancelled operation throws hresult_canceled; every other end, a failed
-    // one included, is what GetResults makes of it.
+    /// Waits for the end and gives the result. A cancelled operation throws hresult_canceled; every other end, a failed
+    /// one included, is what GetResults makes of it.
     auto get() const {
         if (waitForEnd(self()) == Windows::Foundation::AsyncStatus::Canceled) {
             throw hresult_canceled();
@@ -155,11 +155,11 @@ struct OperationMembers {
     }
 
 private:
-    Derived const& self() const noexcept { return static_cast<Derived const&>(*this); }
+    const Derived& self() const noexcept { return static_cast<const Derived&>(*this); }
     Windows::Foundation::IAsyncInfo info() const { return self().template as<Windows::Foundation::IAsyncInfo>(); }
 };
 
-// Reads a result: a plain value, or an object whose reference is handed over.
+/// Reads a result: a plain value, or an object whose reference is handed over.
 template <typename TResult, typename Abi>
 TResult resultsOf(Abi& operation) {
     if constexpr (std::is_arithmetic_v<TResult>) {
@@ -202,13 +202,9 @@ inline hresult IAsyncInfo::ErrorCode() const {
     return code;
 }
 
-inline void IAsyncInfo::Cancel() const {
-    check_hresult(impl::abiOf(*this).Cancel());
-}
+inline void IAsyncInfo::Cancel() const { check_hresult(impl::abiOf(*this).Cancel()); }
 
-inline void IAsyncInfo::Close() const {
-    check_hresult(impl::abiOf(*this).Close());
-}
+inline void IAsyncInfo::Close() const { check_hresult(impl::abiOf(*this).Close()); }
 
 template <typename TResult>
 struct AsyncOperationCompletedHandler
@@ -224,14 +220,14 @@ struct AsyncOperationWithProgressCompletedHandler
                                  IAsyncOperationWithProgress<TResult, TProgress>>::CompletedHandler;
 };
 
-// An operation that yields a TResult. `Completed` may be set once; on an operation that has ended already the handler
-// is called at once or soon after, on any thread.
+/// An operation that yields a TResult. `Completed` may be set once; on an operation that has ended already the handler
+/// is called at once or soon after, on any thread.
 template <typename TResult>
 struct IAsyncOperation : IInspectable, impl::OperationMembers<IAsyncOperation<TResult>> {
     IAsyncOperation(std::nullptr_t = nullptr) noexcept {}
     IAsyncOperation(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
 
-    void Completed(AsyncOperationCompletedHandler<TResult> const& handler) const {
+    void Completed(const AsyncOperationCompletedHandler<TResult>& handler) const {
         check_hresult(impl::abiOf(*this).put_Completed(get_abi(handler)));
     }
     TResult GetResults() const { return impl::resultsOf<TResult>(impl::abiOf(*this)); }
@@ -244,14 +240,14 @@ struct IAsyncOperationWithProgress : IInspectable,
     IAsyncOperationWithProgress(void* object, take_ownership_from_abi_t) noexcept
         : IInspectable(object, take_ownership_from_abi) {}
 
-    void Completed(AsyncOperationWithProgressCompletedHandler<TResult, TProgress> const& handler) const {
+    void Completed(const AsyncOperationWithProgressCompletedHandler<TResult, TProgress>& handler) const {
         check_hresult(impl::abiOf(*this).put_Completed(get_abi(handler)));
     }
     TResult GetResults() const { return impl::resultsOf<TResult>(impl::abiOf(*this)); }
 };
 }  // namespace winrt::Windows::Foundation
 
-// The identifiers of parameterised types are computed from their parameters; these are the ones in use.
+/// The identifiers of parameterised types are computed from their parameters; these are the ones in use.
 namespace winrt::impl {
 template <>
 inline constexpr guid guid_v<Windows::Foundation::IAsyncOperation<bool>>{"cdb5efb3-5788-509d-9be1-71ccb8a3362a"};

@@ -1,6 +1,6 @@
 #pragma once
 
-// A counted pointer to a binary interface. Not for sharing one pointer variable between threads.
+/// A counted pointer to a binary interface. Not for sharing one pointer variable between threads.
 
 #include "winrt/impl/abi.h"
 #include "winrt/impl/hresult.h"
@@ -15,7 +15,7 @@ struct com_ptr {
 
     com_ptr(std::nullptr_t = nullptr) noexcept {}
     com_ptr(void* pointer, take_ownership_from_abi_t) noexcept : m_pointer(static_cast<T*>(pointer)) {}
-    com_ptr(com_ptr const& other) noexcept { copy_from(other.m_pointer); }
+    com_ptr(const com_ptr& other) noexcept { copy_from(other.m_pointer); }
     com_ptr(com_ptr&& other) noexcept : m_pointer(std::exchange(other.m_pointer, nullptr)) {}
     ~com_ptr() { release(); }
 
@@ -29,7 +29,7 @@ struct com_ptr {
     T& operator*() const noexcept { return *m_pointer; }
     T* get() const noexcept { return m_pointer; }
 
-    // A place for an out parameter; what was held is released first.
+    /// A place for an out parameter; what was held is released first.
     T** put() noexcept {
         release();
         return &m_pointer;
@@ -42,7 +42,7 @@ struct com_ptr {
     }
     T* detach() noexcept { return std::exchange(m_pointer, nullptr); }
 
-    // Another interface of the object: throws hresult_no_interface (or what the object answers) ...
+    /// Another interface of the object: throws hresult_no_interface (or what the object answers) ...
     template <typename To>
     com_ptr<To> as() const {
         com_ptr<To> result;
@@ -52,7 +52,7 @@ struct com_ptr {
         return result;
     }
 
-    // ... or gives null.
+    /// ... or gives null.
     template <typename To>
     com_ptr<To> try_as() const noexcept {
         com_ptr<To> result;

@@ -1,9 +1,9 @@
 #pragma once
 
-// Callable objects that the runtime can hold and call.
-//
-// A delegate may be called from any thread: it answers IAgileObject, and IMarshal through the free-threaded marshaler,
-// so that no apartment gets in between. An exception that leaves the callable goes back to the caller as its code.
+/// Callable objects that the runtime can hold and call.
+///
+/// A delegate may be called from any thread: it answers IAgileObject, and IMarshal through the free-threaded marshaler,
+/// so that no apartment gets in between. An exception that leaves the callable goes back to the caller as its code.
 
 #include "winrt/impl/unknown.h"
 
@@ -13,7 +13,7 @@
 #include <utility>
 
 namespace winrt::impl {
-// Counting for objects made here: born with one reference, gone with the last.
+/// Counting for objects made here: born with one reference, gone with the last.
 class ReferenceCount {
 public:
     uint32_t increment() noexcept { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
@@ -23,14 +23,14 @@ private:
     std::atomic<uint32_t> m_count{1};
 };
 
-// A delegate's IMarshal: a separate object that keeps the delegate alive, forwards identity to it and the marshalling
-// to a free-threaded marshaler of its own. Not aggregated: an aggregated one would not keep its outer object.
+/// A delegate's IMarshal: a separate object that keeps the delegate alive, forwards identity to it and the marshalling
+/// to a free-threaded marshaler of its own. Not aggregated: an aggregated one would not keep its outer object.
 class DelegateMarshaler final : public MarshalAbi {
 public:
     static int32_t make(UnknownAbi* delegate, void** result) noexcept {
         *result = nullptr;
         com_ptr<UnknownAbi> free;
-        if (hresult const code = platform::calls.createMarshaler(nullptr, free.put_void()); code < 0) {
+        if (const hresult code = platform::calls.createMarshaler(nullptr, free.put_void()); code < 0) {
             return code;
         }
         com_ptr<MarshalAbi> marshal = free.try_as<MarshalAbi>();
@@ -45,7 +45,7 @@ public:
         return error_ok;
     }
 
-    int32_t QueryInterface(guid const& id, void** object) noexcept override {
+    int32_t QueryInterface(const guid& id, void** object) noexcept override {
         if (id != guid_of<MarshalAbi>()) {
             return m_delegate->QueryInterface(id, object);
         }
@@ -55,26 +55,26 @@ public:
     }
     uint32_t AddRef() noexcept override { return m_references.increment(); }
     uint32_t Release() noexcept override {
-        uint32_t const left = m_references.decrement();
+        const uint32_t left = m_references.decrement();
         if (left == 0) {
             delete this;
         }
         return left;
     }
 
-    int32_t GetUnmarshalClass(guid const& id, void* object, uint32_t context, void* contextData, uint32_t flags,
+    int32_t GetUnmarshalClass(const guid& id, void* object, uint32_t context, void* contextData, uint32_t flags,
                               guid* unmarshaler) noexcept override {
         return m_marshal->GetUnmarshalClass(id, object, context, contextData, flags, unmarshaler);
     }
-    int32_t GetMarshalSizeMax(guid const& id, void* object, uint32_t context, void* contextData, uint32_t flags,
+    int32_t GetMarshalSizeMax(const guid& id, void* object, uint32_t context, void* contextData, uint32_t flags,
                               uint32_t* size) noexcept override {
         return m_marshal->GetMarshalSizeMax(id, object, context, contextData, flags, size);
     }
-    int32_t MarshalInterface(void* stream, guid const& id, void* object, uint32_t context, void* contextData,
+    int32_t MarshalInterface(void* stream, const guid& id, void* object, uint32_t context, void* contextData,
                              uint32_t flags) noexcept override {
         return m_marshal->MarshalInterface(stream, id, object, context, contextData, flags);
     }
-    int32_t UnmarshalInterface(void* stream, guid const& id, void** object) noexcept override {
+    int32_t UnmarshalInterface(void* stream, const guid& id, void** object) noexcept override {
         *object = nullptr;
         return m_marshal->UnmarshalInterface(stream, id, object);
     }
@@ -91,18 +91,18 @@ private:
     ReferenceCount m_references;
 };
 
-// The binary shape of a handler that is told an operation's end.
+/// The binary shape of a handler that is told an operation's end.
 struct CompletedHandlerAbi : UnknownAbi {
     virtual int32_t Invoke(void* operation, int32_t status) noexcept = 0;
 };
 
-// The handler of type `Handler` made from a callable that takes `Sender const&` and `Status`.
+/// The handler of type `Handler` made from a callable that takes `const Sender&` and `Status`.
 template <typename Handler, typename Sender, typename Status, typename F>
 class CompletedDelegate final : public CompletedHandlerAbi {
 public:
     explicit CompletedDelegate(F&& callable) : m_callable(std::move(callable)) {}
 
-    int32_t QueryInterface(guid const& id, void** object) noexcept override {
+    int32_t QueryInterface(const guid& id, void** object) noexcept override {
         if (id == guid_of<Handler>() || id == guid_of<UnknownAbi>() || id == guid_of<AgileObjectAbi>()) {
             *object = static_cast<CompletedHandlerAbi*>(this);
             AddRef();
@@ -116,7 +116,7 @@ public:
     }
     uint32_t AddRef() noexcept override { return m_references.increment(); }
     uint32_t Release() noexcept override {
-        uint32_t const left = m_references.decrement();
+        const uint32_t left = m_references.decrement();
         if (left == 0) {
             delete this;
         }

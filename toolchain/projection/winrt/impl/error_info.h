@@ -1,13 +1,13 @@
 #pragma once
 
-// What the system knows about a failure beside its code: texts and a context that travel with the calling thread.
+/// What the system knows about a failure beside its code: texts and a context that travel with the calling thread.
 
 #include "winrt/impl/com_ptr.h"
 
 #include <string_view>
 
 namespace winrt::impl {
-// Owns one BSTR.
+/// Owns one BSTR.
 class Bstr {
 public:
     Bstr() noexcept = default;
@@ -26,11 +26,9 @@ private:
     wchar_t* m_text = nullptr;
 };
 
-constexpr bool isSpace(wchar_t unit) noexcept {
-    return unit == L' ' || (unit >= L'\t' && unit <= L'\r');
-}
+constexpr bool isSpace(wchar_t unit) noexcept { return unit == L' ' || (unit >= L'\t' && unit <= L'\r'); }
 
-// Only the end is trimmed: system texts end in line breaks, and an inner one belongs to the text.
+/// Only the end is trimmed: system texts end in line breaks, and an inner one belongs to the text.
 inline hstring trimmedMessage(std::wstring_view text) {
     while (!text.empty() && isSpace(text.back())) {
         text.remove_suffix(1);
@@ -38,7 +36,7 @@ inline hstring trimmedMessage(std::wstring_view text) {
     return hstring{text};
 }
 
-// The system's own text for a code, in the user's language; empty when it has none.
+/// The system's own text for a code, in the user's language; empty when it has none.
 inline hstring systemMessage(hresult code) {
     struct Buffer {
         wchar_t* text = nullptr;
@@ -46,7 +44,7 @@ inline hstring systemMessage(hresult code) {
     } buffer;
     constexpr uint32_t allocateFromSystemIgnoringInserts = 0x1300;
     constexpr uint32_t userLanguage = 0x0400;
-    uint32_t const length =
+    const uint32_t length =
         platform::formatMessage(allocateFromSystemIgnoringInserts, nullptr, static_cast<uint32_t>(code.value),
                                 userLanguage, &buffer.text, 0, nullptr);
     return trimmedMessage({buffer.text, length});
@@ -58,11 +56,11 @@ inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept {
     return info;
 }
 
-// Has the system make error information for a failure born here and takes it back. Nothing comes back when the thread
-// has no COM or when the system keeps no record.
+/// Has the system make error information for a failure born here and takes it back. Nothing comes back when the thread
+/// has no COM or when the system keeps no record.
 inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) noexcept {
     using Function = int32_t (*)(int32_t code, void* message, void* exception) noexcept;
-    auto const function = reinterpret_cast<Function>(platform::calls.runtimeFunction("RoOriginateLanguageException"));
+    const auto function = reinterpret_cast<Function>(platform::calls.runtimeFunction("RoOriginateLanguageException"));
     if (!function) {
         return nullptr;
     }
@@ -70,12 +68,12 @@ inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) no
     return takeErrorInfo().try_as<RestrictedErrorInfoAbi>();
 }
 
-// Takes the calling thread's error information after a call has failed. An object of the older kind has only a
-// description: the system is asked to make a new one from it.
+/// Takes the calling thread's error information after a call has failed. An object of the older kind has only a
+/// description: the system is asked to make a new one from it.
 inline com_ptr<RestrictedErrorInfoAbi> takeRestrictedErrorInfo(hresult code) {
-    auto const info = takeErrorInfo();
+    const auto info = takeErrorInfo();
     if (auto restricted = info.try_as<RestrictedErrorInfoAbi>()) {
-        if (auto const language = info.try_as<LanguageErrorInfoAbi>()) {
+        if (const auto language = info.try_as<LanguageErrorInfoAbi>()) {
             language->CapturePropagationContext(nullptr);
         }
         return restricted;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Interface and object identifiers.
+/// Interface and object identifiers.
 
 #include <array>
 #include <cstdint>
@@ -8,8 +8,8 @@
 #include <string_view>
 
 namespace winrt {
-// Laid out as the system's GUID. Parsing wants the bare 36-character form; a malformed literal does not compile, a
-// malformed text at run time throws std::invalid_argument.
+/// Laid out as the system's GUID. Parsing wants the bare 36-character form; a malformed literal does not compile, a
+/// malformed text at run time throws std::invalid_argument.
 struct guid {
     uint32_t Data1;
     uint16_t Data2;
@@ -18,14 +18,14 @@ struct guid {
 
     guid() noexcept = default;
 
-    constexpr guid(uint32_t data1, uint16_t data2, uint16_t data3, std::array<uint8_t, 8> const& data4) noexcept
+    constexpr guid(uint32_t data1, uint16_t data2, uint16_t data3, const std::array<uint8_t, 8>& data4) noexcept
         : Data1(data1), Data2(data2), Data3(data3), Data4{data4[0], data4[1], data4[2], data4[3],
                                                           data4[4], data4[5], data4[6], data4[7]} {}
 
     explicit constexpr guid(std::string_view text) : guid(parse(text)) {}
 
-    friend constexpr bool operator==(guid const& left, guid const& right) noexcept = default;
-    friend constexpr auto operator<=>(guid const& left, guid const& right) noexcept = default;
+    friend constexpr bool operator==(const guid& left, const guid& right) noexcept = default;
+    friend constexpr auto operator<=>(const guid& left, const guid& right) noexcept = default;
 
 private:
     static constexpr uint32_t digit(char c) {
@@ -64,13 +64,13 @@ private:
 };
 
 namespace impl {
-// The identifier of an interface, of a class's default interface, or of a delegate. Specialised beside each of them.
+/// The identifier of an interface, of a class's default interface, or of a delegate. Specialised beside each of them.
 template <typename T>
 inline constexpr guid guid_v = T::no_identifier_is_known_for_this_type;
 }  // namespace impl
 
 template <typename T>
-constexpr guid const& guid_of() noexcept {
+constexpr const guid& guid_of() noexcept {
     return impl::guid_v<T>;
 }
 }  // namespace winrt

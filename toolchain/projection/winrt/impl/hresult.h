@@ -1,6 +1,6 @@
 #pragma once
 
-// Result codes and the one rule about them: negative is failure and throws.
+/// Result codes and the one rule about them: negative is failure and throws.
 
 #include "winrt/impl/hstring.h"
 
@@ -16,9 +16,7 @@ struct hresult {
 };
 
 namespace impl {
-constexpr hresult hresultOf(uint32_t code) noexcept {
-    return static_cast<int32_t>(code);
-}
+constexpr hresult hresultOf(uint32_t code) noexcept { return static_cast<int32_t>(code); }
 
 constexpr hresult hresultFromWin32(uint32_t error) noexcept {
     return static_cast<int32_t>(error) <= 0 ? hresultOf(error) : hresultOf((error & 0xFFFF) | 0x80070000);
@@ -43,10 +41,10 @@ inline constexpr hresult error_bad_alloc = hresultOf(0x8007000E);
 inline constexpr hresult error_not_initialized = hresultOf(0x800401F0);
 }  // namespace impl
 
-// Throws the exception that stands for a failure code (hresult_error.h), with the calling thread's error information.
+/// Throws the exception that stands for a failure code (hresult_error.h), with the calling thread's error information.
 [[noreturn]] void throw_hresult(hresult code);
 
-// Throws for the calling thread's last Win32 error.
+/// Throws for the calling thread's last Win32 error.
 [[noreturn]] void throw_last_error();
 
 inline hresult check_hresult(hresult code) {

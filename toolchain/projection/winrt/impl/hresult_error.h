@@ -1,10 +1,10 @@
 #pragma once
 
-// Failures as exceptions.
-//
-// hresult_error is the runtime's own exception family and is NOT derived from std::exception: a handler for standard
-// exceptions does not see it. The derived types add nothing but their type. A code of "out of memory" throws
-// std::bad_alloc instead. Error information belongs to a thread: make or take an error on the thread that failed.
+/// Failures as exceptions.
+///
+/// hresult_error is the runtime's own exception family and is NOT derived from std::exception: a handler for standard
+/// exceptions does not see it. The derived types add nothing but their type. A code of "out of memory" throws
+/// std::bad_alloc instead. Error information belongs to a thread: make or take an error on the thread that failed.
 
 #include "winrt/impl/error_info.h"
 
@@ -18,34 +18,34 @@ struct hresult_error {
     hresult_error() noexcept = default;
     hresult_error(hresult_error&&) noexcept = default;
     hresult_error& operator=(hresult_error&&) noexcept = default;
-    hresult_error(hresult_error const& other) noexcept : m_code(other.m_code), m_info(other.m_info) {}
-    hresult_error& operator=(hresult_error const& other) noexcept {
+    hresult_error(const hresult_error& other) noexcept : m_code(other.m_code), m_info(other.m_info) {}
+    hresult_error& operator=(const hresult_error& other) noexcept {
         m_code = other.m_code;
         m_info = other.m_info;
         m_reference = {};
         return *this;
     }
 
-    // A failure found by the program itself, with the system's text for the code or with one of its own.
+    /// A failure found by the program itself, with the system's text for the code or with one of its own.
     explicit hresult_error(hresult code) noexcept : m_code(code) { keep(impl::originate(code, nullptr)); }
-    hresult_error(hresult code, param::hstring const& message) noexcept : m_code(code) {
+    hresult_error(hresult code, const param::hstring& message) noexcept : m_code(code) {
         keep(impl::originate(code, get_abi(message)));
     }
 
-    // A failure that a call has just returned on this thread.
+    /// A failure that a call has just returned on this thread.
     hresult_error(hresult code, take_ownership_from_abi_t) : m_code(code) { keep(impl::takeRestrictedErrorInfo(code)); }
 
     hresult code() const noexcept { return m_code; }
 
-    // The text attached to this very code, else the system's text, without trailing white space. Empty when the
-    // system has no text. The restricted description wins even when it is empty.
+    /// The text attached to this very code, else the system's text, without trailing white space. Empty when the
+    /// system has no text. The restricted description wins even when it is empty.
     hstring message() const {
         if (m_info) {
             int32_t code = 0;
             impl::Bstr description;
             impl::Bstr restricted;
             impl::Bstr capability;
-            auto const result = m_info->GetErrorDetails(description.put(), &code, restricted.put(), capability.put());
+            const auto result = m_info->GetErrorDetails(description.put(), &code, restricted.put(), capability.put());
             if (result == 0 && code == m_code) {
                 return impl::trimmedMessage(restricted ? restricted : description);
             }
@@ -53,9 +53,9 @@ struct hresult_error {
         return impl::systemMessage(m_code);
     }
 
-    // Hands the failure back to a binary caller: the thread gets the error information again.
+    /// Hands the failure back to a binary caller: the thread gets the error information again.
     hresult to_abi() const noexcept {
-        if (auto const info = m_info.try_as<impl::ErrorInfoAbi>()) {
+        if (const auto info = m_info.try_as<impl::ErrorInfoAbi>()) {
             impl::platform::setErrorInfo(0, info.get());
         }
         return m_code;
@@ -75,11 +75,11 @@ private:
 };
 
 namespace impl {
-// Base of the derived types: each stands for one code.
+/// Base of the derived types: each stands for one code.
 template <uint32_t Code>
 struct CodedError : hresult_error {
     CodedError() noexcept : hresult_error(hresultOf(Code)) {}
-    CodedError(param::hstring const& message) noexcept : hresult_error(hresultOf(Code), message) {}
+    CodedError(const param::hstring& message) noexcept : hresult_error(hresultOf(Code), message) {}
     CodedError(take_ownership_from_abi_t) : hresult_error(hresultOf(Code), take_ownership_from_abi) {}
 };
 }  // namespace impl
@@ -159,35 +159,33 @@ inline void throw_hresult(hresult code) {
     }
 }
 
-inline void throw_last_error() {
-    throw_hresult(impl::hresultFromWin32(impl::platform::lastError()));
-}
+inline void throw_last_error() { throw_hresult(impl::hresultFromWin32(impl::platform::lastError())); }
 
-// The code that stands for the exception being handled; call inside a catch block. Anything that is neither of this
-// family nor a standard exception ends the process: no code could tell it.
+/// The code that stands for the exception being handled; call inside a catch block. Anything that is neither of this
+/// family nor a standard exception ends the process: no code could tell it.
 inline hresult to_hresult() noexcept {
     try {
         throw;
-    } catch (hresult_error const& error) {
+    } catch (const hresult_error& error) {
         return error.to_abi();
-    } catch (std::bad_alloc const&) {
+    } catch (const std::bad_alloc&) {
         return impl::error_bad_alloc;
-    } catch (std::out_of_range const& error) {
+    } catch (const std::out_of_range& error) {
         return hresult_out_of_bounds(to_hstring(error.what())).to_abi();
-    } catch (std::invalid_argument const& error) {
+    } catch (const std::invalid_argument& error) {
         return hresult_invalid_argument(to_hstring(error.what())).to_abi();
-    } catch (std::exception const& error) {
+    } catch (const std::exception& error) {
         return hresult_error(impl::error_fail, to_hstring(error.what())).to_abi();
     }
 }
 
-// The text of the exception being handled; call inside a catch block.
+/// The text of the exception being handled; call inside a catch block.
 inline hstring to_message() {
     try {
         throw;
-    } catch (hresult_error const& error) {
+    } catch (const hresult_error& error) {
         return error.message();
-    } catch (std::exception const& error) {
+    } catch (const std::exception& error) {
         return to_hstring(error.what());
     }
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-// The runtime's string: immutable UTF-16 text, shared by counting, null when empty.
-//
-// Throws std::bad_alloc when memory is short, std::invalid_argument when a text is longer than 32 bits can say.
-// Copies share one block and may be used from any thread.
+/// The runtime's string: immutable UTF-16 text, shared by counting, null when empty.
+///
+/// Throws std::bad_alloc when memory is short, std::invalid_argument when a text is longer than 32 bits can say.
+/// Copies share one block and may be used from any thread.
 
 #include "winrt/impl/platform.h"
 
@@ -17,23 +17,23 @@
 #include <utility>
 
 namespace winrt {
-// Says that a constructor takes over the reference that a raw value stands for.
+/// Says that a constructor takes over the reference that a raw value stands for.
 struct take_ownership_from_abi_t {};
 inline constexpr take_ownership_from_abi_t take_ownership_from_abi{};
 
 struct hstring {
     using value_type = wchar_t;
     using size_type = uint32_t;
-    using const_iterator = wchar_t const*;
+    using const_iterator = const wchar_t*;
     using iterator = const_iterator;
 
     hstring() noexcept = default;
     hstring(std::nullptr_t) = delete;
     hstring(void* string, take_ownership_from_abi_t) noexcept : m_string(string) {}
-    hstring(hstring const& other) : m_string(duplicate(other.m_string)) {}
+    hstring(const hstring& other) : m_string(duplicate(other.m_string)) {}
     hstring(hstring&& other) noexcept : m_string(std::exchange(other.m_string, nullptr)) {}
-    hstring(wchar_t const* text) : hstring(std::wstring_view(text)) {}
-    hstring(wchar_t const* text, uint32_t length) : hstring(std::wstring_view(text, length)) {}
+    hstring(const wchar_t* text) : hstring(std::wstring_view(text)) {}
+    hstring(const wchar_t* text, uint32_t length) : hstring(std::wstring_view(text, length)) {}
     hstring(std::initializer_list<wchar_t> text) : hstring(text.begin(), static_cast<uint32_t>(text.size())) {}
     explicit hstring(std::wstring_view text) : m_string(create(text)) {}
     ~hstring() { clear(); }
@@ -48,13 +48,13 @@ struct hstring {
 
     operator std::wstring_view() const noexcept {
         uint32_t length = 0;
-        wchar_t const* const text = impl::platform::stringBuffer(m_string, &length);
+        const wchar_t* const text = impl::platform::stringBuffer(m_string, &length);
         return {text, length};
     }
 
-    // Always terminated by NUL; never null.
-    wchar_t const* c_str() const noexcept { return impl::platform::stringBuffer(m_string, nullptr); }
-    wchar_t const* data() const noexcept { return c_str(); }
+    /// Always terminated by NUL; never null.
+    const wchar_t* c_str() const noexcept { return impl::platform::stringBuffer(m_string, nullptr); }
+    const wchar_t* data() const noexcept { return c_str(); }
     uint32_t size() const noexcept { return static_cast<uint32_t>(std::wstring_view(*this).size()); }
     bool empty() const noexcept { return m_string == nullptr; }
     wchar_t operator[](uint32_t index) const noexcept { return c_str()[index]; }
@@ -65,7 +65,7 @@ struct hstring {
     const_iterator cbegin() const noexcept { return begin(); }
     const_iterator cend() const noexcept { return end(); }
 
-    friend void* get_abi(hstring const& text) noexcept;
+    friend void* get_abi(const hstring& text) noexcept;
     friend void** put_abi(hstring& text) noexcept;
     friend void* detach_abi(hstring& text) noexcept;
 
@@ -92,65 +92,61 @@ private:
     void* m_string = nullptr;
 };
 
-// The raw string: borrowed, as a place for an out parameter (what was held goes first), or handed over.
-inline void* get_abi(hstring const& text) noexcept {
-    return text.m_string;
-}
+/// The raw string: borrowed, as a place for an out parameter (what was held goes first), or handed over.
+inline void* get_abi(const hstring& text) noexcept { return text.m_string; }
 
 inline void** put_abi(hstring& text) noexcept {
     text.clear();
     return &text.m_string;
 }
 
-inline void* detach_abi(hstring& text) noexcept {
-    return std::exchange(text.m_string, nullptr);
-}
+inline void* detach_abi(hstring& text) noexcept { return std::exchange(text.m_string, nullptr); }
 
 namespace impl {
 template <typename T>
-concept WideText = std::is_convertible_v<T const&, std::wstring_view>;
+concept WideText = std::is_convertible_v<const T&, std::wstring_view>;
 }
 
 template <impl::WideText Other>
-bool operator==(hstring const& left, Other const& right) noexcept {
+bool operator==(const hstring& left, const Other& right) noexcept {
     return std::wstring_view(left) == std::wstring_view(right);
 }
 
 template <impl::WideText Other>
-auto operator<=>(hstring const& left, Other const& right) noexcept {
+auto operator<=>(const hstring& left, const Other& right) noexcept {
     return std::wstring_view(left) <=> std::wstring_view(right);
 }
 
 namespace param {
-// A string argument: takes whatever converts to text and lends its handle for the duration of a call.
+/// A string argument: takes whatever converts to text and lends its handle for the duration of a call.
 struct hstring {
-    hstring(winrt::hstring const& text) : m_text(text) {}
+    hstring(const winrt::hstring& text) : m_text(text) {}
     hstring(std::wstring_view text) : m_text(text) {}
-    hstring(std::wstring const& text) : m_text(std::wstring_view(text)) {}
-    hstring(wchar_t const* text) : m_text(text) {}
+    hstring(const std::wstring& text) : m_text(std::wstring_view(text)) {}
+    hstring(const wchar_t* text) : m_text(text) {}
 
-    operator winrt::hstring const&() const noexcept { return m_text; }
-    friend void* get_abi(hstring const& argument) noexcept { return winrt::get_abi(argument.m_text); }
+    operator const winrt::hstring&() const noexcept { return m_text; }
+    friend void* get_abi(const hstring& argument) noexcept { return winrt::get_abi(argument.m_text); }
 
 private:
     winrt::hstring m_text;
 };
 }  // namespace param
 
-// UTF-8 from UTF-16. An unpaired surrogate becomes the replacement character.
+/// UTF-8 from UTF-16. An unpaired surrogate becomes the replacement character.
 inline std::string to_string(std::wstring_view text) {
-    auto const units = static_cast<int32_t>(text.size());
-    auto const bytes =
+    const auto units = static_cast<int32_t>(text.size());
+    const auto bytes =
         impl::platform::fromWide(impl::platform::utf8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(bytes), '\0');
     impl::platform::fromWide(impl::platform::utf8, 0, text.data(), units, result.data(), bytes, nullptr, nullptr);
     return result;
 }
 
-// UTF-16 from UTF-8. An ill-formed sequence becomes the replacement character.
+/// UTF-16 from UTF-8. An ill-formed sequence becomes the replacement character.
 inline hstring to_hstring(std::string_view text) {
-    auto const bytes = static_cast<int32_t>(text.size());
-    auto const units = impl::platform::toWide(impl::platform::utf8, 0, text.data(), bytes, nullptr, 0);
+    const auto bytes = static_cast<int32_t>(text.size());
+    const auto units = impl::platform::toWide(impl::platform::utf8, 0, text.data(), bytes, nullptr, 0);
     std::wstring result(static_cast<std::size_t>(units), L'\0');
     impl::platform::toWide(impl::platform::utf8, 0, text.data(), bytes, result.data(), units);
     return hstring{std::wstring_view(result)};

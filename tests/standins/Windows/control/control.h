@@ -1,0 +1,17 @@
+#pragma once
+
+#include <vector>
+
+#include "../desktop/script.h"
+
+/// What script tests need to steer the stand-ins and to look at what the module asks of the system. Each list is one
+/// source file.
+namespace control {
+
+std::vector<desktop::NamedFunction> standinFunctions();
+std::vector<desktop::NamedFunction> registryFunctions();
+std::vector<desktop::NamedFunction> windowFunctions();
+std::vector<desktop::NamedFunction> textFunctions();
+std::vector<desktop::NamedFunction> importFunctions();
+
+}  // namespace control
