@@ -2,6 +2,8 @@
 #include "bridge/diagnostics_component.h"
 #include "bridge/hwsupport_component.h"
 #include "bridge/node_module.h"
+#include "bridge/package_auto_updater.h"
+#include "bridge/platform/Windows/window-component.h"
 
 // The order of these objects is the order of the exports, and the runtime hears of the module where its record stands.
 
@@ -12,6 +14,8 @@ const ComponentRegistration crashEmitter("crash_emitter", &makeComponent<CrashEm
 const ComponentRegistration diagnostics("diagnostics", &makeComponent<DiagnosticsComponent>);
 const ComponentRegistration hardware("hardware", &makeComponent<HwComponentComponent>);
 const ModuleRegistration module;
+const ComponentRegistration windows("windows", &makeComponent<WindowsComponent>);
+const ComponentRegistration packageAutoUpdater("msix_auto_updater", &makeComponent<WindowsPackageAutoUpdater>);
 
 }  // namespace
 }  // namespace zeb

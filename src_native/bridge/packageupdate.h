@@ -1,0 +1,45 @@
+#pragma once
+
+#include <uv.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace zeb {
+
+/// One update of the application's package, applied by a thread of its own.
+///
+/// Threads: the script thread, except `ended`. The worker uses only what belongs to this object, and the object ends
+/// only after it: several updates may run side by side, as far as the system allows that.
+/// Failure: an address that is none, or a deployment that cannot even start, ends the process. Whoever ships such an
+/// address ships a broken update path and must see it at once. All later failures are reported.
+class PackageUpdate {
+public:
+    /// Starts the worker. `ended` is called on it as the last thing it does, also after a success.
+    /// A thread that cannot be started leaves an update that has not run.
+    PackageUpdate(std::string packageUri, std::function<void()> ended);
+    /// Waits for the worker: until the deployment has finished.
+    ~PackageUpdate();
+    PackageUpdate(const PackageUpdate&) = delete;
+    PackageUpdate& operator=(const PackageUpdate&) = delete;
+
+    bool isStarted() const noexcept { return m_started; }
+
+    /// Waits for the worker and gives its report, which script gets word by word: what went wrong. Nothing when the
+    /// update was applied.
+    std::optional<std::string> waitForReport();
+
+private:
+    static void runUpdate(void* update) noexcept;
+    void join() noexcept;
+
+    const std::string m_packageUri;
+    const std::function<void()> m_ended;
+    std::optional<std::string> m_report;  // the worker's until it is joined
+    uv_thread_t m_workerThread{};
+    bool m_started = false;
+    bool m_joined = false;
+};
+
+}  // namespace zeb
