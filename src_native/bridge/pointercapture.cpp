@@ -1,5 +1,6 @@
 #include "bridge/pointercapture.h"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
@@ -35,6 +36,18 @@ private:
 
 bool isMotion(const MotionEventData& motion) { return motion.offset.x != 0 || motion.offset.y != 0; }
 
+// A capture keeps the memory of its queue from drain to drain, but not that of a burst while script was busy.
+constexpr std::size_t kKeptRecords = 16 * 1024;
+
+template <typename... Args>
+v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,
+                                    const common::FunctorClass<0, void, common::TypeList<Args...>>* callback) {
+    // Callbacks come from script: the binding layer makes nothing else.
+    const auto* const marshaller = static_cast<const common::js::FunctionMarshaller<void, Args...>*>(callback);
+    if (marshaller == nullptr) return v8::Undefined(isolate);
+    return marshaller->function(isolate);
+}
+
 bool isTransition(const ButtonsEventData& buttons) {
     return buttons.left != 0 || buttons.middle != 0 || buttons.right != 0;
 }
@@ -67,11 +80,17 @@ void PointerCaptureImpl::close() noexcept {
 void PointerCaptureImpl::setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) {
     const LockGuard guard(m_lock);
     m_buttonsCallback = std::move(callback);
+    callbackReplaced();
 }
 
 void PointerCaptureImpl::setMotionEventCallback(std::unique_ptr<MotionCallback> callback) {
     const LockGuard guard(m_lock);
     m_motionCallback = std::move(callback);
+    callbackReplaced();
+}
+
+void PointerCaptureImpl::callbackReplaced() noexcept {
+    if (m_delivery != nullptr) m_delivery->interrupt();
 }
 
 void PointerCaptureImpl::startCapturing() {
@@ -98,7 +117,8 @@ void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
 }
 
 void PointerCaptureImpl::drain() {
-    std::vector<RawInputDriver::PointerData> records;
+    std::vector<RawInputDriver::PointerData> records = std::move(m_drained);
+    records.clear();
     {
         const LockGuard guard(m_lock);
         records.swap(m_pending);
@@ -106,7 +126,36 @@ void PointerCaptureImpl::drain() {
     Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
     if (records.empty() || environment == nullptr) return;
     const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a collection
-    const common::js::DrainScope scope(*environment);
+    {
+        const common::js::DrainScope scope(*environment);
+        const PointerDelivery::Use use(*environment);
+        if (use.get() != nullptr) {
+            deliver(records, *use.get());
+        } else {
+            deliverOneByOne(records);
+        }
+    }
+    if (records.capacity() <= kKeptRecords) m_drained = std::move(records);
+}
+
+void PointerCaptureImpl::deliver(std::span<const RawInputDriver::PointerData> records, PointerDelivery& delivery) {
+    v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+    m_delivery = &delivery;
+    while (!records.empty()) {
+        const auto chunk = records.first(std::min(records.size(), PointerDelivery::kCapacity));
+        records = records.subspan(chunk.size());
+        for (std::size_t step = 0; step < chunk.size() * 2;) {
+            const v8::HandleScope scope(isolate);
+            // Read anew after every interruption: that is when one of them has been replaced.
+            step = delivery.deliver(chunk, step,
+                                    {scriptFunction(isolate, m_motionCallback.get()),
+                                     scriptFunction(isolate, m_buttonsCallback.get())});
+        }
+    }
+    m_delivery = nullptr;
+}
+
+void PointerCaptureImpl::deliverOneByOne(std::span<const RawInputDriver::PointerData> records) {
     for (const RawInputDriver::PointerData& record : records) {
         if (m_motionCallback && isMotion(record.motion)) (*m_motionCallback)(record.motion);
         if (m_buttonsCallback && isTransition(record.buttons)) (*m_buttonsCallback)(record.buttons);

@@ -3,8 +3,10 @@
 #include <uv.h>
 
 #include <memory>
+#include <span>
 #include <vector>
 
+#include "bridge/pointer_delivery.h"
 #include "bridge/rawinputdriver.h"
 #include "common/com/comptr.h"
 #include "common/utils/lock.h"
@@ -56,6 +58,9 @@ private:
     void onEnvironmentEnd() noexcept override;
     void enqueue(const RawInputDriver::PointerData& record);
     void drain();
+    void deliver(std::span<const RawInputDriver::PointerData> records, PointerDelivery& delivery);
+    void deliverOneByOne(std::span<const RawInputDriver::PointerData> records);
+    void callbackReplaced() noexcept;
     void close() noexcept;
 
     common::ComPtr<RawInputDriver> m_driver;
@@ -64,6 +69,8 @@ private:
     std::unique_ptr<MotionCallback> m_motionCallback;
     common::Lock m_lock;
     std::vector<RawInputDriver::PointerData> m_pending ZEB_GUARDED_BY(m_lock);
+    std::vector<RawInputDriver::PointerData> m_drained;  // the memory that m_pending gets back at the next drain
+    PointerDelivery* m_delivery = nullptr;               // while it delivers for this object
 };
 
 }  // namespace zeb

@@ -53,6 +53,9 @@ public:
 
     void operator()(Args... args) override { invoke(std::move(args)...); }
 
+    /// The script value, for whoever calls it in another way.
+    v8::Local<v8::Value> function(v8::Isolate* isolate) const { return m_funcRef.Get(isolate); }
+
     /// An assertion failure when the marshaller was made from an empty handle.
     void invoke(Args... args) {
         v8::Isolate* const isolate = v8::Isolate::GetCurrent();
