@@ -22,7 +22,7 @@ public:
         m_window = m_made.get_future().get();
     }
     ~TestWindow() {
-        PostMessageW(m_window, WM_CLOSE, 0, 0);
+        if (m_window != nullptr) PostMessageW(m_window, WM_CLOSE, 0, 0);
         m_thread.join();
     }
     TestWindow(const TestWindow&) = delete;
@@ -42,9 +42,11 @@ private:
         type.hInstance = GetModuleHandleW(nullptr);
         type.lpszClassName = L"zeb-test-placed-window";
         RegisterClassW(&type);
-        m_made.set_value(CreateWindowExW(0, type.lpszClassName, L"Placed window",
-                                         WS_OVERLAPPEDWINDOW | (visible ? WS_VISIBLE : 0), 100, 100, 400, 300, nullptr,
-                                         nullptr, type.hInstance, nullptr));
+        const HWND window =
+            CreateWindowExW(0, type.lpszClassName, L"Placed window", WS_OVERLAPPEDWINDOW | (visible ? WS_VISIBLE : 0),
+                            100, 100, 400, 300, nullptr, nullptr, type.hInstance, nullptr);
+        m_made.set_value(window);
+        if (window == nullptr) return;
         MSG message;
         while (GetMessageW(&message, nullptr, 0, 0) > 0) DispatchMessageW(&message);
     }
@@ -74,6 +76,7 @@ napi_value rectangleOf(napi_env env, const RECT& rectangle) {
 napi_value openPlacedWindow(const Arguments& arguments) {
     auto window = std::make_unique<TestWindow>(arguments.flag(0));
     const HWND handle = window->handle();
+    if (handle == nullptr) throw std::runtime_error("no window could be made: is this a desktop session?");
     g_windows[handle] = std::move(window);
     return desktop::toScript(arguments.env(), reinterpret_cast<std::uintptr_t>(handle));
 }
