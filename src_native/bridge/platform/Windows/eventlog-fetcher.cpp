@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string_view>
 #include <utility>
 
@@ -104,9 +105,8 @@ std::uint32_t EventLogFetcher::checkQueryStatus(eventlog::Handle results) {
     }
     if (names.property() == nullptr || statuses.property() == nullptr) return 0;
     const auto* const codes = static_cast<const std::uint32_t*>(statuses.property()->values);
-    std::uint32_t sum = 0;
-    for (std::uint32_t channel = 0; channel < names.property()->count; ++channel) sum += codes[channel];
-    return sum;
+    const std::uint32_t channels = codes == nullptr ? 0 : names.property()->count;
+    return std::accumulate(codes, codes + channels, std::uint32_t{0});
 }
 
 std::uint32_t EventLogFetcher::getQueryProperty(eventlog::Handle results, eventlog::QueryProperty property,

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "bridge/eventlogsource.h"
+
+/// An event log service for unit tests: answers the calls of bridge/eventlogsource.h from what a test has put into it,
+/// fails as told, and writes down what it is asked.
+namespace standins {
+
+enum class EventLogCall { openQuery, getQueryProperty, takeRecords, renderXml, close, allocate };
+
+/// What the service does at the `at`-th call (from 1) of a kind instead of succeeding.
+struct EventLogFault {
+    EventLogCall call;
+    int at;
+    std::uint32_t code;     ///< the last error afterwards
+    bool succeeds = false;  ///< what the call says
+    bool works = false;     ///< whether it does its work all the same
+};
+
+struct EventLog {
+    // What it contains.
+    std::vector<std::uint32_t> channelStatuses{0};
+    std::vector<std::wstring> records;  ///< oldest first
+    // How it behaves.
+    std::vector<std::uint32_t> batches;                ///< records that each `takeRecords` gives at most, 0 included
+    std::map<std::size_t, std::uint32_t> renderSizes;  ///< reported for a record instead of the true size, in bytes
+    std::vector<EventLogFault> faults;
+    bool propertiesNeedNoBuffer = false;
+    // What it has seen.
+    std::wstring query;
+    std::vector<std::uint32_t> capacities;
+    std::map<EventLogCall, int> calls;
+    std::set<zeb::eventlog::Handle> open;
+    int badCloses = 0;
+    std::uint32_t lastError = 0;
+
+    /// Whether everything that was opened was closed, once.
+    bool isClosed() const { return open.empty() && badCloses == 0; }
+};
+
+/// The service of the running test; assign an empty one to start over.
+EventLog& eventLog();
+
+}  // namespace standins
