@@ -3,9 +3,8 @@
 // Runs in any Node.js that loads the modules; `./zeb bench` runs it natively and in the Windows Node.js.
 const fs = require('fs');
 const path = require('path');
-const { pathToFileURL } = require('url');
 
-const [, , modulesFolder, resultFile, mitataFolder] = process.argv;
+const [, , modulesFolder, resultFile] = process.argv;
 const loadStart = process.hrtime.bigint();
 const bench = require(path.join(modulesFolder, 'bench_module.node'));
 const loadTime = Number(process.hrtime.bigint() - loadStart);
@@ -18,26 +17,35 @@ const median = (values) => [...values].sort((a, b) => a - b)[values.length >> 1]
 
 // ---- one call -----------------------------------------------------------------------------------------------------
 
-async function calls() {
-  const { measure } = await import(pathToFileURL(path.join(mitataFolder, 'src/lib.mjs')).href).catch(
-    () => import(pathToFileURL(path.join(mitataFolder, 'src/main.mjs')).href));
+// Plain loops, nothing subtracted: what a script pays for a call, its loop included.
+function calls() {
   const { methods, raw, hardware } = bench;
+  const count = 1000000;
   const subjects = {
-    'raw, empty': () => raw.empty(),
-    'raw, (int) to boolean': () => raw.isOdd(7),
-    'zebbridge, empty': () => methods.empty(),
-    'zebbridge, (int) to boolean': () => methods.isOdd(7),
-    'zebbridge, getButtonState': () => hardware.getButtonState(0),
-    'N-API, empty': () => peers.cEmpty(),
-    'N-API, (int) to boolean': () => peers.cIsOdd(7),
-    'node-addon-api, empty': () => peers.wrapperEmpty(),
-    'node-addon-api, (int) to boolean': () => peers.wrapperIsOdd(7),
+    'raw, empty': () => { for (let n = 0; n < count; n++) raw.empty(); },
+    'raw, (int) to boolean': () => { for (let n = 0; n < count; n++) raw.isOdd(n); },
+    'zebbridge, empty': () => { for (let n = 0; n < count; n++) methods.empty(); },
+    'zebbridge, (int) to boolean': () => { for (let n = 0; n < count; n++) methods.isOdd(n); },
+    'zebbridge, getButtonState': () => { for (let n = 0; n < count; n++) hardware.getButtonState(0); },
+    'N-API, empty': () => { for (let n = 0; n < count; n++) peers.cEmpty(); },
+    'N-API, (int) to boolean': () => { for (let n = 0; n < count; n++) peers.cIsOdd(n); },
+    'node-addon-api, empty': () => { for (let n = 0; n < count; n++) peers.wrapperEmpty(); },
+    'node-addon-api, (int) to boolean': () => { for (let n = 0; n < count; n++) peers.wrapperIsOdd(n); },
   };
-  const figures = Object.fromEntries(Object.keys(subjects).map((name) => [name, []]));
-  for (let round = 0; round < 3; round++) {
-    for (const [name, subject] of Object.entries(subjects)) figures[name].push((await measure(subject)).p50);
+  const rounds = 21;
+  const figures = {};
+  for (let round = 0; round < rounds + 2; round++) {
+    for (const [name, loop] of Object.entries(subjects)) {
+      const begin = process.hrtime.bigint();
+      loop();
+      const time = Number(process.hrtime.bigint() - begin) / count;
+      if (round >= 2) (figures[name] ??= []).push(time);  // the first two warm up
+    }
   }
-  return Object.fromEntries(Object.entries(figures).map(([name, all]) => [name, median(all)]));
+  // Ratios are taken within a round, whose parts ran side by side, and only then is their median.
+  const floor = figures['raw, empty'];
+  return Object.fromEntries(Object.entries(figures).map(([name, times]) => [
+    name, { ns: median(times), ratio: median(times.map((time, round) => time / floor[round])) }]));
 }
 
 // ---- one stream: `total` records in batches, each batch asked for when the one before has arrived -------------------
@@ -147,7 +155,7 @@ function memoryPerCapture() {
     platform: process.platform,
     records: RECORDS,
     loadTime,
-    calls: await calls(),
+    calls: calls(),
     events: await events(),
     latency: await latency(),
     memoryPerCapture: memoryPerCapture(),

@@ -9,8 +9,8 @@
 #include "bridge/hwsupport_component.h"
 #include "bridge/node_module.h"
 #include "common/v8binding/v8binding.h"
+#include "native/feed_driver.h"
 #include "native/obvious_stream.h"
-#include "standins/synthetic_input.h"
 
 namespace zeb::bench {
 namespace {
@@ -43,7 +43,7 @@ void rawIsOdd(const v8::FunctionCallbackInfo<v8::Value>& info) {
 }
 
 void burst(const v8::FunctionCallbackInfo<v8::Value>& info) {
-    standins::SyntheticInput::shared().burst(info[0].As<v8::Uint32>()->Value(), 0, 0);
+    driverFeed().ask(info[0].As<v8::Uint32>()->Value());
 }
 
 /// The engine's own functions, on the same exports as the components.

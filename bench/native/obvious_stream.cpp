@@ -2,11 +2,12 @@
 
 #include <uv.h>
 
-#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <thread>
 #include <vector>
+
+#include "native/feed.h"
 
 namespace zeb::bench {
 
@@ -20,10 +21,8 @@ struct Stream {
     uv_async_t wake;
     v8::Global<v8::Function> callback;
     std::mutex mutex;
-    std::condition_variable asked;
     std::vector<Record> pending;
-    std::uint32_t wanted = 0;
-    bool stopped = false;
+    Feed feed;
     std::thread producer;
 };
 
@@ -64,20 +63,13 @@ void drain(uv_async_t* handle) {
 }
 
 void produce(Stream* stream) {
-    std::unique_lock lock(stream->mutex);
-    for (;;) {
-        stream->asked.wait(lock, [&] { return stream->stopped || stream->wanted != 0; });
-        if (stream->stopped) return;
-        const std::uint32_t count = stream->wanted;
-        stream->wanted = 0;
-        lock.unlock();
+    while (const std::uint32_t count = stream->feed.wait()) {
         for (std::uint32_t n = 0; n < count; ++n) {
             const std::lock_guard guard(stream->mutex);
             const auto value = static_cast<std::int32_t>(n);
             stream->pending.push_back({1, -1, value, value + 1});
             uv_async_send(&stream->wake);
         }
-        lock.lock();
     }
 }
 
@@ -93,19 +85,11 @@ void ObviousStream::start(const v8::FunctionCallbackInfo<v8::Value>& info) {
 }
 
 void ObviousStream::push(const v8::FunctionCallbackInfo<v8::Value>& info) {
-    {
-        const std::lock_guard guard(g_stream->mutex);
-        g_stream->wanted = info[0].As<v8::Uint32>()->Value();
-    }
-    g_stream->asked.notify_one();
+    g_stream->feed.ask(info[0].As<v8::Uint32>()->Value());
 }
 
 void ObviousStream::stop(const v8::FunctionCallbackInfo<v8::Value>&) {
-    {
-        const std::lock_guard guard(g_stream->mutex);
-        g_stream->stopped = true;
-    }
-    g_stream->asked.notify_one();
+    g_stream->feed.stop();
     g_stream->producer.join();
     uv_close(reinterpret_cast<uv_handle_t*>(&g_stream->wake), [](uv_handle_t* handle) {
         delete static_cast<Stream*>(handle->data);

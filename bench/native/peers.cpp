@@ -2,10 +2,10 @@
 #include <napi.h>
 #include <node_api.h>
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
+
+#include "native/feed.h"
 
 namespace {
 
@@ -38,10 +38,7 @@ struct Record {
 
 struct Stream {
     napi_threadsafe_function function = nullptr;
-    std::mutex mutex;
-    std::condition_variable asked;
-    std::uint32_t wanted = 0;
-    bool stopped = false;
+    zeb::bench::Feed feed;
     std::thread producer;
 };
 
@@ -73,18 +70,11 @@ void deliver(napi_env env, napi_value callback, void*, void* data) {
 }
 
 void produce(Stream* stream) {
-    std::unique_lock lock(stream->mutex);
-    for (;;) {
-        stream->asked.wait(lock, [&] { return stream->stopped || stream->wanted != 0; });
-        if (stream->stopped) return;
-        const std::uint32_t count = stream->wanted;
-        stream->wanted = 0;
-        lock.unlock();
+    while (const std::uint32_t count = stream->feed.wait()) {
         for (std::uint32_t n = 0; n < count; ++n) {
             const auto value = static_cast<std::int32_t>(n);
             napi_call_threadsafe_function(stream->function, new Record{1, -1, value, value + 1}, napi_tsfn_nonblocking);
         }
-        lock.lock();
     }
 }
 
@@ -105,20 +95,14 @@ napi_value push(napi_env env, napi_callback_info info) {
     std::size_t count = 1;
     napi_value argument = nullptr;
     napi_get_cb_info(env, info, &count, &argument, nullptr, nullptr);
-    {
-        const std::lock_guard guard(g_stream->mutex);
-        napi_get_value_uint32(env, argument, &g_stream->wanted);
-    }
-    g_stream->asked.notify_one();
+    std::uint32_t wanted = 0;
+    napi_get_value_uint32(env, argument, &wanted);
+    g_stream->feed.ask(wanted);
     return nullptr;
 }
 
 napi_value stop(napi_env, napi_callback_info) {
-    {
-        const std::lock_guard guard(g_stream->mutex);
-        g_stream->stopped = true;
-    }
-    g_stream->asked.notify_one();
+    g_stream->feed.stop();
     g_stream->producer.join();
     napi_release_threadsafe_function(g_stream->function, napi_tsfn_release);
     delete g_stream;
