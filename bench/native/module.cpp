@@ -42,9 +42,7 @@ void rawIsOdd(const v8::FunctionCallbackInfo<v8::Value>& info) {
     info.GetReturnValue().Set((info[0].As<v8::Int32>()->Value() & 1) != 0);
 }
 
-void burst(const v8::FunctionCallbackInfo<v8::Value>& info) {
-    driverFeed().ask(info[0].As<v8::Uint32>()->Value());
-}
+void burst(const v8::FunctionCallbackInfo<v8::Value>& info) { driverFeed().ask(info[0].As<v8::Uint32>()->Value()); }
 
 /// The engine's own functions, on the same exports as the components.
 class Baselines : public Component {

@@ -57,8 +57,7 @@ void drain(uv_async_t* handle) {
             .Check();
         const v8::TryCatch ignored(isolate);
         v8::Local<v8::Value> argument = object;
-        static_cast<void>(
-            stream->callback.Get(isolate)->Call(context, v8::Undefined(isolate), 1, &argument));
+        static_cast<void>(stream->callback.Get(isolate)->Call(context, v8::Undefined(isolate), 1, &argument));
     }
 }
 
@@ -91,9 +90,8 @@ void ObviousStream::push(const v8::FunctionCallbackInfo<v8::Value>& info) {
 void ObviousStream::stop(const v8::FunctionCallbackInfo<v8::Value>&) {
     g_stream->feed.stop();
     g_stream->producer.join();
-    uv_close(reinterpret_cast<uv_handle_t*>(&g_stream->wake), [](uv_handle_t* handle) {
-        delete static_cast<Stream*>(handle->data);
-    });
+    uv_close(reinterpret_cast<uv_handle_t*>(&g_stream->wake),
+             [](uv_handle_t* handle) { delete static_cast<Stream*>(handle->data); });
     g_stream = nullptr;
 }
 

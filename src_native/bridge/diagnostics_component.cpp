@@ -3,9 +3,9 @@
 #include <array>
 #include <utility>
 
+#include "common/utils/failure_services.h"
 #include "common/utils/format.h"
 #include "common/utils/log.h"
-#include "common/utils/failure_services.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
 
@@ -64,9 +64,9 @@ DiagnosticsComponent::DiagnosticsComponent(v8::Isolate* isolate, v8::Local<v8::O
 DiagnosticsComponent::~DiagnosticsComponent() { Log::setHandler(nullptr); }
 
 void DiagnosticsComponent::setLogHandler(std::unique_ptr<LogCallback> callback) {
-    Log::setHandler(common::makeFunctor<Log::Handler>(
-        [script = ScriptLogCallback(v8::Isolate::GetCurrent(), std::move(callback))](
-            Log::Level level, const LogContext&, const char* message) noexcept {
+    Log::setHandler(
+        common::makeFunctor<Log::Handler>([script = ScriptLogCallback(v8::Isolate::GetCurrent(), std::move(callback))](
+                                              Log::Level level, const LogContext&, const char* message) noexcept {
             writeToDebugger(message);
             if (common::js::insideWeakCallback()) return;
             script(level, message);

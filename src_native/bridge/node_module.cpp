@@ -70,10 +70,13 @@ private:
     Environment& m_environment;
 };
 
-void addComponent(const RegistryEntry& entry, Environment& environment, v8::Local<v8::Context> context,
+// False when the engine makes no objects any more, for the thread is being terminated or its stack is used up. The
+// exception that says so is pending.
+bool addComponent(const RegistryEntry& entry, Environment& environment, v8::Local<v8::Context> context,
                   v8::Local<v8::ObjectTemplate> objectTemplate, v8::Local<v8::Object> exports) {
     v8::Isolate* const isolate = environment.isolate();
-    const v8::Local<v8::Object> object = objectTemplate->NewInstance(context).ToLocalChecked();
+    v8::Local<v8::Object> object;
+    if (!objectTemplate->NewInstance(context).ToLocal(&object)) return false;
     ComPtr<Component> component = entry.factory(isolate, object);
     environment.link(object, static_cast<IRefCounted*>(component->query(typeid(IRefCounted))), false);
     static_cast<void>(exports->Set(context, makeStr(isolate, std::string_view(entry.name)), object));
@@ -81,6 +84,7 @@ void addComponent(const RegistryEntry& entry, Environment& environment, v8::Loca
     LiveComponents& all = liveComponents();
     const LockGuard guard(all.lock);
     all.list.push_back({std::move(component), &environment});
+    return true;
 }
 
 void shutdown(const v8::FunctionCallbackInfo<v8::Value>& info) {
@@ -127,13 +131,13 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
     objectTemplate->SetInternalFieldCount(1);
     for (const RegistryEntry& entry : componentRegistry()) {
-        addComponent(entry, *environment, context, objectTemplate, exports);
+        if (!addComponent(entry, *environment, context, objectTemplate, exports)) return;
     }
 
     const v8::HandleScope shutdownScope(isolate);
     const v8::Local<v8::Context> current = isolate->GetCurrentContext();
-    const v8::Local<v8::Function> function =
-        v8::FunctionTemplate::New(isolate, &shutdown)->GetFunction(current).ToLocalChecked();
+    v8::Local<v8::Function> function;
+    if (!v8::FunctionTemplate::New(isolate, &shutdown)->GetFunction(current).ToLocal(&function)) return;
     const v8::Local<v8::String> name = makeStr(isolate, std::string_view("shutdown"));
     function->SetName(name);
     static_cast<void>(exports->Set(current, name, function));

@@ -43,14 +43,16 @@ constexpr std::string_view kSource = R"(
 })
 )";
 
-v8::Local<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context> context) {
+// Empty when the thread is being terminated.
+v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context> context) {
     const v8::ScriptOrigin origin(common::js::makeStr(isolate, std::string_view("zebbridge:pointer_delivery")));
     v8::ScriptCompiler::Source source(common::js::makeStr(isolate, kSource), origin);
-    return v8::ScriptCompiler::Compile(context, &source)
-        .ToLocalChecked()
-        ->Run(context)
-        .ToLocalChecked()
-        .As<v8::Function>();
+    v8::Local<v8::Script> script;
+    v8::Local<v8::Value> function;
+    if (!v8::ScriptCompiler::Compile(context, &source).ToLocal(&script) || !script->Run(context).ToLocal(&function)) {
+        return {};
+    }
+    return function.As<v8::Function>();
 }
 
 }  // namespace
@@ -69,8 +71,6 @@ PointerDelivery::Use::~Use() {
 }
 
 PointerDelivery::PointerDelivery(common::js::Environment& environment) : m_isolate(environment.isolate()) {
-    const v8::Local<v8::Context> context = environment.context();
-    m_deliver.Reset(m_isolate, compile(m_isolate, context));
     constexpr std::size_t length = 1 + kCapacity * kFields;
     const v8::Local<v8::ArrayBuffer> buffer = v8::ArrayBuffer::New(m_isolate, length * sizeof(std::int32_t));
     m_memory = static_cast<std::int32_t*>(buffer->Data());
@@ -83,6 +83,11 @@ std::size_t PointerDelivery::deliver(std::span<const Record> records, std::size_
     const v8::HandleScope scope(m_isolate);
     const v8::TryCatch ended(m_isolate);
     const v8::Local<v8::Context> context = m_isolate->GetCurrentContext();
+    v8::Local<v8::Function> function = m_deliver.Get(m_isolate);
+    if (function.IsEmpty()) {
+        if (!compile(m_isolate, context).ToLocal(&function)) return records.size() * 2;
+        m_deliver.Reset(m_isolate, function);
+    }
     std::array<v8::Local<v8::Value>, 5> arguments{
         m_records.Get(m_isolate),
         v8::Integer::NewFromUnsigned(m_isolate, static_cast<std::uint32_t>(step)),
@@ -91,8 +96,7 @@ std::size_t PointerDelivery::deliver(std::span<const Record> records, std::size_
         callbacks.buttons,
     };
     v8::Local<v8::Value> reached;
-    if (!m_deliver.Get(m_isolate)
-             ->Call(context, v8::Undefined(m_isolate), static_cast<int>(arguments.size()), arguments.data())
+    if (!function->Call(context, v8::Undefined(m_isolate), static_cast<int>(arguments.size()), arguments.data())
              .ToLocal(&reached)) {
         return records.size() * 2;
     }

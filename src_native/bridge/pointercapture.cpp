@@ -147,9 +147,9 @@ void PointerCaptureImpl::deliver(std::span<const RawInputDriver::PointerData> re
         for (std::size_t step = 0; step < chunk.size() * 2;) {
             const v8::HandleScope scope(isolate);
             // Read anew after every interruption: that is when one of them has been replaced.
-            step = delivery.deliver(chunk, step,
-                                    {scriptFunction(isolate, m_motionCallback.get()),
-                                     scriptFunction(isolate, m_buttonsCallback.get())});
+            step = delivery.deliver(
+                chunk, step,
+                {scriptFunction(isolate, m_motionCallback.get()), scriptFunction(isolate, m_buttonsCallback.get())});
         }
     }
     m_delivery = nullptr;

@@ -23,8 +23,8 @@ RawInputDriverBase::~RawInputDriverBase() { RawInputDriverBase::releasePointerCa
 void RawInputDriverBase::capturePointer(std::unique_ptr<Handler> handler) {
     const LockGuard guard(m_lock);
     if (m_handler) {
-        throw common::common_internal::DefaultException(
-            {"zeb::RawInputDriverBase::capturePointer", kFile, 19}, "Pointer already captured.", 0);
+        throw common::common_internal::DefaultException({"zeb::RawInputDriverBase::capturePointer", kFile, 19},
+                                                        "Pointer already captured.", 0);
     }
     m_handler = std::move(handler);
     m_inputThread = {};

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "common/utils/format.h"
 #include "common/utils/failure_services.h"
+#include "common/utils/format.h"
 
 namespace common {
 
@@ -40,7 +40,7 @@ void raiseAssertionFailure(const SourceLocation& location, const char* module, c
     const char* const moduleText = module == nullptr ? nullptr : "unknown";
     const std::string report =
         common::format("\nASSERTION FAILURE: {0}\n\nCallee:({1}) in module:({2})\n{3}({4}):{5}\n", expression,
-               location.function, moduleText, location.file, location.line.value_or(0), message);
+                       location.function, moduleText, location.file, location.line.value_or(0), message);
     if (platform::isDebuggerAttached()) {
         platform::writeDebugOutput(report.c_str());
         platform::breakIntoDebugger();

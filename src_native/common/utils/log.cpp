@@ -14,7 +14,7 @@ struct Installed {
     explicit Installed(std::unique_ptr<Log::Handler> newHandler) : handler(std::move(newHandler)) {}
 
     std::unique_ptr<Log::Handler> handler;
-    int calls = 0;  // running calls, nested ones included
+    int calls = 0;             // running calls, nested ones included
     bool ownedByCall = false;  // the outermost call on the replacing thread destroys it
 };
 

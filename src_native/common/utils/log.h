@@ -23,8 +23,8 @@ struct LogContext {
 ///
 /// Threads: records may be written on any thread; the handler runs on the writing thread, outside every lock, and may
 /// write records or install another handler itself. Handlers are installed on a script thread.
-/// Ownership: the log owns the handler. A handler that is replaced is destroyed on the thread that replaced it: at once,
-/// or, when that thread is inside this very handler, as soon as its outermost call returns.
+/// Ownership: the log owns the handler. A handler that is replaced is destroyed on the thread that replaced it: at
+/// once, or, when that thread is inside this very handler, as soon as its outermost call returns.
 class Log {
 public:
     /// Handed to script as its plain number.

@@ -15,7 +15,8 @@ namespace {
 constexpr std::string_view kFile = "src_native/common/include/common/v8binding/v8binding";
 
 void logAt(std::uint32_t line, const std::string& message) {
-    diagnostics::Log::write(diagnostics::Log::Level::error, SourceLocation{"common::js::toValue", kFile, line}, message);
+    diagnostics::Log::write(diagnostics::Log::Level::error, SourceLocation{"common::js::toValue", kFile, line},
+                            message);
 }
 
 thread_local int t_weakCallbackDepth = 0;
@@ -69,7 +70,8 @@ void raiseUnexpectedException() {
 void disposeWrapped(IRefCounted* wrapped) {
     const ComPtr<IRefCounted> native(wrapped);
     if (auto* const disposable = static_cast<Disposable*>(native->query(typeid(Disposable)))) disposable->dispose();
-    if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(native->query(typeid(js::V8WeakReferenceHolder)))) {
+    if (auto* const holder =
+            static_cast<js::V8WeakReferenceHolder*>(native->query(typeid(js::V8WeakReferenceHolder)))) {
         holder->unbind();
     }
 }
@@ -96,9 +98,10 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
     if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(owned->query(typeid(js::V8WeakReferenceHolder)))) {
         holder->bind(isolate, object);
     } else {
-        logAt(315, common::format("({0}) does not expose js::V8WeakReferenceHolder api, so underlying native object will "
-                          "never been destroyed",
-                          type));
+        logAt(315,
+              common::format("({0}) does not expose js::V8WeakReferenceHolder api, so underlying native object will "
+                             "never been destroyed",
+                             type));
     }
     return scope.Escape(object);
 }
@@ -114,8 +117,8 @@ WeakCallbackScope::~WeakCallbackScope() { --t_weakCallbackDepth; }
 bool insideWeakCallback() noexcept { return t_weakCallbackDepth > 0; }
 
 void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper) {
-    auto* const native = static_cast<IRefCounted*>(
-        wrapper->GetInternalField(0).As<v8::Value>().As<v8::External>()->Value());
+    auto* const native =
+        static_cast<IRefCounted*>(wrapper->GetInternalField(0).As<v8::Value>().As<v8::External>()->Value());
     m_bound = false;
     m_handle.Reset(isolate, wrapper);
     m_bound = true;
@@ -140,7 +143,8 @@ void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable
     for (const MethodEntry& method : methods) {
         const v8::HandleScope scope(isolate);
         const v8::Local<v8::String> name = makeStr(isolate, std::string_view(method.name));
-        const v8::Local<v8::Function> function = method.makeTemplate(isolate)->GetFunction(context).ToLocalChecked();
+        v8::Local<v8::Function> function;
+        if (!method.makeTemplate(isolate)->GetFunction(context).ToLocal(&function)) return;  // an exception is pending
         function->SetName(name);
         static_cast<void>(object->Set(context, name, function));
     }

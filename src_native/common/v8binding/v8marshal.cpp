@@ -13,8 +13,7 @@ void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function,
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();
     // CallAsFunction also takes values that are no functions, and then throws like a call in script would.
     if (function->IsObject()) {
-        static_cast<void>(
-            function.As<v8::Object>()->CallAsFunction(context, v8::Undefined(isolate), count, arguments));
+        static_cast<void>(function.As<v8::Object>()->CallAsFunction(context, v8::Undefined(isolate), count, arguments));
     }
 }
 

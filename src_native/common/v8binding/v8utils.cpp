@@ -29,8 +29,8 @@ v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::string_view text) {
     if (text.empty()) return v8::String::Empty(isolate);
     v8::MaybeLocal<v8::String> maybeJsStr;
     if (text.size() <= kMaxCount) {
-        maybeJsStr = v8::String::NewFromUtf8(isolate, text.data(), v8::NewStringType::kNormal,
-                                             static_cast<int>(text.size()));
+        maybeJsStr =
+            v8::String::NewFromUtf8(isolate, text.data(), v8::NewStringType::kNormal, static_cast<int>(text.size()));
     }
     v8::Local<v8::String> jsStr;
     if (maybeJsStr.ToLocal(&jsStr) && !jsStr.IsEmpty()) return jsStr;

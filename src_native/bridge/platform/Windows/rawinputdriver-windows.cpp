@@ -55,7 +55,8 @@ using SinkWindow = std::unique_ptr<HWND, WindowDestroyer>;
 SinkWindow createSinkWindow() {
     static const HINSTANCE instance = registerSinkClass();
     return SinkWindow(CreateWindowExW(0, kSinkClassName, L"Input-Sink", WS_OVERLAPPEDWINDOW, CW_USEDEFAULT,
-                                      CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr, instance, nullptr));
+                                      CW_USEDEFAULT, CW_USEDEFAULT, CW_USEDEFAULT, nullptr, nullptr, instance,
+                                      nullptr));
 }
 
 /// Registers the mouse for a window and removes the registration at the end of the scope.

@@ -114,7 +114,8 @@ v8::Local<v8::Value> toScript(v8::Isolate* isolate, const Record& record) {
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();
     const v8::Local<v8::Object> object = v8::Object::New(isolate);
     RecordTraits<Record>::forEachField([&](std::string_view name, auto member) {
-        static_cast<void>(object->CreateDataProperty(context, makeStr(isolate, name), toScript(isolate, record.*member)));
+        static_cast<void>(
+            object->CreateDataProperty(context, makeStr(isolate, name), toScript(isolate, record.*member)));
     });
     return object;
 }
