@@ -1,0 +1,414 @@
+// "msix_auto_updater": package updates, over scripted deployments that end when and how a test says.
+'use strict';
+const { test, describe, before, beforeEach, after, afterEach } = require('node:test');
+const assert = require('node:assert');
+const path = require('node:path');
+const { zebbridge, collect } = require('./support/zebbridge');
+const { winrt, system } = require('./support/standins');
+const { runScript } = require('./support/processes');
+const { until, turn } = require('./support/until');
+
+const updater = zebbridge.msix_auto_updater;
+const uri = 'https://example.com/app.msix';
+const { success, errorText, failure, canceled, outOfMemory } = winrt.outcomes;
+const ACCESS_DENIED = -2147024891;
+const CANCELED = -2147023673;
+
+before(() => winrt.install());
+after(() => winrt.uninstall());
+
+let reports = [];
+beforeEach(() => {
+  reports = [];
+  winrt.configure();
+  updater.setErrorHandler((...values) => reports.push(values));
+});
+afterEach(async () => {
+  updater.setErrorHandler(null);
+  await settled();
+});
+
+// Every deployment has ended and let go of everything, and the loop has turned since.
+async function settled() {
+  await until('the end of all deployments', () => winrt.updates().every(({ refused, gone }) => refused || gone));
+  await turn(20);
+}
+
+// Has one update end as told and gives what the handler was told.
+async function update(outcome = success()) {
+  winrt.deploymentsEnd(outcome);
+  const count = winrt.updates().length;
+  assert.strictEqual(updater.applyUpdate(uri), undefined);
+  await until('the start', () => winrt.updates().length === count + 1);
+  await settled();
+  return reports.splice(0);
+}
+
+// Runs a script in a process of its own, with the stand-ins at hand and installed.
+const child = (script, configuration = {}, options = {}) => runScript(`
+  const { winrt, eventlog } = require(${JSON.stringify(path.join(__dirname, 'support', 'standins.js'))});
+  const updater = zebbridge.msix_auto_updater;
+  const uri = ${JSON.stringify(uri)};
+  winrt.configure(${JSON.stringify(configuration)});
+  ${script}`, options);
+
+test('has four methods, in order', () => {
+  assert.deepStrictEqual(Object.keys(updater), ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose']);
+  for (const [name, method] of Object.entries(updater)) {
+    assert.strictEqual(method.name, name);
+    assert.strictEqual(method.length, 0);
+  }
+});
+
+describe('what the platform is asked', () => {
+  test('the address, no dependencies, one option, no progress handler', async () => {
+    await update();
+    const [seen] = winrt.updates();
+    assert.strictEqual(seen.uri, uri);
+    assert.strictEqual(seen.uriIsDefaultInterface, true);
+    assert.strictEqual(seen.dependenciesAreNull, true);
+    assert.strictEqual(seen.options, 1);
+    assert.strictEqual(seen.progressHandlers, 0);
+    assert.strictEqual(seen.completedHandlers, 1);
+    assert.strictEqual(seen.resultReads, 1);
+    assert.notStrictEqual(seen.thread, system.threadId());
+    assert.ok(seen.handlerKnowsItsId && seen.handlerIsAgile && seen.handlerMarshals);
+  });
+
+  test('the address in UTF-16, to its first NUL', async () => {
+    for (const [given, seen] of [['https://example.com/\u00e9\u20ac\u{1f600}.msix', 'https://example.com/\u00e9\u20ac\u{1f600}.msix'],
+      ['file:///C:/a\0b', 'file:///C:/a'], [{ toString: () => 'ms-appx:x' }, 'ms-appx:x']]) {
+      winrt.configure();
+      updater.applyUpdate(given, 'ignored');
+      await until('the start', () => winrt.updates().length === 1);
+      assert.strictEqual(winrt.updates()[0].uri, seen);
+      await settled();
+    }
+  });
+
+  test('nothing is left behind', async () => {
+    await update();
+    const live = winrt.live();
+    for (const name of ['Uri', 'PackageManager', 'DeploymentOperation', 'DeploymentResult']) assert.ok(!(name in live), name);
+  });
+
+  test('no completed handler on a deployment that has ended at once', async () => {
+    assert.deepStrictEqual(await update({ ...errorText('at once'), end: 'atReturn' }), [['at once']]);
+    assert.strictEqual(winrt.updates()[0].completedHandlers, 0);
+  });
+
+  test('an end right after the look at the status is not missed', async () => {
+    assert.deepStrictEqual(await update({ ...errorText('in between'), end: 'afterStatus' }), [['in between']]);
+  });
+});
+
+describe('reports', () => {
+  test('success calls nothing', async () => assert.deepStrictEqual(await update(), []));
+
+  test('an error code without a text is a success', async () => {
+    assert.deepStrictEqual(await update({ status: 1, extended: -2147009293, text: '' }), []);
+    assert.deepStrictEqual(await update(errorText('', -2147009293)), []);
+  });
+
+  test('the error text comes as UTF-8, as it is', async () => {
+    for (const text of ['0x80073CF3: Package failed validation.\r\n', '\u00e9\u20ac\u{1f600}', ' ']) {
+      assert.deepStrictEqual(await update(errorText(text)), [[text]]);
+    }
+    assert.deepStrictEqual(await update(errorText('lone \ud800 surrogate')), [['lone \ufffd surrogate']]);
+  });
+
+  test('a failure comes with the text that goes with it and its signed code', async () => {
+    assert.deepStrictEqual(await update(failure(ACCESS_DENIED, 'The package is in use.\r\n')),
+      [[`winrt exception with message: The package is in use. and code: ${ACCESS_DENIED}`]]);
+  });
+
+  test('without one, with the text of the system', async () => {
+    assert.notStrictEqual(system.message(ACCESS_DENIED), '');
+    assert.deepStrictEqual(await update(failure(ACCESS_DENIED)),
+      [[`winrt exception with message: ${system.message(ACCESS_DENIED)} and code: -2147024891`]]);
+  });
+
+  test('a code without any text', async () => {
+    assert.strictEqual(system.message(-1610612736), '');
+    assert.deepStrictEqual(await update(failure(-1610612736)), [['winrt exception with message:  and code: -1610612736']]);
+  });
+
+  test('a cancelled update', async () => {
+    assert.deepStrictEqual(await update(canceled()),
+      [[`winrt exception with message: ${system.message(CANCELED)} and code: -2147023673`]]);
+    assert.strictEqual(winrt.updates()[0].resultReads, 0);
+  });
+
+  test('anything else', async () => assert.deepStrictEqual(await update(outOfMemory()), [['Unknown exception']]));
+
+  for (const member of ['Status', 'Completed', 'ErrorText', 'AsyncInfo']) {
+    test(`a deployment whose ${member} fails`, async () => {
+      const [[text], ...more] = await update({ member: { [member]: -2147467259 }, reason: { text: 'It broke.' } });
+      assert.deepStrictEqual(more, []);
+      assert.strictEqual(text, member === 'AsyncInfo'
+        ? `winrt exception with message: ${system.message(-2147467262)} and code: -2147467262`
+        : 'winrt exception with message: It broke. and code: -2147467259');
+    });
+  }
+
+  test('two updates, one after the other', async () => {
+    assert.deepStrictEqual(await update(errorText('first')), [['first']]);
+    assert.deepStrictEqual(await update(), []);
+    assert.deepStrictEqual(await update(errorText('second')), [['second']]);
+  });
+
+  test('a hundred updates', async () => {
+    winrt.deploymentsEnd(errorText('again'));
+    for (let round = 1; round <= 100; ++round) {
+      updater.applyUpdate(uri);
+      await until('the report', () => reports.length === round);
+    }
+    assert.ok(reports.every(([text]) => text === 'again'));
+  });
+});
+
+describe('the handler', () => {
+  test('is called without a receiver, in a turn of its own', async () => {
+    const seen = [];
+    updater.setErrorHandler(function handler() {
+      'use strict';
+      seen.push(this, new Error().stack.split('\n').length);
+    });
+    await update(errorText('x'));
+    assert.strictEqual(seen[0], undefined);
+    assert.ok(seen[1] <= 3, `called from ${seen[1]} frames`);
+  });
+
+  test('promises and ticks that it queues run at once', async () => {
+    const order = [];
+    updater.setErrorHandler(() => {
+      setImmediate(() => order.push('immediate'));
+      process.nextTick(() => order.push('tick'));
+      Promise.resolve().then(() => order.push('promise'));
+      order.push('handler');
+    });
+    await update(errorText('x'));
+    await until('all', () => order.length === 4);
+    assert.deepStrictEqual(order, ['handler', 'tick', 'promise', 'immediate']);
+  });
+
+  test('set late hears nothing old', async () => {
+    updater.setErrorHandler(null);
+    await update(errorText('unheard'));
+    updater.setErrorHandler((text) => reports.push([text]));
+    await turn(20);
+    assert.deepStrictEqual(reports, []);
+    assert.deepStrictEqual(await update(errorText('heard')), [['heard']]);
+  });
+
+  test('set while the update runs hears its report', async () => {
+    const heard = [];
+    winrt.deploymentsEnd({ ...errorText('late'), end: 'held' });
+    updater.applyUpdate(uri);
+    await until('the start', () => winrt.updates().length === 1);
+    updater.setErrorHandler((text) => heard.push(text));
+    winrt.release();
+    await until('the report', () => heard.length === 1);
+    assert.deepStrictEqual(reports, []);
+  });
+
+  test('is dropped by dispose, for good; the update goes on', async () => {
+    winrt.deploymentsEnd({ ...errorText('unheard'), end: 'held' });
+    updater.applyUpdate(uri);
+    await until('the start', () => winrt.updates().length === 1);
+    assert.strictEqual(updater.dispose(), undefined);
+    assert.strictEqual(updater.dispose('again'), undefined);
+    winrt.release();
+    await settled();
+    assert.deepStrictEqual(reports, []);
+  });
+
+  test('is let go of when it is replaced', async () => {
+    const gone = [];
+    const registry = new FinalizationRegistry((name) => gone.push(name));
+    const set = (name) => {
+      const handler = () => {};
+      registry.register(handler, name);
+      updater.setErrorHandler(handler);
+    };
+    set('replaced');
+    set('disposed');
+    await until('the first', () => (collect(), gone.includes('replaced')));
+    assert.ok(!gone.includes('disposed'));
+    updater.dispose();
+    await until('the second', () => (collect(), gone.includes('disposed')));
+  });
+
+  test('may throw, replace itself, drop itself and start the next update', async () => {
+    const heard = [];
+    updater.setErrorHandler((text) => {
+      heard.push(text);
+      winrt.deploymentsEnd(errorText('second'));
+      updater.setErrorHandler((next) => {
+        heard.push(next);
+        updater.dispose();
+        throw new Error('swallowed');
+      });
+      collect();
+      updater.applyUpdate(uri);
+      throw new Error('swallowed');
+    });
+    winrt.deploymentsEnd(errorText('first'));
+    updater.applyUpdate(uri);
+    await until('both', () => heard.length === 2);
+    assert.deepStrictEqual(heard, ['first', 'second']);
+  });
+
+  test('that is no function hears nothing and breaks nothing', async () => {
+    for (const value of [42, 'text', {}, Symbol('s')]) {
+      assert.strictEqual(updater.setErrorHandler(value), undefined);
+      await update(errorText('x'));
+    }
+    updater.setErrorHandler((text) => reports.push([text]));
+    assert.deepStrictEqual(await update(errorText('still works')), [['still works']]);
+  });
+
+  test('null and undefined clear it', async () => {
+    for (const value of [null, undefined]) {
+      updater.setErrorHandler((text) => reports.push([text]));
+      updater.setErrorHandler(value);
+      assert.deepStrictEqual(await update(errorText('unheard')), []);
+    }
+  });
+
+  test('is wanted as an argument, as the address is', () => {
+    const tooFew = { name: 'Error', message: 'Expected (1) arguments, but only (0)' };
+    assert.throws(() => updater.setErrorHandler(), tooFew);
+    assert.throws(() => updater.applyUpdate(), tooFew);
+    assert.deepStrictEqual(winrt.updates(), []);
+  });
+});
+
+describe('while an update runs', () => {
+  test('script goes on', async () => {
+    winrt.deploymentsEnd({ ...success(), end: 'held' });
+    const began = process.hrtime.bigint();
+    updater.applyUpdate(uri);
+    const took = Number(process.hrtime.bigint() - began) / 1e6;
+    assert.ok(took < 1000, `applyUpdate took ${took} ms`);
+    await until('the start', () => winrt.updates().length === 1);
+    let ticks = 0;
+    const timer = setInterval(() => ++ticks, 1);
+    await until('the timer', () => ticks >= 20);
+    clearInterval(timer);
+    assert.strictEqual(winrt.updates()[0].ended, false);
+    winrt.release();
+  });
+
+  test('another one may be started: each reports for itself', async () => {
+    winrt.deploymentsEnd({ ...errorText('first'), end: 'held' });
+    updater.applyUpdate(`${uri}?1`);
+    await until('the first', () => winrt.updates().length === 1);
+    winrt.deploymentsEnd({ ...errorText('second'), end: 'held' });
+    updater.applyUpdate(`${uri}?2`);
+    await until('the second', () => winrt.updates().length === 2);
+    assert.deepStrictEqual(winrt.updates().map((seen) => seen.uri), [`${uri}?1`, `${uri}?2`]);
+    collect();
+    winrt.release(1);
+    await until('the report', () => reports.length === 1);
+    winrt.release(0);
+    await until('the other report', () => reports.length === 2);
+    assert.deepStrictEqual(reports, [['second'], ['first']]);
+  });
+
+  test('many at once', async () => {
+    winrt.deploymentsEnd({ ...errorText('each'), end: 'held' });
+    for (let index = 0; index < 16; ++index) updater.applyUpdate(uri);
+    await until('the starts', () => winrt.updates().length === 16);
+    for (let index = 0; index < 16; ++index) winrt.release(index);
+    await until('the reports', () => reports.length === 16);
+  });
+});
+
+describe('the process', () => {
+  const ends = (name, script, status, configuration, check = () => {}) => test(name, async () => {
+    const ended = await child(script, configuration);
+    assert.strictEqual(ended.status, status, `${ended.stdout}\n${ended.stderr}`);
+    check(ended);
+  });
+  const printed = (text) => ({ stdout }) => assert.strictEqual(stdout, text);
+
+  ends('exits by itself after a success, without calling script',
+    'updater.setErrorHandler(console.log); updater.applyUpdate(uri);', 0, {},
+    printed(''));
+  ends('exits by itself after a failure', `
+    process.exitCode = 7;
+    updater.setErrorHandler((text) => console.log(text));
+    updater.applyUpdate(uri);`, 7, { deployment: errorText('failed') }, printed('failed\n'));
+  ends('is kept alive by a running update', `
+    setTimeout(() => { console.log('releasing'); winrt.release(); }, 200).unref();
+    updater.setErrorHandler((text) => console.log(text));
+    updater.applyUpdate(uri);`, 0, { deployment: { ...errorText('failed'), end: 'held' } }, printed('releasing\nfailed\n'));
+  ends('exits when nothing was updated', 'updater.setErrorHandler(() => {});', 0);
+
+  // Without the engine nobody hears a report, but the worker must have ended before the module's memory goes.
+  for (const [how, output] of [['process.exit(5);', ''], ['process.exitCode = 5; zebbridge.shutdown();', 'true\n']]) {
+    ends(`waits for a running update: ${how}`, `
+      const { Worker } = require('node:worker_threads');
+      updater.setErrorHandler(() => console.log('must not be heard'));
+      updater.applyUpdate(uri);
+      until('the start', () => winrt.updates().length === 1).then(() => {
+        const control = ${JSON.stringify(path.join(__dirname, 'support', 'standins.js'))};
+        const shared = new Int32Array(new SharedArrayBuffer(4));
+        new Worker(\`
+          const { winrt } = require(\${JSON.stringify(control)});
+          const { workerData } = require('node:worker_threads');
+          Atomics.store(workerData, 0, 1);
+          Atomics.notify(workerData, 0);
+          Atomics.wait(new Int32Array(new SharedArrayBuffer(4)), 0, 0, 300);
+          winrt.release();\`, { eval: true, workerData: shared });
+        Atomics.wait(shared, 0, 0, 20000);
+        ${how}
+        console.log(winrt.updates()[0].ended);
+      });`, 5, { deployment: { ...errorText('unheard'), end: 'held' } },
+    printed(output));
+  }
+
+  ends('survives shutdown from inside the handler', `
+    updater.setErrorHandler((text) => {
+      console.log(text);
+      zebbridge.shutdown();
+      try { updater.applyUpdate(uri); } catch (error) { console.log(error.name); }
+    });
+    updater.applyUpdate(uri);`, 0, { deployment: errorText('failed') }, printed('failed\nTypeError\n'));
+  ends('survives process.exit from inside the handler', `
+    updater.setErrorHandler(() => process.exit(9));
+    updater.applyUpdate(uri);`, 9, { deployment: errorText('failed') });
+  ends('survives the end of a worker with a running update', `
+    const { Worker } = require('node:worker_threads');
+    const worker = new Worker(\`
+      const zebbridge = require(\${JSON.stringify(file)});
+      zebbridge.msix_auto_updater.setErrorHandler(() => {});
+      zebbridge.msix_auto_updater.applyUpdate('\${uri}');\`, { eval: true });
+    until('the start', () => winrt.updates().length === 1).then(async () => {
+      const ended = worker.terminate();
+      winrt.release();
+      await ended;
+      console.log(winrt.updates()[0].gone);
+    });`, 0, { deployment: { ...errorText('unheard'), end: 'held' } }, printed('true\n'));
+
+  // Whoever ships such an update path must see it: nothing of this reaches the handler. The exception leaves the worker
+  // and meets the host's runtime library, which ends the process by a fast fail.
+  const FAST_FAIL = 0xc0000409;
+  const broken = {
+    'an address that is none': ['not an address', {}],
+    'a relative address': ['app.msix', {}],
+    'the empty address': ['', {}],
+    'no Uri class': [uri, { activation: { Uri: { code: -2147221164 } } }],
+    'no package manager class': [uri, { activation: { PackageManager: { code: -2147221164 } } }],
+    'a package manager that cannot be made': [uri, { instance: { PackageManager: { code: -2147467259 } } }],
+    'a deployment that is refused': [uri, { refuse: { code: ACCESS_DENIED, reason: 'Denied.' } }],
+    'no memory for the deployment': [uri, { refuse: { code: -2147024882 } }],
+  };
+  for (const [name, [address, configuration]] of Object.entries(broken)) {
+    ends(`ends at ${name}`, `
+      updater.setErrorHandler(() => console.log('heard'));
+      updater.applyUpdate(${JSON.stringify(address)});
+      setTimeout(() => console.log('lives'), 20000);`, FAST_FAIL, configuration, printed(''));
+  }
+});
