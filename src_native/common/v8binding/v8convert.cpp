@@ -35,7 +35,8 @@ v8::Local<v8::Value> toScript(v8::Isolate* isolate, const std::vector<std::wstri
         const v8::HandleScope scope(isolate);
         // wchar_t is wider than a UTF-16 unit on some platforms.
         const std::u16string units(list[index].begin(), list[index].end());
-        static_cast<void>(array->Set(context, static_cast<std::uint32_t>(index), makeStr(isolate, units)));
+        static_cast<void>(
+            array->CreateDataProperty(context, static_cast<std::uint32_t>(index), makeStr(isolate, units)));
     }
     return array;
 }

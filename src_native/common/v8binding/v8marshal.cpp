@@ -1,5 +1,7 @@
 #include "common/v8binding/v8marshal.h"
 
+#include <string_view>
+
 #include "common/utils/failure.h"
 #include "common/v8binding/environment.h"
 
@@ -18,7 +20,8 @@ void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function,
 }
 
 void raiseEmptyHandle(const std::string& types) {
-    const std::string function = "common::js::FunctionMarshaller<" + types + ">::invoke";
+    const std::string_view end = types.ends_with('>') ? " >::invoke" : ">::invoke";  // as the compiler spells it
+    const std::string function = "common::js::FunctionMarshaller<" + types + std::string(end);
     raiseAssertionFailure({function, "src_native/common/include/common/v8binding/v8marshal", 170}, nullptr,
                           "!m_funcRef.IsEmpty()", "Underlying js object handle is empty");
 }
