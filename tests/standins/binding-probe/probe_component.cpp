@@ -34,7 +34,6 @@ constexpr std::array kMethods{
     entry<&Probe::strangeTexts>("strangeTexts"),
     entry<&Probe::record>("record"),
     entry<&Probe::wrapped>("wrapped"),
-    entry<&Probe::wrappedWhileTerminating>("wrappedWhileTerminating"),
     entry<&Probe::classLevel>("classLevel"),
     entry<&Probe::throwModuleException>("throwModuleException"),
     entry<&Probe::throwStandardException>("throwStandardException"),
@@ -88,18 +87,6 @@ std::vector<std::wstring> Probe::strangeTexts() {
 }
 
 common::ComPtr<Wrapped> Probe::wrapped(std::int32_t kind) { return makeWrapped(static_cast<WrappedKind>(kind)); }
-
-std::string Probe::wrappedWhileTerminating() {
-    v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    const v8::Local<v8::Context> context = isolate->GetCurrentContext();
-    const v8::TryCatch caught(isolate);
-    auto endless = v8::Script::Compile(context, common::js::makeStr(isolate, std::string_view("for (;;) {}")));
-    isolate->TerminateExecution();
-    static_cast<void>(endless.ToLocalChecked()->Run(context));
-    const v8::Local<v8::Value> result = common::js::toValue(isolate, makeWrapped(WrappedKind::plain));
-    isolate->CancelTerminateExecution();
-    return result->IsUndefined() ? "undefined" : "a wrapper";
-}
 
 void Probe::throwModuleException(std::string message) {
     throw common::common_internal::DefaultException({"probe::function", "probe/file", 7}, message, 3);

@@ -57,8 +57,6 @@ public:
     std::vector<std::wstring> strangeTexts();
     Outer record() { return {1, {-2, 3}, INT32_MAX}; }
     common::ComPtr<Wrapped> wrapped(std::int32_t kind);
-    /// The same as `wrapped` while the engine ends the running script, so that no wrapper can be made.
-    std::string wrappedWhileTerminating();
     static std::string classLevel() { return "class level"; }
 
     // Failures.

@@ -2,8 +2,8 @@
 
 #include <node.h>
 
-#include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,14 +13,20 @@
 #include <vector>
 
 #include "bridge/component.h"
+#include "bridge/crash_emitter.h"
+#include "bridge/diagnostics_component.h"
+#include "bridge/hwsupport_component.h"
+#include "bridge/pointercapture.h"
 #include "bridge/record_traits.h"
 #include "common/com/allocator.h"
+#include "common/com/disposable.h"
 #include "common/com/shared_state.h"
 #include "common/utils/failure.h"
 #include "common/utils/log.h"
 #include "common/v8binding/v8binding.h"
 #include "common/v8binding/v8utils.h"
 #include "probe_wrapped.h"
+#include "refusing_engine.h"
 
 namespace probe {
 
@@ -59,9 +65,30 @@ void set(v8::Isolate* isolate, Local<v8::Object> object, const char* name, Local
 
 // ---- what stands behind a script object ----------------------------------------------------------------------------
 
-// (object, one interface name or class name per further argument): { fields, external, address, refCount, answers }.
-// An id is forged from the name as the platform writes it in its type records; the names that the object answers are
-// those under which another module would find it.
+struct KnownType {
+    const char* name;
+    const std::type_info* id;
+};
+
+// Types of this module: those of the object's own module are found under the same decorated names.
+const KnownType kInterfaces[] = {
+    {"IAnything", &typeid(IAnything)},
+    {"IRefCounted", &typeid(IRefCounted)},
+    {"zeb::Component", &typeid(zeb::Component)},
+    {"zeb::PointerCapture", &typeid(zeb::PointerCapture)},
+    {"zeb::RawInputDriver", &typeid(zeb::RawInputDriver)},
+    {"common::Allocator", &typeid(common::Allocator)},
+    {"common::Disposable", &typeid(common::Disposable)},
+    {"common::js::V8WeakReferenceHolder", &typeid(common::js::V8WeakReferenceHolder)},
+};
+const KnownType kClasses[] = {
+    {"zeb::CrashEmitter", &typeid(zeb::CrashEmitter)},
+    {"zeb::DiagnosticsComponent", &typeid(zeb::DiagnosticsComponent)},
+    {"zeb::HwComponentComponent", &typeid(zeb::HwComponentComponent)},
+    {"zeb::PointerCaptureImpl", &typeid(zeb::PointerCaptureImpl)},
+};
+
+// (object): { fields, external, released, isRefCounted, refCount, interfaces, classes }, as far as they apply
 void inspect(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const Local<v8::Object> object = info[0].As<v8::Object>();
@@ -79,20 +106,17 @@ void inspect(const FunctionCallbackInfo<Value>& info) {
     set(isolate, result, "isRefCounted",
         v8::Boolean::New(isolate, native->query(typeid(IRefCounted)) == static_cast<void*>(native)));
     set(isolate, result, "refCount", v8::Number::New(isolate, native->refCount()));
-    std::vector<std::string> supported;
-    const std::pair<const char*, const std::type_info*> known[] = {
-        {"IAnything", &typeid(IAnything)},
-        {"IRefCounted", &typeid(IRefCounted)},
-        {"zeb::Component", &typeid(zeb::Component)},
-        {"common::Allocator", &typeid(common::Allocator)},
-        {"common::js::V8WeakReferenceHolder", &typeid(common::js::V8WeakReferenceHolder)},
-    };
-    for (const auto& [name, id] : known) {
-        if (native->supports(*id) != (native->query(*id) != nullptr))
-            supported.emplace_back("query and supports differ");
-        if (native->supports(*id)) supported.emplace_back(name);
+    std::vector<std::string> interfaces;
+    for (const KnownType& known : kInterfaces) {
+        if (native->supports(*known.id) != (native->query(*known.id) != nullptr)) interfaces.emplace_back("undecided");
+        if (native->supports(*known.id)) interfaces.emplace_back(known.name);
     }
-    set(isolate, result, "answers", array(isolate, supported));
+    set(isolate, result, "interfaces", array(isolate, interfaces));
+    std::vector<std::string> classes;
+    for (const KnownType& known : kClasses) {
+        if (native->query(*known.id) != nullptr) classes.emplace_back(known.name);
+    }
+    set(isolate, result, "classes", array(isolate, classes));
 }
 
 int g_strangersTarget = 0;
@@ -221,14 +245,24 @@ void makeNarrow(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(common::js::makeStr(nullptr, std::string_view(textArgument(info, 0))));
 }
 
-void makeTooLongNarrow(const FunctionCallbackInfo<Value>& info) {
-    const std::string tooLong(std::size_t{v8::String::kMaxLength} + 1, 'a');
-    info.GetReturnValue().Set(common::js::makeStr(info.GetIsolate(), std::string_view(tooLong)));
+// (text): whether both forms, which the engine refuses, gave the empty string
+void makeRefused(const FunctionCallbackInfo<Value>& info) {
+    v8::Isolate* const isolate = info.GetIsolate();
+    const std::string narrow = textArgument(info, 0);
+    const v8::String::Value units(isolate, info[0]);
+    const std::u16string wide(*units, *units + units.length());
+    refuseStrings(true);
+    const Local<v8::String> fromNarrow = common::js::makeStr(isolate, std::string_view(narrow));
+    const Local<v8::String> fromWide = common::js::makeStr(isolate, std::u16string_view(wide));
+    refuseStrings(false);
+    const Local<v8::String> empty = v8::String::Empty(isolate);
+    info.GetReturnValue().Set(fromNarrow == empty && fromWide == empty);
 }
 
-void makeTooLongWide(const FunctionCallbackInfo<Value>& info) {
-    const std::u16string tooLong(std::size_t{v8::String::kMaxLength} + 1, u'\u00e4');
-    info.GetReturnValue().Set(common::js::makeStr(info.GetIsolate(), std::u16string_view(tooLong)));
+// A string one unit longer than the engine takes.
+void makeTooLong(const FunctionCallbackInfo<Value>& info) {
+    const std::string tooLong(std::size_t{v8::String::kMaxLength} + 1, 'a');
+    info.GetReturnValue().Set(common::js::makeStr(info.GetIsolate(), std::string_view(tooLong)));
 }
 
 void callEmptyMarshallers(const FunctionCallbackInfo<Value>& info) {
@@ -264,6 +298,8 @@ void limitAllocations(const FunctionCallbackInfo<Value>& info) {
     common::setCurrentAllocator(common::makeInstance<LimitedAllocator, common::ConcurrentRC>(numberArgument(info, 0)));
 }
 
+void refuseAllInstances(const FunctionCallbackInfo<Value>& info) { refuseInstances(info[0]->IsTrue()); }
+
 void unlimitAllocations(const FunctionCallbackInfo<Value>&) { common::setCurrentAllocator({}); }
 
 }  // namespace
@@ -282,10 +318,11 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "raiseAssertion", &raiseAssertion);
     NODE_SET_METHOD(control, "emptyTextsAreTheEngines", &emptyTextsAreTheEngines);
     NODE_SET_METHOD(control, "makeNarrow", &makeNarrow);
-    NODE_SET_METHOD(control, "makeTooLongNarrow", &makeTooLongNarrow);
-    NODE_SET_METHOD(control, "makeTooLongWide", &makeTooLongWide);
+    NODE_SET_METHOD(control, "makeRefused", &makeRefused);
+    NODE_SET_METHOD(control, "makeTooLong", &makeTooLong);
     NODE_SET_METHOD(control, "callEmptyMarshallers", &callEmptyMarshallers);
     NODE_SET_METHOD(control, "limitAllocations", &limitAllocations);
+    NODE_SET_METHOD(control, "refuseInstances", &refuseAllInstances);
     NODE_SET_METHOD(control, "unlimitAllocations", &unlimitAllocations);
     exports->Set(context, text(isolate, "control"), control).Check();
 }

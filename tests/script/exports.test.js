@@ -1,0 +1,107 @@
+'use strict';
+const assert = require('node:assert/strict');
+const test = require('node:test');
+const { zebbridge, buildFile } = require('./support/zebbridge');
+
+const { control } = require(buildFile('node', 'binding-probe.node'));
+
+const COMPONENTS = {
+  crash_emitter: ['emitStackOverflow', 'emitAccessViolation'],
+  diagnostics: ['setLogHandler'],
+  hardware: ['getButtonState', 'capturePointer'],
+  windows: ['registerApplicationRestart', 'openExternalIgnoringAppLinking', 'getWindowsUpdateBuildRevision',
+    'setWindowPlacement'],
+  msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
+};
+
+// Those whose classes the probe knows; each answers its own and no other.
+const CLASSES = {
+  crash_emitter: 'zeb::CrashEmitter',
+  diagnostics: 'zeb::DiagnosticsComponent',
+  hardware: 'zeb::HwComponentComponent',
+};
+
+const FURTHER_INTERFACES = { msix_auto_updater: ['common::Disposable'] };
+
+const BEHIND = { fields: 1, external: true, released: false, isRefCounted: true, refCount: 1 };
+
+const ordinary = (value) => ({ value, writable: true, enumerable: true, configurable: true });
+
+function assertMethod(owner, name) {
+  assert.deepEqual(Object.getOwnPropertyDescriptor(owner, name), ordinary(owner[name]));
+  assert.equal(typeof owner[name], 'function');
+  assert.equal(owner[name].name, name);
+  assert.equal(owner[name].length, 0);
+  assert.deepEqual(Object.getOwnPropertyNames(owner[name]).sort(), ['arguments', 'caller', 'length', 'name', 'prototype']);
+}
+
+test('the exports are the components and shutdown, in this order', () => {
+  assert.deepEqual(Reflect.ownKeys(zebbridge), [...Object.keys(COMPONENTS), 'shutdown']);
+  for (const name of Object.keys(COMPONENTS)) {
+    assert.deepEqual(Object.getOwnPropertyDescriptor(zebbridge, name), ordinary(zebbridge[name]));
+    assert.equal(typeof zebbridge[name], 'object');
+  }
+  assertMethod(zebbridge, 'shutdown');
+});
+
+for (const [name, methods] of Object.entries(COMPONENTS)) {
+  test(`${name} has exactly its methods`, () => {
+    const component = zebbridge[name];
+    assert.deepEqual(Reflect.ownKeys(component), methods);
+    assert.equal(Object.getPrototypeOf(Object.getPrototypeOf(component)), Object.prototype);
+    assert.deepEqual(Reflect.ownKeys(Object.getPrototypeOf(component)), ['constructor']);
+    for (const method of methods) assertMethod(component, method);
+  });
+
+  test(`${name} carries its native object in one internal field`, () => {
+    assert.deepEqual(control.inspect(zebbridge[name]), {
+      ...BEHIND,
+      interfaces: ['IAnything', 'IRefCounted', 'zeb::Component', ...(FURTHER_INTERFACES[name] ?? [])],
+      classes: CLASSES[name] ? [CLASSES[name]] : [],
+    });
+  });
+}
+
+test('a capture object has exactly its methods and one internal field', () => {
+  const capture = zebbridge.hardware.capturePointer();
+  const methods = ['stopCapturing', 'startCapturing', 'setMotionEventCallback', 'setButtonsEventCallback'];
+  assert.deepEqual(Reflect.ownKeys(capture), methods);
+  for (const method of methods) assertMethod(capture, method);
+  assert.deepEqual(control.inspect(capture), {
+    ...BEHIND,
+    interfaces: ['IAnything', 'IRefCounted', 'zeb::PointerCapture', 'common::js::V8WeakReferenceHolder'],
+    classes: ['zeb::PointerCaptureImpl'],
+  });
+});
+
+test('each capture is an object of its own', () => {
+  const { hardware } = zebbridge;
+  const [first, second] = [hardware.capturePointer(), hardware.capturePointer()];
+  assert.notEqual(first, second);
+  assert.notEqual(first.startCapturing, second.startCapturing);
+});
+
+test('methods without a result give undefined', () => {
+  const capture = zebbridge.hardware.capturePointer();
+  assert.equal(capture.setMotionEventCallback(null), undefined);
+  assert.equal(capture.setButtonsEventCallback(null), undefined);
+  assert.equal(capture.stopCapturing(), undefined);
+  assert.equal(zebbridge.diagnostics.setLogHandler(null), undefined);
+});
+
+test('a component under an empty name', () => {
+  const probe = require(buildFile('node', 'binding-probe.node'));
+  assert.ok(Object.hasOwn(probe, ''));
+  assert.deepEqual(Object.keys(probe['']), COMPONENTS.crash_emitter);
+});
+
+// The last test: it takes the module's components away.
+test('shutdown gives undefined, ignores arguments, and may be called again', () => {
+  assert.equal(zebbridge.shutdown(1, {}, Symbol('ignored')), undefined);
+  assert.equal(zebbridge.shutdown(), undefined);
+  assert.equal(zebbridge.shutdown.call(undefined), undefined);
+  for (const name of Object.keys(zebbridge)) {
+    if (name === 'shutdown') continue;
+    assert.deepEqual(control.inspect(zebbridge[name]), { fields: 1, external: true, released: true });
+  }
+});

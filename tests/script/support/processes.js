@@ -1,0 +1,64 @@
+// Scripts in processes of their own: exit codes, crashes, debuggers. Output goes to files, because the Windows Node.js
+// cannot write to pipes under Wine.
+'use strict';
+const { spawn } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+// What every child script finds: the module, the desktop helpers and the usual waiting.
+const PRELUDE = `'use strict';
+const { zebbridge, collect, file, buildFile } = require(${JSON.stringify(path.join(__dirname, 'zebbridge.js'))});
+const desktop = require(${JSON.stringify(path.join(__dirname, 'desktop.js'))});
+const { until, turn } = require(${JSON.stringify(path.join(__dirname, 'until.js'))});
+`;
+
+const temporaryFolder = () => fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
+
+function prepare(script, { prelude = true } = {}) {
+  const folder = temporaryFolder();
+  const file = path.join(folder, 'child.js');
+  fs.writeFileSync(file, (prelude ? PRELUDE : '') + script);
+  return { folder, file, path: (name) => path.join(folder, name), read: (name) => fs.readFileSync(path.join(folder, name), 'utf8') };
+}
+
+// Starts a script. `ended` resolves with { status, signal, stdout, stderr }; `line(text)` resolves when the script has
+// printed that line.
+function startScript(script, { executable = process.execPath, prelude = true, environment = {}, milliseconds = 60000 } = {}) {
+  const files = prepare(script, { prelude });
+  const [out, err] = ['out', 'err'].map((name) => fs.openSync(files.path(name), 'w'));
+  const child = spawn(executable, ['--expose-gc', files.file],
+    { stdio: ['ignore', out, err], env: { ...process.env, ...environment } });
+  for (const descriptor of [out, err]) fs.closeSync(descriptor);
+  const timer = setTimeout(() => child.kill(), milliseconds);
+  const ended = new Promise((resolve, reject) => {
+    child.on('error', reject).on('exit', (status, signal) => {
+      clearTimeout(timer);
+      resolve({ status, signal, stdout: files.read('out'), stderr: files.read('err') });
+    });
+  });
+  const { until } = require('./until');
+  return {
+    pid: child.pid,
+    kill: () => child.kill(),
+    ended,
+    line: (text) => until(`the line "${text}"`, () => {
+      if (child.exitCode !== null) throw new Error(`ended with ${child.exitCode}: ${files.read('out')}${files.read('err')}`);
+      return files.read('out').split('\n').includes(text);
+    }),
+  };
+}
+
+const runScript = (script, options) => startScript(script, options).ended;
+
+// Runs a script with this process as its debugger: { exitCode, exceptions, debugStrings, output }.
+async function debugScript(script, { milliseconds = 60000 } = {}) {
+  const files = prepare(script);
+  const { addon } = require('./desktop');
+  const seen = await addon.debugRun(`"${process.execPath}" --expose-gc "${files.file}"`, files.path('out'), milliseconds);
+  const output = files.read('out');
+  if (seen.failure) throw new Error(`${seen.failure}\n${output}`);
+  return { ...seen, output };
+}
+
+module.exports = { startScript, runScript, debugScript, temporaryFolder };

@@ -1,0 +1,16 @@
+// Waiting for what other threads, processes and the X server do: never for a time, always for a condition.
+'use strict';
+
+const turn = (milliseconds = 5) => new Promise((resolve) => setTimeout(resolve, milliseconds));
+
+// Resolves with the condition's first truthy value; the condition may be asynchronous.
+async function until(what, condition, milliseconds = 20000) {
+  for (const deadline = Date.now() + milliseconds; ;) {
+    const value = await condition();
+    if (value) return value;
+    if (Date.now() > deadline) throw new Error(`${what}: not within ${milliseconds} ms`);
+    await turn();
+  }
+}
+
+module.exports = { turn, until };
