@@ -1,0 +1,102 @@
+'use strict';
+
+const assert = require('node:assert');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+const { after, before, describe, test } = require('node:test');
+const { interfaces, manifest, tarball } = require('./support/package.js');
+const { run, runInWindows } = require('./support/run.js');
+
+const NAMES = [...Object.keys(interfaces), 'shutdown'];
+const PRINT = 'console.log(JSON.stringify([Object.keys(z), typeof z.hardware.getButtonState(1)]));';
+const REQUIRE = `const z = require('zebbridge'); ${PRINT} z.shutdown();`;
+const IMPORT = `import * as z from 'zebbridge'; ${PRINT} z.shutdown();`;
+
+describe('an application that depends on the package', () => {
+    let app;
+
+    before(() => {
+        app = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-app-'));
+        fs.writeFileSync(path.join(app, 'package.json'), '{ "name": "app", "private": true }');
+        const done = run('npm', ['install', '--offline', '--no-audit', '--no-fund', tarball], { cwd: app });
+        assert.strictEqual(done.status, 0, done.err);
+    });
+    after(() => fs.rmSync(app, { recursive: true, force: true }));
+
+    const write = (name, text) => {
+        fs.writeFileSync(path.join(app, name), text);
+        return path.join(app, name);
+    };
+
+    test('gets what package.json lists and nothing to run or to fetch', () => {
+        const installed = path.join(app, 'node_modules/zebbridge');
+        const files = fs.readdirSync(installed, { recursive: true });
+        for (const name of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'README.md', 'docs/threads.md']) {
+            assert.ok(files.includes(name), name);
+        }
+        assert.deepStrictEqual(files.filter((name) => /\.(pdb|cpp|h)$|src_native|toolchain/.test(name)), []);
+        const { dependencies, scripts } = JSON.parse(fs.readFileSync(path.join(installed, 'package.json'), 'utf8'));
+        assert.strictEqual(dependencies, undefined);
+        assert.ok(!['preinstall', 'install', 'postinstall'].some((name) => name in scripts));
+        assert.deepStrictEqual(fs.readdirSync(path.join(app, 'node_modules')).filter((n) => !n.startsWith('.')), [
+            'zebbridge',
+        ]);
+        assert.ok(manifest.version.match(/^\d+\.\d+\.\d+$/));
+    });
+
+    test('requires it in the Windows Node.js', () => {
+        const { status, out, err } = runInWindows(`Z:${write('app.js', REQUIRE)}`);
+        assert.strictEqual(status, 0, err);
+        assert.deepStrictEqual(JSON.parse(out), [NAMES, 'boolean']);
+    });
+
+    test('imports it in the Windows Node.js', () => {
+        const { status, out, err } = runInWindows(`Z:${write('app.mjs', IMPORT)}`);
+        assert.strictEqual(status, 0, err);
+        assert.deepStrictEqual(JSON.parse(out), [[...NAMES].sort(), 'boolean']);
+    });
+
+    test('loads it on this system and hears on first use why it does not work', () => {
+        for (const [name, first] of [['app.cjs', REQUIRE], ['app.mjs', IMPORT]]) {
+            const script = write(name, first.replace(PRINT, "console.log('loaded');" + PRINT));
+            const { status, out, err } = run(process.execPath, [script], { cwd: app });
+            assert.strictEqual(out, 'loaded\n');
+            assert.match(err, /zebbridge has no binary for linux-x64 with module version \d+; it runs on win32-x64 in /);
+            assert.notStrictEqual(status, 0);
+        }
+    });
+
+    describe('and is written in TypeScript', () => {
+        const tsc = path.join(process.env.ZEB_TYPESCRIPT, 'node_modules/typescript/bin/tsc');
+        const check = (name, text, ...options) =>
+            run(process.execPath, [tsc, '--noEmit', '--strict', '--target', 'es2022', ...options, write(name, text)], {
+                cwd: app,
+            });
+        const example = fs.readFileSync(path.join(__dirname, 'types/example.ts'), 'utf8');
+
+        test('type-checks every function, as CommonJS and as ES module', () => {
+            for (const name of ['example.cts', 'example.mts']) {
+                const { status, out } = check(name, example, '--module', 'node16');
+                assert.strictEqual(status, 0, out);
+            }
+        });
+
+        test('type-checks under a bundler and under the classic resolution', () => {
+            const bundler = check('example.ts', example, '--module', 'esnext', '--moduleResolution', 'bundler');
+            assert.strictEqual(bundler.status, 0, bundler.out);
+            const classic = check('example.ts', example, '--module', 'commonjs', '--moduleResolution', 'node10');
+            assert.strictEqual(classic.status, 0, classic.out);
+        });
+
+        test('is told of each mistake', () => {
+            const mistakes = fs.readFileSync(path.join(__dirname, 'types/mistakes.ts'), 'utf8');
+            const { status, out } = check('mistakes.cts', mistakes, '--module', 'node16');
+            assert.strictEqual(status, 0, out);
+            const unmarked = mistakes.replace(/^ *\/\/ @ts-expect-error.*\n/gm, '');
+            const expected = mistakes.split('@ts-expect-error').length - 1;
+            const { out: errors } = check('mistakes.cts', unmarked, '--module', 'node16');
+            assert.strictEqual(errors.split(': error TS').length - 1, expected, errors);
+        });
+    });
+});

