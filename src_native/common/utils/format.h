@@ -47,17 +47,23 @@ void renderStreamable(std::ostream& out, const void* value) {
     out << *static_cast<const T*>(value);
 }
 
-// The plain-value types that the callers pass; add one here when a caller needs it.
-template <std::same_as<bool> Bool>  // a pointer would convert to bool, and to a temporary at that
+// The plain-value types that the callers pass; add one here when a caller needs it. An argument refers to its value, so
+// a value of another type must not convert: it would refer to a temporary that is gone before it is rendered.
+template <typename T>
+FormatArgument argument(const T& value) = delete;
+template <std::same_as<bool> Bool>
 FormatArgument argument(const Bool& value) {
     return {&value, &renderStreamable<bool>};
+}
+template <std::same_as<const char*> Pointer>
+FormatArgument argument(const Pointer& value) {
+    return {&value, &renderCString};
 }
 inline FormatArgument argument(const std::int32_t& value) { return {&value, &renderStreamable<std::int32_t>}; }
 inline FormatArgument argument(const std::uint32_t& value) { return {&value, &renderStreamable<std::uint32_t>}; }
 inline FormatArgument argument(const std::int64_t& value) { return {&value, &renderStreamable<std::int64_t>}; }
 inline FormatArgument argument(const std::uint64_t& value) { return {&value, &renderStreamable<std::uint64_t>}; }
 inline FormatArgument argument(const double& value) { return {&value, &renderStreamable<double>}; }
-inline FormatArgument argument(const char* const& value) { return {&value, &renderCString}; }
 inline FormatArgument argument(const std::string_view& value) { return {&value, &renderView}; }
 inline FormatArgument argument(const std::string& value) { return {&value, &renderString}; }
 inline FormatArgument argument(const std::u16string_view& value) { return {&value, &renderWide}; }
@@ -66,7 +72,7 @@ inline FormatArgument argument(const std::wstring_view& value) { return {&value,
 inline FormatArgument argument(const std::wstring& value) { return {&value, &renderWide}; }
 inline FormatArgument argument(const std::type_info& value) { return {&value, &renderTypeInfo}; }
 
-// A literal is its own text; as a pointer it would be a temporary that is gone before it is rendered.
+// A literal is its own text.
 template <std::size_t N>
 FormatArgument argument(const char (&value)[N]) {
     return {&value[0], &renderLiteral};
