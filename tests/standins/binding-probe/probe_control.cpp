@@ -295,6 +295,7 @@ private:
 };
 
 void limitAllocations(const FunctionCallbackInfo<Value>& info) {
+    common::setCurrentAllocator({});  // or the new one would come out of the old one's memory
     common::setCurrentAllocator(common::makeInstance<LimitedAllocator, common::ConcurrentRC>(numberArgument(info, 0)));
 }
 

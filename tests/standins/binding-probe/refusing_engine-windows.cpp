@@ -8,8 +8,7 @@
 // Imports of the binding layer that lead here instead of into the engine: an import is a pointer of known name, and the
 // linker takes ours before it asks the host's import library.
 #define NEW_INSTANCE "?NewInstance@ObjectTemplate@v8@@QEAA?AV?$MaybeLocal@VObject@v8@@@2@V?$Local@VContext@v8@@@2@@Z"
-#define NEW_FROM_UTF8 \
-    "?NewFromUtf8@String@v8@@SA?AV?$MaybeLocal@VString@v8@@@2@PEAVIsolate@2@PEBDW4NewStringType@2@H@Z"
+#define NEW_FROM_UTF8 "?NewFromUtf8@String@v8@@SA?AV?$MaybeLocal@VString@v8@@@2@PEAVIsolate@2@PEBDW4NewStringType@2@H@Z"
 #define NEW_FROM_TWO_BYTE \
     "?NewFromTwoByte@String@v8@@SA?AV?$MaybeLocal@VString@v8@@@2@PEAVIsolate@2@PEBGW4NewStringType@2@H@Z"
 

@@ -164,6 +164,18 @@ napi_value closeWindow(const Arguments&) {
     return nullptr;
 }
 
+// Takes the sink window's class name for a class whose windows cannot be made, before the module registers its own.
+napi_value refuseSinkWindows(const Arguments&) {
+    WNDCLASSW type{};
+    type.lpfnWndProc = [](HWND window, UINT message, WPARAM wParam, LPARAM lParam) -> LRESULT {
+        return message == WM_NCCREATE ? FALSE : DefWindowProcW(window, message, wParam, lParam);
+    };
+    type.hInstance = GetModuleHandleW(nullptr);
+    type.lpszClassName = L"zeb-internal-sink-window";
+    if (!RegisterClassW(&type)) throwLastError("RegisterClassW");
+    return nullptr;
+}
+
 napi_value foregroundWindow(const Arguments& arguments) {
     return toScript(arguments.env(), reinterpret_cast<std::uintptr_t>(GetForegroundWindow()));
 }
@@ -171,10 +183,15 @@ napi_value foregroundWindow(const Arguments& arguments) {
 }  // namespace
 
 std::vector<NamedFunction> windowFunctions() {
-    return {{"windows", &windows},         {"windowText", &windowText},
-            {"windowClass", &windowClass}, {"postMessage", &postMessage},
-            {"sendMessage", &sendMessage}, {"openWindow", &openWindow},
-            {"closeWindow", &closeWindow}, {"foregroundWindow", &foregroundWindow}};
+    return {{"windows", &windows},
+            {"windowText", &windowText},
+            {"windowClass", &windowClass},
+            {"postMessage", &postMessage},
+            {"sendMessage", &sendMessage},
+            {"openWindow", &openWindow},
+            {"closeWindow", &closeWindow},
+            {"foregroundWindow", &foregroundWindow},
+            {"refuseSinkWindows", &refuseSinkWindows}};
 }
 
 }  // namespace desktop
