@@ -21,22 +21,20 @@ common::common_internal::DefaultException failure(std::string_view function, std
     return {{function, "src_native/bridge/platform/Windows/window-component", line}, systemErrorTextUtf8(error), 0};
 }
 
-}  // namespace
-
-struct WindowsComponent::Methods {
-    static constexpr std::array table{
-        common::js::methodEntry<WindowsComponent, &WindowsComponent::registerApplicationRestart>(
-            "registerApplicationRestart"),
-        common::js::methodEntry<WindowsComponent, &WindowsComponent::openExternalIgnoringAppLinking>(
-            "openExternalIgnoringAppLinking"),
-        common::js::methodEntry<WindowsComponent, &WindowsComponent::getWindowsUpdateBuildRevision>(
-            "getWindowsUpdateBuildRevision"),
-        common::js::methodEntry<WindowsComponent, &WindowsComponent::setWindowPlacement>("setWindowPlacement"),
-    };
+constexpr std::array kMethods{
+    common::js::methodEntry<WindowsComponent, &WindowsComponent::registerApplicationRestart>(
+        "registerApplicationRestart"),
+    common::js::methodEntry<WindowsComponent, &WindowsComponent::openExternalIgnoringAppLinking>(
+        "openExternalIgnoringAppLinking"),
+    common::js::methodEntry<WindowsComponent, &WindowsComponent::getWindowsUpdateBuildRevision>(
+        "getWindowsUpdateBuildRevision"),
+    common::js::methodEntry<WindowsComponent, &WindowsComponent::setWindowPlacement>("setWindowPlacement"),
 };
 
+}  // namespace
+
 WindowsComponent::WindowsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, Methods::table);
+    common::js::bindMethods(isolate, object, kMethods);
 }
 
 void WindowsComponent::registerApplicationRestart() { static_cast<void>(RegisterApplicationRestart(nullptr, 0)); }

@@ -17,9 +17,6 @@ public:
 
     WindowsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
 
-private:
-    struct Methods;
-
     /// Has the system start the application again, without arguments, after it crashed, hung, or made way for an
     /// update or a restart of the system. Whether the system agreed is not reported.
     static void registerApplicationRestart();
