@@ -58,9 +58,9 @@ v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context
 }  // namespace
 
 PointerDelivery::Use::Use(common::js::Environment& environment)
-    : m_delivery(&environment.attachment<PointerDelivery>()) {
+    : m_delivery(environment.attachment<PointerDelivery>()) {
     if (m_delivery->m_inUse) {
-        m_delivery = nullptr;
+        m_delivery.reset();
     } else {
         m_delivery->m_inUse = true;
     }
@@ -81,7 +81,7 @@ std::size_t PointerDelivery::deliver(std::span<const Record> records, std::size_
     m_memory[0] = 0;
     std::memcpy(m_memory + 1, records.data(), records.size_bytes());
     const v8::HandleScope scope(m_isolate);
-    const v8::TryCatch ended(m_isolate);
+    v8::TryCatch tryCatch(m_isolate);
     const v8::Local<v8::Context> context = m_isolate->GetCurrentContext();
     v8::Local<v8::Function> function = m_deliver.Get(m_isolate);
     if (function.IsEmpty()) {
@@ -98,6 +98,7 @@ std::size_t PointerDelivery::deliver(std::span<const Record> records, std::size_
     v8::Local<v8::Value> reached;
     if (!function->Call(context, v8::Undefined(m_isolate), static_cast<int>(arguments.size()), arguments.data())
              .ToLocal(&reached)) {
+        if (tryCatch.HasTerminated()) tryCatch.ReThrow();  // the end of a thread is not ours to swallow
         return records.size() * 2;
     }
     return reached.As<v8::Uint32>()->Value();

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "bridge/rawinputdriver.h"
@@ -38,10 +39,10 @@ public:
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;
 
-        PointerDelivery* get() const noexcept { return m_delivery; }
+        PointerDelivery* get() const noexcept { return m_delivery.get(); }
 
     private:
-        PointerDelivery* m_delivery;
+        std::shared_ptr<PointerDelivery> m_delivery;
     };
 
     explicit PointerDelivery(common::js::Environment& environment);

@@ -39,7 +39,7 @@ struct Receiver {
     void* asClass = nullptr;
 };
 
-/// Base of what other units keep per environment; destroyed when the environment ends, while the engine still runs.
+/// Base of what other units keep per environment; let go when the environment ends, while the engine still runs.
 class Attachment {
 public:
     Attachment() = default;
@@ -116,15 +116,15 @@ public:
     };
 
     /// The one object of type `T` that belongs to this environment; made by `T(Environment&)` at the first call.
+    /// Shared, because the environment may end below a function that uses it.
     template <typename T>
-    T& attachment() {
+    std::shared_ptr<T> attachment() {
         for (const auto& attached : m_attachments) {
-            if (auto* const found = dynamic_cast<T*>(attached.get())) return *found;
+            if (auto found = std::dynamic_pointer_cast<T>(attached)) return found;
         }
-        auto created = std::make_unique<T>(*this);
-        T& result = *created;
-        m_attachments.push_back(std::move(created));
-        return result;
+        auto created = std::make_shared<T>(*this);
+        m_attachments.push_back(created);
+        return created;
     }
 
     /// A new async handle on this environment's loop that does not keep the loop running by itself. `owner` becomes
@@ -167,7 +167,7 @@ private:
     Receiver* m_lastReceiver = nullptr;  // the method calls of one object come in a row
     std::size_t m_runningCalls = 0;
     std::vector<ComPtr<IRefCounted>> m_retired;
-    std::vector<std::unique_ptr<Attachment>> m_attachments;
+    std::vector<std::shared_ptr<Attachment>> m_attachments;
     EnvironmentObserver* m_observers = nullptr;  // newest first
     std::size_t m_openHandles = 0;
     AsyncHandle m_taskSignal;
