@@ -46,13 +46,13 @@ describe('an application that depends on the package', () => {
     });
 
     test('requires it in the Windows Node.js', () => {
-        const { status, out, err } = runInWindows(`Z:${write('app.js', REQUIRE)}`);
+        const { status, out, err } = runInWindows([`Z:${write('app.js', REQUIRE)}`]);
         assert.strictEqual(status, 0, err);
         assert.deepStrictEqual(JSON.parse(out), [NAMES, 'boolean']);
     });
 
     test('imports it in the Windows Node.js', () => {
-        const { status, out, err } = runInWindows(`Z:${write('app.mjs', IMPORT)}`);
+        const { status, out, err } = runInWindows([`Z:${write('app.mjs', IMPORT)}`]);
         assert.strictEqual(status, 0, err);
         assert.deepStrictEqual(JSON.parse(out), [[...NAMES].sort(), 'boolean']);
     });
@@ -69,33 +69,32 @@ describe('an application that depends on the package', () => {
 
     describe('and is written in TypeScript', () => {
         const tsc = path.join(process.env.ZEB_TYPESCRIPT, 'node_modules/typescript/bin/tsc');
-        const check = (name, text, ...options) =>
-            run(process.execPath, [tsc, '--noEmit', '--strict', '--target', 'es2022', ...options, write(name, text)], {
-                cwd: app,
-            });
+        const check = (names, text, ...options) => {
+            const files = names.map((name) => write(name, text));
+            const fixed = ['--noEmit', '--strict', '--target', 'es2022', '--lib', 'es2022'];
+            return run(process.execPath, [tsc, ...fixed, ...options, ...files], { cwd: app });
+        };
         const example = fs.readFileSync(path.join(__dirname, 'types/example.ts'), 'utf8');
 
         test('type-checks every function, as CommonJS and as ES module', () => {
-            for (const name of ['example.cts', 'example.mts']) {
-                const { status, out } = check(name, example, '--module', 'node16');
-                assert.strictEqual(status, 0, out);
-            }
+            const { status, out } = check(['example.cts', 'example.mts'], example, '--module', 'node16');
+            assert.strictEqual(status, 0, out);
         });
 
         test('type-checks under a bundler and under the classic resolution', () => {
-            const bundler = check('example.ts', example, '--module', 'esnext', '--moduleResolution', 'bundler');
+            const bundler = check(['example.ts'], example, '--module', 'esnext', '--moduleResolution', 'bundler');
             assert.strictEqual(bundler.status, 0, bundler.out);
-            const classic = check('example.ts', example, '--module', 'commonjs', '--moduleResolution', 'node10');
+            const classic = check(['example.ts'], example, '--module', 'commonjs', '--moduleResolution', 'node10');
             assert.strictEqual(classic.status, 0, classic.out);
         });
 
         test('is told of each mistake', () => {
             const mistakes = fs.readFileSync(path.join(__dirname, 'types/mistakes.ts'), 'utf8');
-            const { status, out } = check('mistakes.cts', mistakes, '--module', 'node16');
+            const { status, out } = check(['mistakes.cts'], mistakes, '--module', 'node16');
             assert.strictEqual(status, 0, out);
             const unmarked = mistakes.replace(/^ *\/\/ @ts-expect-error.*\n/gm, '');
             const expected = mistakes.split('@ts-expect-error').length - 1;
-            const { out: errors } = check('mistakes.cts', unmarked, '--module', 'node16');
+            const { out: errors } = check(['mistakes.cts'], unmarked, '--module', 'node16');
             assert.strictEqual(errors.split(': error TS').length - 1, expected, errors);
         });
     });

@@ -5,49 +5,53 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { after, before, describe, test } = require('node:test');
-const { Image } = require('./support/pe.js');
 const { binaries } = require('./support/package.js');
 const { run, runInWindows } = require('./support/run.js');
 
-// Wine says where it loads a module and where a fault happens; with the PDB that must give the function.
+// The Windows Node.js runs each crash under a debugger of ours, which notes where the fault happened. With the PDB that
+// must give the function.
 describe('a crash, seen through the PDB', () => {
     const { image, pdb } = binaries.find(({ abi }) => abi === '127');
+    const helpers = path.join(process.env.ZEB_BUILD, 'node/desktop-control.node');
     let folder;
-    let module;
 
     before(() => {
         folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-crash-'));
-        module = path.join(folder, 'zebbridge.node');
-        fs.copyFileSync(image, module);
+        fs.copyFileSync(image, path.join(folder, 'zebbridge.node'));
         fs.copyFileSync(pdb, path.join(folder, 'zebbridge.pdb'));
+        fs.writeFileSync(path.join(folder, 'crash.js'), "require('./zebbridge.node').crash_emitter[process.argv[2]]();");
+        fs.writeFileSync(
+            path.join(folder, 'debug.js'),
+            `const child = '"' + process.execPath + '" "' + __dirname + '\\\\crash.js" ' + process.argv[2];
+            require(${JSON.stringify(`Z:${helpers}`)})
+                .debugRun(child, __dirname + '\\\\output', 60000)
+                .then((seen) => console.log(JSON.stringify(seen)));`,
+        );
     });
     after(() => fs.rmSync(folder, { recursive: true, force: true }));
 
-    function crash(method) {
-        const script = path.join(folder, `${method}.js`);
-        fs.writeFileSync(script, `require('./zebbridge.node').crash_emitter.${method}();`);
-        const { status, err } = runInWindows(`Z:${script}`, { env: { WINEDEBUG: '-all,+seh,+loaddll' } });
-        assert.notStrictEqual(status, 0);
-        return err;
-    }
-
-    // The functions at the fault with this code, innermost first.
-    function functionsAt(trace, code) {
-        const base = BigInt(`0x${trace.match(/Loaded L"[^"]*zebbridge\.node" at ([0-9A-F]+)/i)[1]}`);
-        const faults = [...trace.matchAll(new RegExp(`code=${code} flags=\\d+ addr=(?:0x)?([0-9A-F]+)`, 'gi'))];
-        const { sections } = new Image(module);
-        const end = Math.max(...sections.map(({ rva, size }) => rva + size));
-        const inside = faults.map(([, at]) => BigInt(`0x${at}`) - base).filter((rva) => rva >= 0n && rva < end);
-        assert.ok(inside.length > 0, `no fault ${code} inside the module`);
-        const { out } = run('llvm-symbolizer-19', [`--obj=${module}`, '--relative-address', `0x${inside[0].toString(16)}`]);
-        return out;
+    // The functions at the fault, innermost first; inlined ones have lines of their own.
+    function functionsAt(method, code) {
+        const { status, out, err } = runInWindows([`Z:${folder}/debug.js`, method]);
+        assert.strictEqual(status, 0, err);
+        const { failure, exceptions } = JSON.parse(out);
+        assert.strictEqual(failure, '');
+        const fault = exceptions.find((each) => each.code === code && /zebbridge\.node$/.test(each.module));
+        assert.ok(fault, `no fault inside the module: ${out}`);
+        return run('llvm-symbolizer-19', [
+            `--obj=${path.join(folder, 'zebbridge.node')}`,
+            '--relative-address',
+            `0x${fault.offset.toString(16)}`,
+        ]).out;
     }
 
     test('emitAccessViolation is found', () => {
-        assert.match(functionsAt(crash('emitAccessViolation'), 'c0000005'), /zeb::CrashEmitter::emitAccessViolation/);
+        const functions = functionsAt('emitAccessViolation', 0xc0000005);
+        assert.match(functions, /^zeb::CrashEmitter::emitAccessViolation.*\n.*crash_emitter\.cpp:\d+/m);
     });
 
     test('emitStackOverflow is found', () => {
-        assert.match(functionsAt(crash('emitStackOverflow'), 'c00000fd'), /zeb::CrashEmitter::emitStackOverflow/);
+        const functions = functionsAt('emitStackOverflow', 0xc00000fd);
+        assert.match(functions, /zeb::CrashEmitter::emitStackOverflow.*\n.*crash_emitter\.cpp:\d+/m);
     });
 });

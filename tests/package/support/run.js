@@ -12,11 +12,8 @@ function run(command, args, options = {}) {
 }
 
 // Runs a script in the Windows Node.js.
-function runInWindows(script, { env, ...options } = {}) {
-    return run(path.join(root, 'toolchain/wine/run'), [path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), script], {
-        env: { ...process.env, ...env },
-        ...options,
-    });
+function runInWindows(args) {
+    return run(path.join(root, 'toolchain/wine/run'), [path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), ...args]);
 }
 
 module.exports = { run, runInWindows };

@@ -2,8 +2,11 @@
 
 #include <tlhelp32.h>
 
+#include <iterator>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "desktop.h"
 
@@ -20,6 +23,8 @@ using Handle = std::unique_ptr<HANDLE, HandleCloser>;
 struct DebugException {
     DWORD code;
     bool firstChance;
+    std::wstring module;  // where it happened, and how far behind the module's start
+    ULONG_PTR offset;
 };
 
 /// Runs a program as its debugger, on a thread of the pool, and notes what a debugger is told.
@@ -34,6 +39,8 @@ private:
     void run();
     void loop(HANDLE process, DWORD processId);
     void take(HANDLE process, const OUTPUT_DEBUG_STRING_INFO& output);
+    void take(const EXCEPTION_DEBUG_INFO& exception);
+    void addModule(HANDLE file, void* base);
     napi_value result(napi_env env) const;
 
     std::wstring m_commandLine;
@@ -41,6 +48,7 @@ private:
     DWORD m_milliseconds;
     std::vector<std::string> m_debugStrings;
     std::vector<DebugException> m_exceptions;
+    std::map<ULONG_PTR, std::wstring> m_modules;  // by address
     DWORD m_exitCode = 0;
     std::string m_failure;
     napi_async_work m_work = nullptr;
@@ -80,13 +88,14 @@ void DebugRun::loop(HANDLE process, DWORD processId) {
         if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
             take(process, event.u.DebugString);
         } else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT) {
-            const DWORD code = event.u.Exception.ExceptionRecord.ExceptionCode;
-            m_exceptions.push_back({code, event.u.Exception.dwFirstChance != 0});
-            if (code != EXCEPTION_BREAKPOINT) answer = DBG_EXCEPTION_NOT_HANDLED;
+            take(event.u.Exception);
+            if (event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT) {
+                answer = DBG_EXCEPTION_NOT_HANDLED;
+            }
         } else if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT) {
-            if (event.u.CreateProcessInfo.hFile != nullptr) CloseHandle(event.u.CreateProcessInfo.hFile);
+            addModule(event.u.CreateProcessInfo.hFile, event.u.CreateProcessInfo.lpBaseOfImage);
         } else if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT) {
-            if (event.u.LoadDll.hFile != nullptr) CloseHandle(event.u.LoadDll.hFile);
+            addModule(event.u.LoadDll.hFile, event.u.LoadDll.lpBaseOfDll);
         }
         ContinueDebugEvent(processId, event.dwThreadId, answer);
         if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT) {
@@ -105,12 +114,34 @@ void DebugRun::take(HANDLE process, const OUTPUT_DEBUG_STRING_INFO& output) {
     m_debugStrings.push_back((output.fUnicode != 0 ? "UNICODE:" : "") + bytes);
 }
 
+void DebugRun::take(const EXCEPTION_DEBUG_INFO& exception) {
+    const auto address = reinterpret_cast<ULONG_PTR>(exception.ExceptionRecord.ExceptionAddress);
+    const auto behind = m_modules.upper_bound(address);
+    const auto [base, name] =
+        behind == m_modules.begin() ? std::pair<const ULONG_PTR, std::wstring>() : *std::prev(behind);
+    m_exceptions.push_back(
+        {exception.ExceptionRecord.ExceptionCode, exception.dwFirstChance != 0, name, address - base});
+}
+
+void DebugRun::addModule(HANDLE file, void* base) {
+    if (file == nullptr) return;
+    const Handle owned(file);
+    wchar_t name[MAX_PATH];
+    const DWORD length = GetFinalPathNameByHandleW(file, name, MAX_PATH, 0);
+    if (length < MAX_PATH) m_modules[reinterpret_cast<ULONG_PTR>(base)].assign(name, length);
+}
+
 napi_value DebugRun::result(napi_env env) const {
     std::vector<napi_value> strings;
     for (const std::string& text : m_debugStrings) strings.push_back(toScript(env, text));
     std::vector<napi_value> exceptions;
     for (const DebugException& exception : m_exceptions) {
-        exceptions.push_back(Object(env).set("code", exception.code).set("firstChance", exception.firstChance).value());
+        exceptions.push_back(Object(env)
+                                 .set("code", exception.code)
+                                 .set("firstChance", exception.firstChance)
+                                 .set("module", exception.module)
+                                 .set("offset", exception.offset)
+                                 .value());
     }
     return Object(env)
         .set("exitCode", m_exitCode)
