@@ -105,7 +105,8 @@ void checkExceptions(Checks& checks) {
     try {
         descend(4);
     } catch (const Root& root) {
-        checks.push_back({"caught by virtual base through 5 frames", "abcde 77", trail + ' ' + std::to_string(root.id)});
+        checks.push_back(
+            {"caught by virtual base through 5 frames", "abcde 77", trail + ' ' + std::to_string(root.id)});
     }
     trail.clear();
     try {
@@ -166,8 +167,8 @@ void checkExceptions(Checks& checks) {
     checks.push_back({"system_error", "system: Permission denied", caught<std::system_error>([] {
                           throw std::system_error(std::make_error_code(std::errc::permission_denied), "system");
                       })});
-    checks.push_back({"bad_function_call", "std::exception",
-                      caught<std::bad_function_call>([] { std::function<void()>()(); })});
+    checks.push_back(
+        {"bad_function_call", "std::exception", caught<std::bad_function_call>([] { std::function<void()>()(); })});
     checks.push_back({"bad_optional_access", "bad_optional_access",
                       caught<std::bad_optional_access>([] { (void)std::optional<int>().value(); })});
     checks.push_back({"bad_alloc", "std::bad_alloc", caught<std::bad_alloc>([] { throw std::bad_alloc(); })});
@@ -218,14 +219,15 @@ void checkCasts(Checks& checks) {
     checks.push_back({"down from a virtual base", "3", std::to_string(right ? right->right : 0)});
     auto* left = dynamic_cast<Left*>(right);
     checks.push_back({"across", "2", std::to_string(left ? left->left : 0)});
-    checks.push_back({"to an unrelated type", "1", std::to_string(dynamic_cast<zeb::RawInputDriver*>(right) == nullptr)});
+    checks.push_back(
+        {"to an unrelated type", "1", std::to_string(dynamic_cast<zeb::RawInputDriver*>(right) == nullptr)});
     checks.push_back({"to void, the whole object", "1",
                       std::to_string(dynamic_cast<void*>(right) == dynamic_cast<void*>(root.get()))});
     Root plain;
     Root* volatile target = &plain;
     // The C runtime makes these two objects itself, hence its wording.
-    checks.push_back({"bad_cast", "Bad dynamic_cast!",
-                      caught<std::bad_cast>([&] { (void)dynamic_cast<Left&>(*target); })});
+    checks.push_back(
+        {"bad_cast", "Bad dynamic_cast!", caught<std::bad_cast>([&] { (void)dynamic_cast<Left&>(*target); })});
     Root* volatile nothing = nullptr;
     checks.push_back({"bad_typeid", "Attempted a typeid of NULL pointer!",
                       caught<std::bad_typeid>([&] { (void)typeid(nothing[0]).name(); })});
@@ -242,8 +244,8 @@ void checkTypeNames(Checks& checks) {
     add("struct zeb::RawInputDriver", typeid(interface));
     add("struct Pack<char const * __ptr64,3>", typeid(Pack<const char*, 3>));
     add("unsigned __int64", typeid(unsigned long long));
-    checks.push_back({"type name stays where it is", "1",
-                      std::to_string(typeid(IRefCounted).name() == typeid(IRefCounted).name())});
+    checks.push_back(
+        {"type name stays where it is", "1", std::to_string(typeid(IRefCounted).name() == typeid(IRefCounted).name())});
 }
 
 }  // namespace selftest

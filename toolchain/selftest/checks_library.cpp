@@ -63,12 +63,13 @@ void checkLibrary(Checks& checks) {
     }
     add("weak_ptr", "1", std::to_string(weak.expired()));
 
-    add("stoi, stod", "255 150.000000", std::to_string(std::stoi("ff", nullptr, 16)) + ' ' + std::to_string(std::stod("1.5e2")));
+    add("stoi, stod", "255 150.000000",
+        std::to_string(std::stoi("ff", nullptr, 16)) + ' ' + std::to_string(std::stod("1.5e2")));
     char digits[32];
     add("to_chars", "0.1", std::string(digits, std::to_chars(digits, digits + sizeof digits, 0.1).ptr));
-    add("cmath", "3 8 1", std::to_string(static_cast<int>(std::sqrt(9.0))) + ' ' +
-                              std::to_string(static_cast<int>(std::pow(2.0, 3.0))) + ' ' +
-                              std::to_string(std::isnan(std::nan(""))));
+    add("cmath", "3 8 1",
+        std::to_string(static_cast<int>(std::sqrt(9.0))) + ' ' + std::to_string(static_cast<int>(std::pow(2.0, 3.0))) +
+            ' ' + std::to_string(std::isnan(std::nan(""))));
 
     char text[64];
     std::snprintf(text, sizeof text, "%llu|%.2f|%zu|%s", 1ull << 40, 2.5, sizeof(long), "s");
@@ -78,7 +79,8 @@ void checkLibrary(Checks& checks) {
     const int needed = std::snprintf(small, sizeof small, "%d", 12345);
     add("snprintf truncates", "5 123", std::to_string(needed) + ' ' + small);
     wchar_t wideText[16];
-    add("swprintf", "1", std::to_string(std::swprintf(wideText, 16, L"%ls-%d", L"w", 7) == 3 && !std::wcscmp(wideText, L"w-7")));
+    add("swprintf", "1",
+        std::to_string(std::swprintf(wideText, 16, L"%ls-%d", L"w", 7) == 3 && !std::wcscmp(wideText, L"w-7")));
     int scanned = 0;
     const int fields = std::sscanf("x77", "x%d", &scanned);
     add("sscanf", "1 77", std::to_string(fields) + ' ' + std::to_string(scanned));

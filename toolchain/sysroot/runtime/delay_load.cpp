@@ -38,9 +38,12 @@ const char* fileName(HMODULE module, char (&path)[MAX_PATH]) {
 [[noreturn]] void fail(HMODULE module, const char* dll, const char* name) {
     char ownPath[MAX_PATH] = "";
     char hostPath[MAX_PATH] = "";
-    const char* parts[] = {fileName(reinterpret_cast<HMODULE>(&__ImageBase), ownPath), ": ",
-                           module ? fileName(module, hostPath) : dll, module ? " has no " : " cannot be loaded, for ",
-                           name, "\n"};
+    const char* parts[] = {fileName(reinterpret_cast<HMODULE>(&__ImageBase), ownPath),
+                           ": ",
+                           module ? fileName(module, hostPath) : dll,
+                           module ? " has no " : " cannot be loaded, for ",
+                           name,
+                           "\n"};
     for (const char* part : parts) {
         DWORD written = 0;
         WriteFile(GetStdHandle(STD_ERROR_HANDLE), part, static_cast<DWORD>(lstrlenA(part)), &written, nullptr);

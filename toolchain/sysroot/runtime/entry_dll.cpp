@@ -1,5 +1,5 @@
-// Entry point of a DLL. Its static objects, which compiled code registers with atexit, end with the DLL (FreeLibrary, or
-// the end of the process) and not when the host calls exit().
+// Entry point of a DLL. Its static objects, which compiled code registers with atexit, end with the DLL (FreeLibrary,
+// or the end of the process) and not when the host calls exit().
 #include "runtime.h"
 
 extern "C" {

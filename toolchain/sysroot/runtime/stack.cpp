@@ -3,7 +3,8 @@
 
 extern "C" {
 
-ULONG_PTR __security_cookie = 0x00002B992DDFA232ULL;  // the loader replaces this value, known from the load configuration
+ULONG_PTR __security_cookie =
+    0x00002B992DDFA232ULL;  // the loader replaces this value, known from the load configuration
 
 void __cdecl __security_check_cookie(ULONG_PTR cookie) {
     if (__builtin_expect(cookie != __security_cookie, 0)) {

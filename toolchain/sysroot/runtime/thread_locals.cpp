@@ -4,7 +4,7 @@
 
 extern "C" {
 
-// ---- the directory; the linker finds it by the name _tls_used -------------------------------------------------------
+// ---- the directory; the linker finds it by the name _tls_used ----
 ULONG _tls_index = 0;
 __attribute__((section(".tls"), used)) char zebTlsStart = 0;
 __attribute__((section(".tls$ZZZ"), used)) char zebTlsEnd = 0;
@@ -18,7 +18,7 @@ __attribute__((section(".rdata$T"), used)) extern const IMAGE_TLS_DIRECTORY64 _t
     0,
     {}};
 
-// ---- constructors: the range .CRT$XD runs once per thread ------------------------------------------------------------
+// ---- constructors: the range .CRT$XD runs once per thread ----
 // Threads that exist when a DLL is loaded never tell it that they started. Therefore compiled code tests __tls_guard at
 // each access and calls __dyn_tls_on_demand_init while it is false.
 __attribute__((section(".CRT$XDA"), used)) Procedure zebFirstOfThread = nullptr;
@@ -38,7 +38,7 @@ void __cdecl __dyn_tls_on_demand_init() {
     }
 }
 
-// ---- destructors: a list per thread, last registered first -------------------------------------------------------------
+// ---- destructors: a list per thread, last registered first ----
 struct DestructorBlock {
     DestructorBlock* next;
     int count;

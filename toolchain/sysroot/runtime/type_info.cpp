@@ -1,5 +1,6 @@
 // std::type_info for the Microsoft ABI, with names as Microsoft's runtime gives them ("struct Foo", "class ns::Bar").
-// Types are identical when their decorated names are, whatever module holds the record. Instead of libc++'s typeinfo.cpp.
+// Types are identical when their decorated names are, whatever module holds the record. Instead of libc++'s
+// typeinfo.cpp.
 #include <string.h>
 
 #include <typeinfo>
@@ -8,8 +9,8 @@
 
 // The vftable that every type record points at. Never called through: records are passed to this module and to the C
 // runtime only, and neither destroys them.
-extern "C" __attribute__((used)) const void* const zebTypeInfoVftable[2] __asm__("??_7type_info@@6B@") = {nullptr,
-                                                                                                         nullptr};
+extern "C" __attribute__((used))
+const void* const zebTypeInfoVftable[2] __asm__("??_7type_info@@6B@") = {nullptr, nullptr};
 
 // The C runtime undecorates a name once, keeps it in the record, and lists it in order to free it.
 extern "C" const char* __cdecl __std_type_info_name(void* record, SLIST_HEADER* list);
