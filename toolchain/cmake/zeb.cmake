@@ -33,6 +33,7 @@ else()
   enable_language(RC)
   if(NOT ZEB_CROSS)
     set(ZEB_MSVC ON)
+    set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")  # static: nothing to redistribute
   elseif(NOT EXISTS ${ZEB_SYSROOT}/lib)
     message(FATAL_ERROR "The sysroot is not built yet. Run: ./zeb setup")
   else()
