@@ -61,7 +61,9 @@ add_library(zeb_options INTERFACE)
 target_include_directories(zeb_options INTERFACE
   ${PROJECT_SOURCE_DIR}/src_native ${PROJECT_SOURCE_DIR}/src_native/common/include)
 if(ZEB_MSVC)
-  target_compile_options(zeb_options INTERFACE /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf)
+  target_compile_options(zeb_options INTERFACE $<$<COMPILE_LANGUAGE:C,CXX>:
+    /W4 /WX /permissive- /utf-8 /Zc:__cplusplus /EHsc /guard:cf
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>>)
   target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
 else()
   target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:
@@ -160,11 +162,15 @@ endfunction()
 # ---- the runtimes' headers ---------------------------------------------------------------------------------------------
 # A Node add-on is tied to one module version and to the flags V8 was built with; both must reach every source that
 # sees V8's headers, or inlined accessors read objects wrongly.
-set(ZEB_NODE_HEADERS ${ZEB_NODE_LINUX}/include/node CACHE PATH "Node.js's headers (include/node)")
-if(ZEB_CROSS)
+if(ZEB_MSVC)
+  set(ZEB_NODE_HEADERS "" CACHE PATH "Node.js's headers (include/node)")
+  set(ZEB_NODE_LIB "" CACHE FILEPATH "node.lib of that Node.js")
+  if(NOT EXISTS "${ZEB_NODE_HEADERS}/node.h" OR NOT EXISTS "${ZEB_NODE_LIB}")
+    message(FATAL_ERROR "Give Node.js ${ZEB_NODE}'s headers and library: -DZEB_NODE_HEADERS=... -DZEB_NODE_LIB=...")
+  endif()
+else()
+  set(ZEB_NODE_HEADERS ${ZEB_NODE_LINUX}/include/node CACHE PATH "Node.js's headers (include/node)")
   set(ZEB_NODE_LIB ${ZEB_SYSROOT}/lib/node.lib)
-elseif(ZEB_MSVC)
-  set(ZEB_NODE_LIB "" CACHE FILEPATH "node.lib of the Node.js whose headers ZEB_NODE_HEADERS names")
 endif()
 
 # The V8 flags and the module version that a header set's own config.gypi states.
@@ -272,27 +278,21 @@ endfunction()
 # Every test leaves a JUnit file in <build>/results; the developer command adds their cases up.
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/results)
 
+set(GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest's source")
+add_library(zeb_gtest_headers INTERFACE)
+target_include_directories(zeb_gtest_headers SYSTEM INTERFACE
+  ${GOOGLETEST_DIR}/googletest/include ${GOOGLETEST_DIR}/googlemock/include)
 if(ZEB_CROSS)
   set(ZEB_GTEST ${ZEB_SYSROOT}/lib/gtest.lib)
   set(ZEB_RUNNER ${ZEB_TOOLCHAIN_DIR}/wine/run)
 else()
   set(ZEB_GTEST zeb_gtest)
   set(ZEB_RUNNER)
-  set(GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest's source")
-  if(EXISTS ${GOOGLETEST_DIR})
-    add_library(zeb_gtest STATIC EXCLUDE_FROM_ALL
-      ${GOOGLETEST_DIR}/googletest/src/gtest-all.cc ${GOOGLETEST_DIR}/googlemock/src/gmock-all.cc)
-    target_include_directories(zeb_gtest PRIVATE ${GOOGLETEST_DIR}/googletest ${GOOGLETEST_DIR}/googlemock)
-    target_link_libraries(zeb_gtest PRIVATE zeb_options)
-    target_compile_options(zeb_gtest PRIVATE $<IF:$<BOOL:${ZEB_MSVC}>,/w,-w>)
-  endif()
-endif()
-add_library(zeb_gtest_headers INTERFACE)
-target_include_directories(zeb_gtest_headers SYSTEM INTERFACE
-  /usr/src/googletest/googletest/include /usr/src/googletest/googlemock/include)
-if(GOOGLETEST_DIR)
-  target_include_directories(zeb_gtest_headers SYSTEM INTERFACE
-    ${GOOGLETEST_DIR}/googletest/include ${GOOGLETEST_DIR}/googlemock/include)
+  add_library(zeb_gtest STATIC EXCLUDE_FROM_ALL
+    ${GOOGLETEST_DIR}/googletest/src/gtest-all.cc ${GOOGLETEST_DIR}/googlemock/src/gmock-all.cc)
+  target_include_directories(zeb_gtest PRIVATE ${GOOGLETEST_DIR}/googletest ${GOOGLETEST_DIR}/googlemock)
+  target_link_libraries(zeb_gtest PRIVATE zeb_options zeb_gtest_headers)
+  target_compile_options(zeb_gtest PRIVATE $<IF:$<BOOL:${ZEB_MSVC}>,/w,-w>)
 endif()
 
 # A GoogleTest program; main() is supplied. Target and test are named <label>-<stem>; the label, by default "unit", is
