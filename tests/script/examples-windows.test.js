@@ -1,0 +1,81 @@
+// The examples about windows, updates and the event log, each in a process of its own.
+'use strict';
+const { test, describe, before, after } = require('node:test');
+const assert = require('node:assert');
+const path = require('node:path');
+const { winrt, system } = require('./support/standins');
+const desktop = require('./support/desktop');
+const { runExample } = require('./support/examples');
+
+const standins = JSON.stringify(path.join(__dirname, 'support', 'standins.js'));
+const scripted = (call) => ({ before: `const { winrt, eventlog } = require(${standins}); ${call}` });
+
+describe('update.js', () => {
+  before(() => winrt.install());
+  after(() => winrt.uninstall());
+  const address = 'https://example.com/app.msix';
+  const run = (value, deployment) =>
+    runExample('update.js', [value], scripted(`winrt.configure({ deployment: ${JSON.stringify(deployment)} });`));
+
+  test('says that it updates', async () => {
+    assert.deepStrictEqual(await run(address, {}), { status: 0, signal: null, stdout: `updating from ${address}\n`, stderr: '' });
+  });
+
+  test('says why it failed', async () => {
+    const { status, stderr } = await run(address, winrt.outcomes.errorText('0x80073CF3: in use'));
+    assert.strictEqual(stderr, 'update failed: 0x80073CF3: in use\n');
+    assert.strictEqual(status, 1);
+  });
+
+  test('does not try an address that is none', async () => {
+    const { status, stderr } = await run('app.msix', {});
+    assert.strictEqual(stderr, 'not an absolute address: app.msix\n');
+    assert.strictEqual(status, 2);
+  });
+});
+
+describe('update-errors.js', () => {
+  const run = (configuration) => runExample('update-errors.js', [3], scripted(`
+    eventlog.configure(${JSON.stringify(configuration)});
+    process.on('exit', () => console.log(eventlog.calls('EvtQuery')[0].query));`));
+
+  test('prints times and codes', async () => {
+    const { status, stdout } = await run({ records: [
+      "<Event><System><TimeCreated SystemTime='2026-01-02T03:04:05Z'/></System><EventData><Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>",
+      '<Event/>'] });
+    assert.ok(stdout.startsWith('2026-01-02T03:04:05Z 0x80073cf3\nat an unknown time <Event/>\n2 failed deployments\n'), stdout);
+    assert.match(stdout, /timediff\(@SystemTime\) &lt;= 259200000\]/);
+    assert.strictEqual(status, 0);
+  });
+
+  test('says when the log cannot be read', async () => {
+    const { status, stderr } = await run({ faults: [{ call: 'EvtQuery', at: 1, code: 5 }] });
+    assert.strictEqual(stderr, `the event log cannot be read: ${system.text(5).trim()}\n`);
+    assert.strictEqual(status, 1);
+  });
+});
+
+// On a window of the example's own process: Wine knows the placement of no other's.
+describe('window-placement.js', { skip: desktop.skip }, () => {
+  const run = async (...values) => {
+    const { status, stdout, stderr } = await runExample('window-placement.js', [], { before: `
+      const { windows } = require(${standins});
+      const window = windows.open();
+      process.argv.push(String(window), ...${JSON.stringify(values)});
+      process.on('exit', () => console.log(JSON.stringify([windows.placement(window).normal, windows.state(window).minimised])));` });
+    assert.strictEqual(stderr, '');
+    assert.strictEqual(status, 0);
+    return JSON.parse(stdout);
+  };
+  const rectangle = { left: 120, top: 90, right: 920, bottom: 690 };
+
+  test('moves a window', async () => assert.deepStrictEqual(await run(), [rectangle, false]));
+
+  test('and minimises it', async () => assert.deepStrictEqual(await run('minimised'), [rectangle, true]));
+
+  test('says when there is no such window', async () => {
+    const { status, stderr } = await runExample('window-placement.js', [0]);
+    assert.strictEqual(stderr, `not placed: ${system.text(1400).trim()}\n`);
+    assert.strictEqual(status, 1);
+  });
+});

@@ -1,0 +1,18 @@
+// The examples, as somebody runs them who has installed the package: `require('zebbridge')` gives the built module.
+'use strict';
+const path = require('node:path');
+const { startScript } = require('./processes');
+
+// Starts examples/<name> with these arguments, after `before`, a script of the test's own; see startScript.
+function startExample(name, values = [], { before = '', ...options } = {}) {
+  const example = path.join(__dirname, '..', '..', '..', 'examples', name);
+  return startScript(`
+    const Module = require('node:module');
+    const resolve = Module._resolveFilename;
+    Module._resolveFilename = (request, ...rest) => (request === 'zebbridge' ? file : resolve(request, ...rest));
+    process.argv = [process.execPath, ${JSON.stringify([example, ...values].map(String)).slice(1)};
+    {${before}}
+    require(${JSON.stringify(example)});`, options);
+}
+
+module.exports = { startExample, runExample: (...values) => startExample(...values).ended };
