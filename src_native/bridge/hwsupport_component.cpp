@@ -3,7 +3,6 @@
 #include <array>
 #include <utility>
 
-#include "bridge/buttonswapstate.h"
 #include "bridge/keystate.h"
 #include "common/utils/failure.h"
 #include "common/v8binding/v8binding.h"
@@ -11,25 +10,6 @@
 namespace zeb {
 
 namespace {
-
-// https://learn.microsoft.com/windows/win32/inputdev/virtual-key-codes
-constexpr int kLeftButtonKey = 0x01;
-constexpr int kRightButtonKey = 0x02;
-constexpr int kMiddleButtonKey = 0x04;
-
-// GetAsyncKeyState speaks of physical buttons. A state that nobody has set throws std::bad_optional_access: a loud
-// failure rather than a guess.
-int virtualKeyOf(MouseButton button) {
-    switch (button) {
-        case MouseButton::left:
-            return g_buttonSwapState.load().value() ? kRightButtonKey : kLeftButtonKey;
-        case MouseButton::middle:
-            return kMiddleButtonKey;
-        case MouseButton::right:
-            return g_buttonSwapState.load().value() ? kLeftButtonKey : kRightButtonKey;
-    }
-    return kLeftButtonKey;
-}
 
 constexpr std::array kMethods{
     common::js::methodEntry<HwComponentComponent, &HwComponentComponent::getButtonState>("getButtonState"),

@@ -2,16 +2,12 @@
 
 #include <v8.h>
 
-#include <cstdint>
-
 #include "bridge/component.h"
+#include "bridge/mousebutton.h"
 #include "bridge/pointercapture.h"
 #include "bridge/rawinputdriver.h"
 
 namespace zeb {
-
-/// A logical button. Script may pass any number; see `getButtonState`.
-enum class MouseButton : std::int32_t { left = 0, middle = 1, right = 2 };
 
 /// Mouse input for script. Exported as "hardware". Script thread.
 ///
