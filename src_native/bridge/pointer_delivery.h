@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "bridge/rawinputdriver.h"
@@ -49,17 +50,20 @@ public:
 
     /// Delivers at most `kCapacity` records from `step` on, and returns the step reached. A step is half a record: its
     /// motion event, then its buttons event. Short of the end when `interrupt` was called meanwhile.
-    /// Nothing more is delivered, and the end returned, once the thread is being terminated.
-    std::size_t deliver(std::span<const RawInputDriver::PointerData> records, std::size_t step,
-                        const Callbacks& callbacks);
+    /// Nothing when the engine does not run script here, for the thread is being terminated or its stack is used up.
+    std::optional<std::size_t> deliver(std::span<const RawInputDriver::PointerData> records, std::size_t step,
+                                       const Callbacks& callbacks);
 
-    /// Ends the running `deliver` after the current event, because a callback has been replaced.
+    /// Ends the running `deliver` after the current event: a callback has been replaced, or somebody else goes on.
     void interrupt() noexcept;
+
+    /// The step that follows the event whose callback is running.
+    std::size_t nextStep() const noexcept;
 
 private:
     v8::Isolate* m_isolate;
     v8::Global<v8::Function> m_deliver;
-    v8::Global<v8::Int32Array> m_records;  // [interrupted, then each record's fields]
+    v8::Global<v8::Int32Array> m_records;  // [interrupted, next step, then each record's fields]
     std::int32_t* m_memory = nullptr;      // of m_records
     bool m_inUse = false;
 };

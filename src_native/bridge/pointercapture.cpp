@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -101,8 +102,9 @@ void PointerCaptureImpl::startCapturing() {
 }
 
 void PointerCaptureImpl::stopCapturing() {
-    if (!m_driver || !m_driver->isPointerCaptured()) return;
-    m_driver->releasePointerCapture();
+    const ComPtr<RawInputDriver> driver = m_driver;  // a log handler may end the environment meanwhile
+    if (!driver || !driver->isPointerCaptured()) return;
+    driver->releasePointerCapture();
 }
 
 void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
@@ -116,49 +118,67 @@ void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
     if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
 }
 
+bool PointerCaptureImpl::takePending() {
+    const LockGuard guard(m_lock);
+    if (m_pending.empty()) return false;
+    if (m_taken.empty()) {
+        m_taken.swap(m_pending);
+    } else {
+        m_taken.insert(m_taken.end(), m_pending.begin(), m_pending.end());
+        m_pending.clear();
+    }
+    return true;
+}
+
 void PointerCaptureImpl::drain() {
-    std::vector<RawInputDriver::PointerData> records = std::move(m_drained);
-    records.clear();
-    {
-        const LockGuard guard(m_lock);
-        records.swap(m_pending);
-    }
     Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
-    if (records.empty() || environment == nullptr) return;
+    if (environment == nullptr || !takePending()) return;
     const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a collection
-    {
-        const common::js::DrainScope scope(*environment);
-        const PointerDelivery::Use use(*environment);
-        if (use.get() != nullptr) {
-            deliver(records, *use.get());
-        } else {
-            deliverOneByOne(records);
-        }
+    const common::js::DrainScope scope(*environment);
+    if (PointerDelivery* const interrupted = std::exchange(m_delivery, nullptr)) {
+        // A callback further up the stack runs the loop. What its drain has not delivered comes before what is new.
+        m_step += interrupted->nextStep();
+        interrupted->interrupt();
     }
-    if (records.capacity() <= kKeptRecords) m_drained = std::move(records);
+    const PointerDelivery::Use use(*environment);
+    if (use.get() != nullptr) {
+        deliver(*use.get());
+    } else {
+        deliverOneByOne();
+    }
+    m_step = 0;
+    m_taken.clear();
+    if (m_taken.capacity() > kKeptRecords) m_taken.shrink_to_fit();
 }
 
-void PointerCaptureImpl::deliver(std::span<const RawInputDriver::PointerData> records, PointerDelivery& delivery) {
+void PointerCaptureImpl::deliver(PointerDelivery& delivery) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    m_delivery = &delivery;
-    while (!records.empty()) {
-        const auto chunk = records.first(std::min(records.size(), PointerDelivery::kCapacity));
-        records = records.subspan(chunk.size());
-        for (std::size_t step = 0; step < chunk.size() * 2;) {
-            const v8::HandleScope scope(isolate);
-            // Read anew after every interruption: that is when one of them has been replaced.
-            step = delivery.deliver(
-                chunk, step,
-                {scriptFunction(isolate, m_motionCallback.get()), scriptFunction(isolate, m_buttonsCallback.get())});
-        }
+    while (m_step / 2 < m_taken.size()) {
+        const std::size_t first = m_step / 2;
+        const std::size_t count = std::min(m_taken.size() - first, PointerDelivery::kCapacity);
+        const std::size_t inFirst = m_step % 2;
+        const v8::HandleScope scope(isolate);
+        // Read anew after every interruption: that is when one of them has been replaced.
+        const PointerDelivery::Callbacks callbacks{scriptFunction(isolate, m_motionCallback.get()),
+                                                   scriptFunction(isolate, m_buttonsCallback.get())};
+        m_step = first * 2;
+        m_delivery = &delivery;
+        const auto reached = delivery.deliver(std::span(m_taken).subspan(first, count), inFirst, callbacks);
+        if (std::exchange(m_delivery, nullptr) == nullptr) continue;  // another drain has gone on, and moved m_step
+        if (!reached) return;  // nor would single calls run: what is left is dropped, as what callbacks throw is
+        m_step += *reached;
     }
-    m_delivery = nullptr;
 }
 
-void PointerCaptureImpl::deliverOneByOne(std::span<const RawInputDriver::PointerData> records) {
-    for (const RawInputDriver::PointerData& record : records) {
-        if (m_motionCallback && isMotion(record.motion)) (*m_motionCallback)(record.motion);
-        if (m_buttonsCallback && isTransition(record.buttons)) (*m_buttonsCallback)(record.buttons);
+void PointerCaptureImpl::deliverOneByOne() {
+    while (m_step / 2 < m_taken.size()) {
+        const RawInputDriver::PointerData record = m_taken[m_step / 2];
+        const bool isMotionStep = m_step++ % 2 == 0;  // moved on first: a callback may run the loop, and so a drain
+        if (isMotionStep) {
+            if (m_motionCallback && isMotion(record.motion)) (*m_motionCallback)(record.motion);
+        } else {
+            if (m_buttonsCallback && isTransition(record.buttons)) (*m_buttonsCallback)(record.buttons);
+        }
     }
 }
 

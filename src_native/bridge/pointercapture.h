@@ -2,8 +2,8 @@
 
 #include <uv.h>
 
+#include <cstddef>
 #include <memory>
-#include <span>
 #include <vector>
 
 #include "bridge/pointer_delivery.h"
@@ -35,7 +35,8 @@ struct PointerCapture : virtual IRefCounted {
 /// Queues the driver's records on the input thread and hands them to the callbacks on the script thread.
 ///
 /// A record becomes a motion event when its offset is not (0, 0), then a buttons event when a button changed. All
-/// records found by one turn of the event loop are delivered in it, in order; what a callback throws is dropped.
+/// records found by one turn of the event loop are delivered in it, in order; what a callback throws is dropped. A
+/// callback that runs the event loop itself gets its successors there, in the same order.
 /// While it captures, the object keeps the event loop running; an idle one does not.
 /// Destroyed when script has lost its wrapper; that ends the component's running capture, also another object's.
 class PointerCaptureImpl : public PointerCapture,
@@ -58,8 +59,9 @@ private:
     void onEnvironmentEnd() noexcept override;
     void enqueue(const RawInputDriver::PointerData& record);
     void drain();
-    void deliver(std::span<const RawInputDriver::PointerData> records, PointerDelivery& delivery);
-    void deliverOneByOne(std::span<const RawInputDriver::PointerData> records);
+    bool takePending();
+    void deliver(PointerDelivery& delivery);
+    void deliverOneByOne();
     void callbackReplaced() noexcept;
     void close() noexcept;
 
@@ -69,8 +71,11 @@ private:
     std::unique_ptr<MotionCallback> m_motionCallback;
     common::Lock m_lock;
     std::vector<RawInputDriver::PointerData> m_pending ZEB_GUARDED_BY(m_lock);
-    std::vector<RawInputDriver::PointerData> m_drained;  // the memory that m_pending gets back at the next drain
-    PointerDelivery* m_delivery = nullptr;               // while it delivers for this object
+    // What drains have taken and not delivered yet, from step m_step on; see PointerDelivery for steps. Between drains
+    // it is the memory that m_pending gets back at the next one.
+    std::vector<RawInputDriver::PointerData> m_taken;
+    std::size_t m_step = 0;
+    PointerDelivery* m_delivery = nullptr;  // while it delivers for this object
 };
 
 }  // namespace zeb

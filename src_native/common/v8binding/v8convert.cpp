@@ -4,25 +4,28 @@
 
 namespace common::js {
 
-void ConversionFailure::keep(v8::TryCatch& caught) {
-    if (caught.HasTerminated()) {
-        caught.ReThrow();  // the thread is being ended: no value to keep, and no script runs any more
-    } else if (m_exception.IsEmpty()) {
-        m_exception = caught.Exception();
-    }
+void ConversionFailure::keep(v8::Isolate* isolate, const v8::TryCatch& caught) {
+    keepTermination(isolate, caught);
+    if (m_exception.IsEmpty() && !caught.HasTerminated()) m_exception = caught.Exception();
 }
 
 namespace convert_internal {
 
 bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& result, ConversionFailure& failure) {
-    v8::TryCatch tryCatch(isolate);
+    const v8::TryCatch tryCatch(isolate);
     if (value->IntegerValue(isolate->GetCurrentContext()).To(&result)) return true;
-    failure.keep(tryCatch);
+    failure.keep(isolate, tryCatch);
     return false;
 }
 
 std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value) {
-    const v8::String::Utf8Value text(isolate, value);
+    const v8::TryCatch tryCatch(isolate);
+    v8::Local<v8::String> string;
+    if (!value->ToString(isolate->GetCurrentContext()).ToLocal(&string)) {
+        keepTermination(isolate, tryCatch);
+        return {};
+    }
+    const v8::String::Utf8Value text(isolate, string);
     return *text == nullptr ? std::string() : std::string(*text);
 }
 

@@ -4,6 +4,7 @@
 
 #include "common/utils/failure.h"
 #include "common/v8binding/environment.h"
+#include "common/v8binding/v8utils.h"
 
 namespace common::js {
 
@@ -11,13 +12,13 @@ namespace marshal_internal {
 
 void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function, int count,
                             v8::Local<v8::Value>* arguments) {
-    v8::TryCatch ignored(isolate);
+    const v8::TryCatch ignored(isolate);
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();
     // CallAsFunction also takes values that are no functions, and then throws like a call in script would.
     if (function->IsObject()) {
         static_cast<void>(function.As<v8::Object>()->CallAsFunction(context, v8::Undefined(isolate), count, arguments));
     }
-    if (ignored.HasTerminated()) ignored.ReThrow();  // the end of a thread is not ours to swallow
+    keepTermination(isolate, ignored);
 }
 
 void raiseEmptyHandle(const std::string& types) {

@@ -54,4 +54,10 @@ v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::u16string_view text) {
     return v8::String::Empty(isolate);
 }
 
+void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
+    if (!tryCatch.HasTerminated()) return;
+    // Asked for where no script runs, it would hit whatever the event loop runs next.
+    if (v8::StackTrace::CurrentStackTrace(isolate, 1)->GetFrameCount() > 0) isolate->TerminateExecution();
+}
+
 }  // namespace common::js

@@ -43,7 +43,7 @@ public:
     ConversionFailure(const ConversionFailure&) = delete;
     ConversionFailure& operator=(const ConversionFailure&) = delete;
 
-    void keep(v8::TryCatch& caught);
+    void keep(v8::Isolate* isolate, const v8::TryCatch& caught);
     void rethrow(v8::Isolate* isolate) const {
         if (!m_exception.IsEmpty()) isolate->ThrowException(m_exception);
     }

@@ -16,4 +16,9 @@ v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::string_view text);
 /// The same from UTF-16 text, lone surrogates kept.
 v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::u16string_view text);
 
+/// For native code that has called script under `tryCatch` and does not return at once: a termination (of a worker, or
+/// by a time limit) would be forgotten by the engine at the next call of it. Has the script further down the stack
+/// terminated all the same; where there is none, the termination has done its work.
+void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch);
+
 }  // namespace common::js
