@@ -1,0 +1,216 @@
+#include "control.h"
+
+#include <node.h>
+#include <uv.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "bridge/packagedeployment.h"
+#include "bridge/rawinputdriver.h"
+#include "common/com/allocator.h"
+#include "common/com/shared_state.h"
+#include "common/utils/log.h"
+#include "faults.h"
+#include "interposed.h"
+#include "standins/event_log.h"
+#include "standins/package_deployment.h"
+#include "standins/synthetic_input.h"
+
+namespace harness {
+
+namespace {
+
+using v8::FunctionCallbackInfo;
+using v8::Local;
+using v8::Value;
+
+std::uint32_t number(const FunctionCallbackInfo<Value>& info, int index) {
+    return info[index]->Uint32Value(info.GetIsolate()->GetCurrentContext()).FromMaybe(0);
+}
+
+std::string text(const FunctionCallbackInfo<Value>& info, int index) {
+    const v8::String::Utf8Value value(info.GetIsolate(), info[index]);
+    return *value == nullptr ? std::string() : std::string(*value, static_cast<std::size_t>(value.length()));
+}
+
+Local<v8::String> string(v8::Isolate* isolate, const char* value) {
+    return v8::String::NewFromUtf8(isolate, value).ToLocalChecked();
+}
+
+// ---- memory of objects ----------------------------------------------------------------------------------------------
+
+std::atomic<std::int64_t> g_blocks{0};
+
+/// Counts the blocks that objects hold, and has none when planned.
+class CountingAllocator : public common::Allocator {
+public:
+    using Interfaces = common::TypeList<common::Allocator>;
+
+    void* reallocate(void* block, std::size_t size) noexcept override {
+        if (shouldFail(Call::allocate)) return nullptr;
+        void* const result = std::realloc(block, size);
+        if (block == nullptr && result != nullptr) ++g_blocks;
+        return result;
+    }
+    void deallocate(void* block, const common::BlockDescriptor&) noexcept override {
+        --g_blocks;
+        std::free(block);
+    }
+};
+
+// ---- input ----------------------------------------------------------------------------------------------------------
+
+// (count, first, pressEvery)
+void burst(const FunctionCallbackInfo<Value>& info) {
+    zeb::standins::SyntheticInput::shared().burst(number(info, 0), number(info, 1), number(info, 2));
+}
+
+// (Int32Array of records: offset, screen point, left, middle, right)
+void push(const FunctionCallbackInfo<Value>& info) {
+    using Record = zeb::RawInputDriver::PointerData;
+    const auto fields = info[0].As<v8::Int32Array>();
+    std::vector<Record> records(fields->ByteLength() / sizeof(Record));
+    fields->CopyContents(records.data(), records.size() * sizeof(Record));
+    zeb::standins::SyntheticInput::shared().push(std::move(records));
+}
+
+// ---- faults and counts ------------------------------------------------------------------------------------------------
+
+std::optional<Call> callNamed(const std::string& name) {
+    if (name == "asyncInit") return Call::asyncInit;
+    if (name == "threadCreate") return Call::threadCreate;
+    if (name == "allocate") return Call::allocate;
+    if (name == "operatorNew") return Call::operatorNew;
+    return std::nullopt;
+}
+
+// (name, first, length)
+void fail(const FunctionCallbackInfo<Value>& info) {
+    if (const auto call = callNamed(text(info, 0))) planFault(*call, number(info, 1), number(info, 2));
+}
+
+void calls(const FunctionCallbackInfo<Value>& info) {
+    if (const auto call = callNamed(text(info, 0))) {
+        info.GetReturnValue().Set(static_cast<double>(callsSincePlan(*call)));
+    }
+}
+
+void counts(const FunctionCallbackInfo<Value>& info) {
+    v8::Isolate* const isolate = info.GetIsolate();
+    const Local<v8::Context> context = isolate->GetCurrentContext();
+    const Held now = held();
+    const Local<v8::Object> result = v8::Object::New(isolate);
+    const auto set = [&](const char* name, std::int64_t count) {
+        result->Set(context, string(isolate, name), v8::Number::New(isolate, static_cast<double>(count))).Check();
+    };
+    set("blocks", g_blocks);
+    set("asyncHandles", now.asyncHandles);
+    set("threads", now.threads);
+    set("handles", now.handles);
+    set("deployments", standins::livingDeployments());
+    info.GetReturnValue().Set(result);
+}
+
+// ---- the loop and the log ---------------------------------------------------------------------------------------------
+
+// Runs the event loop inside script, as a host with a modal window does: (until nothing is due).
+void turnLoop(const FunctionCallbackInfo<Value>& info) {
+    uv_run(node::GetCurrentEventLoop(info.GetIsolate()), UV_RUN_NOWAIT);
+}
+
+// (level, message)
+void writeLog(const FunctionCallbackInfo<Value>& info) {
+    common::diagnostics::Log::write(static_cast<common::diagnostics::Log::Level>(number(info, 0)),
+                                    common::SourceLocation{"harness", "harness", 1}, text(info, 1));
+}
+
+// ---- deployments ------------------------------------------------------------------------------------------------------
+
+/// Holds deployments until they are let go.
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool open = true;
+};
+
+Gate& gate() {
+    static Gate& instance = *new Gate;
+    return instance;
+}
+
+void openGate(bool open) {
+    {
+        const std::lock_guard guard(gate().mutex);
+        gate().open = open;
+    }
+    gate().opened.notify_all();
+}
+
+// (outcome, held): how deployments end from now on: "" success, "failure" a report of the platform's, "unknown" an
+// exception, else the error text; held until `releaseDeployments`.
+void planDeployments(const FunctionCallbackInfo<Value>& info) {
+    openGate(!info[1]->IsTrue());
+    const std::string outcome = text(info, 0);
+    standins::planDeployments({{}, [outcome]() -> std::optional<std::string> {
+        {
+            std::unique_lock lock(gate().mutex);
+            gate().opened.wait(lock, [] { return gate().open; });
+        }
+        if (outcome == "failure") throw zeb::DeploymentFailure{"refused", -2147024891};
+        if (outcome == "unknown") throw std::runtime_error("");
+        return outcome.empty() ? std::nullopt : std::optional<std::string>(outcome);
+    }});
+}
+
+void releaseDeployments(const FunctionCallbackInfo<Value>&) { openGate(true); }
+
+// ---- the event log ----------------------------------------------------------------------------------------------------
+
+// (records, texts' length, kind of call that fails or -1, at, code)
+void planEventLog(const FunctionCallbackInfo<Value>& info) {
+    standins::eventLog() = {};
+    standins::EventLog& log = standins::eventLog();
+    log.records.assign(number(info, 0), std::wstring(number(info, 1), L'x'));
+    if (info[2]->IsUint32()) {
+        log.faults.push_back({static_cast<standins::EventLogCall>(number(info, 2)), static_cast<int>(number(info, 3)),
+                              number(info, 4)});
+    }
+}
+
+void isEventLogClosed(const FunctionCallbackInfo<Value>& info) {
+    info.GetReturnValue().Set(standins::eventLog().isClosed());
+}
+
+}  // namespace
+
+void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<v8::Object> exports) {
+    static const bool counting = [] {
+        common::setCurrentAllocator(common::makeInstance<CountingAllocator, common::ConcurrentRC>());
+        return true;
+    }();
+    static_cast<void>(counting);
+    const Local<v8::Object> control = v8::Object::New(isolate);
+    NODE_SET_METHOD(control, "burst", &burst);
+    NODE_SET_METHOD(control, "push", &push);
+    NODE_SET_METHOD(control, "fail", &fail);
+    NODE_SET_METHOD(control, "calls", &calls);
+    NODE_SET_METHOD(control, "counts", &counts);
+    NODE_SET_METHOD(control, "turnLoop", &turnLoop);
+    NODE_SET_METHOD(control, "writeLog", &writeLog);
+    NODE_SET_METHOD(control, "planDeployments", &planDeployments);
+    NODE_SET_METHOD(control, "releaseDeployments", &releaseDeployments);
+    NODE_SET_METHOD(control, "planEventLog", &planEventLog);
+    NODE_SET_METHOD(control, "isEventLogClosed", &isEventLogClosed);
+    static_cast<void>(exports->CreateDataProperty(context, string(isolate, "harness"), control));
+}
+
+}  // namespace harness
