@@ -1,0 +1,8 @@
+// Ends the process by a fault, to see what the application's crash reporting makes of it.
+//
+//   node crash.js [stack-overflow]
+'use strict';
+const { crash_emitter } = require('zebbridge');
+
+if (process.argv[2] === 'stack-overflow') crash_emitter.emitStackOverflow();
+crash_emitter.emitAccessViolation();
