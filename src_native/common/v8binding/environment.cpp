@@ -53,8 +53,8 @@ Environment* Environment::open(v8::Local<v8::Context> context) {
         known.environments.emplace(isolate, created);
     }
     // The clean-up hook runs when the environment is freed, the exit hook on process.exit(), where nothing is freed.
-    // The internal form: the hook stays for the environment's whole life, so its handle is not kept.
-    node::AddEnvironmentCleanupHookInternal(isolate, &onCleanup, created);
+    // The hook stays for the environment's whole life: its handle, which could remove it, is dropped at once.
+    static_cast<void>(node::AddEnvironmentCleanupHook(isolate, &onCleanup, created));
     node::AtExit(host, &onAtExit, isolate);
     return created;
 }
