@@ -1,6 +1,7 @@
 #include "bridge/diagnostics_component.h"
 
 #include <array>
+#include <new>
 #include <utility>
 
 #include "common/utils/failure_services.h"
@@ -67,9 +68,12 @@ void DiagnosticsComponent::setLogHandler(std::unique_ptr<LogCallback> callback) 
     Log::setHandler(
         common::makeFunctor<Log::Handler>([script = ScriptLogCallback(v8::Isolate::GetCurrent(), std::move(callback))](
                                               Log::Level level, const LogContext&, const char* message) noexcept {
-            writeToDebugger(message);
-            if (common::js::insideWeakCallback()) return;
-            script(level, message);
+            try {
+                writeToDebugger(message);
+                if (!common::js::insideWeakCallback()) script(level, message);
+            } catch (const std::bad_alloc&) {
+                // Whoever logs must go on: of all that fails without memory, a record is missed least.
+            }
         }));
 }
 

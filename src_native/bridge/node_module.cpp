@@ -1,6 +1,8 @@
 #include "bridge/node_module.h"
 
 #include <cstddef>
+#include <exception>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -78,12 +80,14 @@ bool addComponent(const RegistryEntry& entry, Environment& environment, v8::Loca
     v8::Local<v8::Object> object;
     if (!objectTemplate->NewInstance(context).ToLocal(&object)) return false;
     ComPtr<Component> component = entry.factory(isolate, object);
-    environment.link(object, static_cast<IRefCounted*>(component->query(typeid(IRefCounted))), false);
-    static_cast<void>(exports->Set(context, makeStr(isolate, std::string_view(entry.name)), object));
-
-    LiveComponents& all = liveComponents();
-    const LockGuard guard(all.lock);
-    all.list.push_back({std::move(component), &environment});
+    auto* const native = static_cast<IRefCounted*>(component->query(typeid(IRefCounted)));
+    {
+        LiveComponents& all = liveComponents();
+        const LockGuard guard(all.lock);
+        all.list.push_back({std::move(component), &environment});
+    }
+    environment.link(object, native, false);
+    common::js::setProperty(context, exports, makeStr(isolate, std::string_view(entry.name)), object);
     return true;
 }
 
@@ -91,6 +95,27 @@ void shutdown(const v8::FunctionCallbackInfo<v8::Value>& info) {
     const v8::HandleScope scope(info.GetIsolate());
     releaseComponents(info.GetIsolate());
     info.GetReturnValue().SetUndefined();
+}
+
+void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<v8::Context> context) {
+    Environment* const environment = Environment::open(context);
+    if (environment == nullptr) throw std::runtime_error("zebbridge needs a context of Node.js");
+    pinModule();
+    new ComponentsOfEnvironment(*environment);  // ends with the environment
+
+    const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
+    objectTemplate->SetInternalFieldCount(1);
+    for (const RegistryEntry& entry : componentRegistry()) {
+        if (!addComponent(entry, *environment, context, objectTemplate, exports)) return;
+    }
+
+    const v8::HandleScope shutdownScope(isolate);
+    const v8::Local<v8::Context> current = isolate->GetCurrentContext();
+    v8::Local<v8::Function> function;
+    if (!v8::FunctionTemplate::New(isolate, &shutdown)->GetFunction(current).ToLocal(&function)) return;
+    const v8::Local<v8::String> name = makeStr(isolate, std::string_view("shutdown"));
+    function->SetName(name);
+    common::js::setProperty(current, exports, name, function);
 }
 
 }  // namespace
@@ -119,28 +144,11 @@ const node::node_module& moduleRecord() {
 void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::Local<v8::Context> context, void*) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     const v8::HandleScope scope(isolate);
-    Environment* const environment = Environment::open(context);
-    if (environment == nullptr) {
-        isolate->ThrowException(
-            v8::Exception::Error(makeStr(isolate, std::string_view("zebbridge needs a context of Node.js"))));
-        return;
+    try {
+        fillExports(isolate, exports, context);
+    } catch (const std::exception& failure) {  // the engine's frames above know no exceptions
+        common::js_internal::throwScriptError(isolate, failure);
     }
-    pinModule();
-    new ComponentsOfEnvironment(*environment);  // ends with the environment
-
-    const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
-    objectTemplate->SetInternalFieldCount(1);
-    for (const RegistryEntry& entry : componentRegistry()) {
-        if (!addComponent(entry, *environment, context, objectTemplate, exports)) return;
-    }
-
-    const v8::HandleScope shutdownScope(isolate);
-    const v8::Local<v8::Context> current = isolate->GetCurrentContext();
-    v8::Local<v8::Function> function;
-    if (!v8::FunctionTemplate::New(isolate, &shutdown)->GetFunction(current).ToLocal(&function)) return;
-    const v8::Local<v8::String> name = makeStr(isolate, std::string_view("shutdown"));
-    function->SetName(name);
-    static_cast<void>(exports->Set(current, name, function));
 }
 
 void releaseComponents(v8::Isolate* isolate) noexcept {

@@ -98,12 +98,12 @@ void WindowsPackageAutoUpdater::finish(const Update& ended) {
     const common::ComPtr<Component> alive(this);  // the handler may have the component released
     const auto found = std::find_if(m_updates.begin(), m_updates.end(),
                                     [&ended](const auto& update) { return update.get() == &ended; });
-    const std::optional<std::string> report = (*found)->waitForReport();
+    std::optional<std::string> report = (*found)->waitForReport();
     m_updates.erase(found);
     Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
     if (!report || !m_errorHandler || environment == nullptr) return;
     const common::js::DrainScope scope(*environment);
-    (*m_errorHandler)(*report);
+    (*m_errorHandler)(std::move(*report));
 }
 
 }  // namespace zeb

@@ -24,7 +24,7 @@ PackageUpdate::~PackageUpdate() { join(); }
 
 std::optional<std::string> PackageUpdate::waitForReport() {
     join();
-    return m_report;
+    return std::move(m_report);
 }
 
 void PackageUpdate::join() noexcept {

@@ -27,7 +27,7 @@ public:
     bool isStarted() const noexcept { return m_started; }
 
     /// Waits for the worker and gives its report, which script gets word by word: what went wrong. Nothing when the
-    /// update was applied.
+    /// update was applied. The text is given once.
     std::optional<std::string> waitForReport();
 
 private:

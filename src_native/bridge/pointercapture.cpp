@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -110,12 +111,20 @@ void PointerCaptureImpl::stopCapturing() {
 void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
     const LockGuard guard(m_lock);
     if (!m_wake) return;  // nobody could be woken to take it
-    m_pending.push_back(record);
+    try {
+        m_pending.push_back(record);
+    } catch (const std::bad_alloc&) {
+        return;  // script has been busy for so long that its queue fills the memory: the newest records are lost
+    }
     uv_async_send(m_wake.get());
 }
 
 void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
-    if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
+    try {
+        if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
+    } catch (const std::bad_alloc&) {
+        // What was taken is delivered with the next record. An exception must not reach the loop's C frames.
+    }
 }
 
 bool PointerCaptureImpl::takePending() {

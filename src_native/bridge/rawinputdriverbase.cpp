@@ -29,8 +29,9 @@ void RawInputDriverBase::capturePointer(std::unique_ptr<Handler> handler) {
     m_handler = std::move(handler);
     m_inputThread = {};
     m_running = true;
-    // A thread that cannot be started leaves a capture that delivers nothing until it is released.
-    static_cast<void>(uv_thread_create(&m_inputThread, &inputThreadMain, this));
+    // A thread that cannot be started leaves a capture that delivers nothing until it is released. Some platforms leave
+    // a value in the handle even then.
+    if (uv_thread_create(&m_inputThread, &inputThreadMain, this) != 0) m_inputThread = {};
 }
 
 void RawInputDriverBase::inputThreadMain(void* driver) noexcept {

@@ -87,14 +87,17 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
     js::bindMethods(isolate, objectTemplate, methods);
     objectTemplate->SetInternalFieldCount(1);
     v8::Local<v8::Object> object;
+    v8::TryCatch tryCatch(isolate);  // for the log handler, which may run script
     if (!objectTemplate->NewInstance(isolate->GetCurrentContext()).ToLocal(&object)) {
         logAt(321, common::format("Fail to create object-wrapper for types instance:  ComPtr<{0}>", type));
+        js::keepTermination(isolate, tryCatch);
+        tryCatch.ReThrow();
         return v8::Undefined(isolate);
     }
     js::Environment* const environment = js::Environment::of(isolate);
     if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nobody would ever release the object
+    environment->link(object, native.get(), true);
     IRefCounted* const owned = native.detach();
-    environment->link(object, owned, true);
     if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(owned->query(typeid(js::V8WeakReferenceHolder)))) {
         holder->bind(isolate, object);
     } else {
@@ -146,7 +149,7 @@ void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable
         v8::Local<v8::Function> function;
         if (!method.makeTemplate(isolate)->GetFunction(context).ToLocal(&function)) return;  // an exception is pending
         function->SetName(name);
-        static_cast<void>(object->Set(context, name, function));
+        setProperty(context, object, name, function);
     }
 }
 

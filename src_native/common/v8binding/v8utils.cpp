@@ -60,4 +60,13 @@ void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
     if (v8::StackTrace::CurrentStackTrace(isolate, 1)->GetFrameCount() > 0) isolate->TerminateExecution();
 }
 
+void setProperty(v8::Local<v8::Context> context, v8::Local<v8::Object> object, v8::Local<v8::String> name,
+                 v8::Local<v8::Value> value) {
+    v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+    v8::TryCatch tryCatch(isolate);
+    if (object->Set(context, name, value).IsJust()) return;
+    keepTermination(isolate, tryCatch);
+    tryCatch.ReThrow();
+}
+
 }  // namespace common::js

@@ -21,4 +21,8 @@ v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::u16string_view text);
 /// terminated all the same; where there is none, the termination has done its work.
 void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch);
 
+/// object[name] = value, setters and proxies included, and whatever comes of it. What script throws stays pending.
+void setProperty(v8::Local<v8::Context> context, v8::Local<v8::Object> object, v8::Local<v8::String> name,
+                 v8::Local<v8::Value> value);
+
 }  // namespace common::js
