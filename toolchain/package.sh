@@ -71,6 +71,7 @@ build_again() {
 lane_package() {
     verb_package || return
     make_part "$ZEB_TYPESCRIPT" "fetch TypeScript" fetch_typescript
+    build windows-package desktop_control || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
     case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac
     ZEB_TYPESCRIPT=$ZEB_TYPESCRIPT run_tests package windows-package "$1"

@@ -30,8 +30,11 @@ struct DebugException {
 /// Runs a program as its debugger, on a thread of the pool, and notes what a debugger is told.
 class DebugRun {
 public:
-    DebugRun(std::wstring commandLine, std::wstring outputPath, DWORD milliseconds)
-        : m_commandLine(std::move(commandLine)), m_outputPath(std::move(outputPath)), m_milliseconds(milliseconds) {}
+    DebugRun(std::wstring commandLine, std::wstring outputPath, DWORD milliseconds, DWORD lastException)
+        : m_commandLine(std::move(commandLine)),
+          m_outputPath(std::move(outputPath)),
+          m_milliseconds(milliseconds),
+          m_lastException(lastException) {}
 
     static napi_value start(const Arguments& arguments);
 
@@ -46,6 +49,7 @@ private:
     std::wstring m_commandLine;
     std::wstring m_outputPath;
     DWORD m_milliseconds;
+    DWORD m_lastException;
     std::vector<std::string> m_debugStrings;
     std::vector<DebugException> m_exceptions;
     std::map<ULONG_PTR, std::wstring> m_modules;  // by address
@@ -89,9 +93,9 @@ void DebugRun::loop(HANDLE process, DWORD processId) {
             take(process, event.u.DebugString);
         } else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT) {
             take(event.u.Exception);
-            if (event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT) {
-                answer = DBG_EXCEPTION_NOT_HANDLED;
-            }
+            const DWORD code = event.u.Exception.ExceptionRecord.ExceptionCode;
+            if (code != EXCEPTION_BREAKPOINT) answer = DBG_EXCEPTION_NOT_HANDLED;
+            if (code == m_lastException) TerminateProcess(process, code);
         } else if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT) {
             addModule(event.u.CreateProcessInfo.hFile, event.u.CreateProcessInfo.lpBaseOfImage);
         } else if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT) {
@@ -151,11 +155,13 @@ napi_value DebugRun::result(napi_env env) const {
         .value();
 }
 
-// (command line, output file, milliseconds): a promise of { exitCode, failure, debugStrings, exceptions }
+// (command line, output file, milliseconds, [code of the exception that the program is ended at]): a promise of
+// { exitCode, failure, debugStrings, exceptions: [{ code, firstChance, module, offset }] }
 napi_value DebugRun::start(const Arguments& arguments) {
     const napi_env env = arguments.env();
-    auto run = std::make_unique<DebugRun>(arguments.wideText(0), arguments.wideText(1),
-                                          static_cast<DWORD>(arguments.number(2)));
+    auto run =
+        std::make_unique<DebugRun>(arguments.wideText(0), arguments.wideText(1),
+                                   static_cast<DWORD>(arguments.number(2)), static_cast<DWORD>(arguments.number(3)));
     napi_value promise = nullptr;
     napi_create_promise(env, &run->m_deferred, &promise);
     napi_create_async_work(
