@@ -61,9 +61,10 @@ napi_value setCursor(const Arguments& arguments) {
     return nullptr;
 }
 
+// (swapped, whether no window is told)
 napi_value swapButtons(const Arguments& arguments) {
-    if (!SystemParametersInfoW(SPI_SETMOUSEBUTTONSWAP, arguments.flag(0), nullptr,
-                               SPIF_UPDATEINIFILE | SPIF_SENDCHANGE)) {
+    const UINT tell = arguments.flag(1) ? 0 : SPIF_UPDATEINIFILE | SPIF_SENDCHANGE;
+    if (!SystemParametersInfoW(SPI_SETMOUSEBUTTONSWAP, arguments.flag(0), nullptr, tell)) {
         throwLastError("SystemParametersInfoW");
     }
     return nullptr;
