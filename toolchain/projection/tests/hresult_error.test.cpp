@@ -144,6 +144,12 @@ TEST_F(HResultError, WithoutInformationTheSystemsTextIsTaken) {
     EXPECT_EQ(winrt::hresult_canceled().message(), systemText(code(0x800704C7)));
 }
 
+TEST_F(HResultError, PlaceholdersInTheSystemsTextStay) {
+    const int32_t badFormat = code(0x800700C1);  // its text names a file that nobody knows here
+    ASSERT_NE(std::wstring::npos, systemText(badFormat).find(L"%1"));
+    EXPECT_EQ(thrown(badFormat, nullptr).message(), systemText(badFormat));
+}
+
 TEST_F(HResultError, UnknownCodeHasAnEmptyText) {
     const int32_t unknown = code(0xA1234567);
     ASSERT_TRUE(systemText(unknown).empty());
