@@ -66,10 +66,12 @@ if(ZEB_MSVC)
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>>)
   target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
 else()
+  # ccache passes the checkout's files relative to the build folder: both ways, objects must not tell where that is.
+  file(RELATIVE_PATH _checkout ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
   target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wcast-align -Wundef -Wextra-semi -Wformat=2
     -Wimplicit-fallthrough -Woverloaded-virtual -Wthread-safety -Wthread-safety-beta -Werror
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${ZEB_CACHE}=/cache>)
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${_checkout}=. -ffile-prefix-map=${ZEB_CACHE}=/cache>)
   if(ZEB_CROSS)
     # No build paths in the debug information. Not in the toolchain file: the linker's driver warns about it.
     target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line>)
