@@ -61,7 +61,8 @@ void SyntheticDriver::processInput() {
     }
 }
 
-void SyntheticDriver::interruptInputThread(uv_thread_t) {
+void SyntheticDriver::interruptInputThread(uv_thread_t thread) {
+    if (thread == uv_thread_t{}) return;  // it could not be started
     SyntheticInput& input = SyntheticInput::shared();
     {
         const std::lock_guard guard(input.m_mutex);

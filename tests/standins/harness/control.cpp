@@ -46,7 +46,7 @@ Local<v8::String> string(v8::Isolate* isolate, const char* value) {
     return v8::String::NewFromUtf8(isolate, value).ToLocalChecked();
 }
 
-// ---- memory of objects ----------------------------------------------------------------------------------------------
+// ---- memory of objects
 
 std::atomic<std::int64_t> g_blocks{0};
 
@@ -67,7 +67,7 @@ public:
     }
 };
 
-// ---- input ----------------------------------------------------------------------------------------------------------
+// ---- input
 
 // (count, first, pressEvery)
 void burst(const FunctionCallbackInfo<Value>& info) {
@@ -83,7 +83,7 @@ void push(const FunctionCallbackInfo<Value>& info) {
     zeb::standins::SyntheticInput::shared().push(std::move(records));
 }
 
-// ---- faults and counts ------------------------------------------------------------------------------------------------
+// ---- faults and counts
 
 std::optional<Call> callNamed(const std::string& name) {
     if (name == "asyncInit") return Call::asyncInit;
@@ -93,12 +93,16 @@ std::optional<Call> callNamed(const std::string& name) {
     return std::nullopt;
 }
 
-// (name, first, length)
+// (name, first, length, caller)
 void fail(const FunctionCallbackInfo<Value>& info) {
-    if (const auto call = callNamed(text(info, 0))) planFault(*call, number(info, 1), number(info, 2));
+    const OwnWork own;
+    if (const auto call = callNamed(text(info, 0))) {
+        planFault(*call, number(info, 1), number(info, 2), static_cast<Caller>(number(info, 3)));
+    }
 }
 
 void calls(const FunctionCallbackInfo<Value>& info) {
+    const OwnWork own;
     if (const auto call = callNamed(text(info, 0))) {
         info.GetReturnValue().Set(static_cast<double>(callsSincePlan(*call)));
     }
@@ -120,7 +124,7 @@ void counts(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(result);
 }
 
-// ---- the loop and the log ---------------------------------------------------------------------------------------------
+// ---- the loop and the log
 
 // Runs the event loop inside script, as a host with a modal window does: (until nothing is due).
 void turnLoop(const FunctionCallbackInfo<Value>& info) {
@@ -133,7 +137,7 @@ void writeLog(const FunctionCallbackInfo<Value>& info) {
                                     common::SourceLocation{"harness", "harness", 1}, text(info, 1));
 }
 
-// ---- deployments ------------------------------------------------------------------------------------------------------
+// ---- deployments
 
 /// Holds deployments until they are let go.
 struct Gate {
@@ -161,19 +165,19 @@ void planDeployments(const FunctionCallbackInfo<Value>& info) {
     openGate(!info[1]->IsTrue());
     const std::string outcome = text(info, 0);
     standins::planDeployments({{}, [outcome]() -> std::optional<std::string> {
-        {
-            std::unique_lock lock(gate().mutex);
-            gate().opened.wait(lock, [] { return gate().open; });
-        }
-        if (outcome == "failure") throw zeb::DeploymentFailure{"refused", -2147024891};
-        if (outcome == "unknown") throw std::runtime_error("");
-        return outcome.empty() ? std::nullopt : std::optional<std::string>(outcome);
-    }});
+                                   {
+                                       std::unique_lock lock(gate().mutex);
+                                       gate().opened.wait(lock, [] { return gate().open; });
+                                   }
+                                   if (outcome == "failure") throw zeb::DeploymentFailure{"refused", -2147024891};
+                                   if (outcome == "unknown") throw std::runtime_error("");
+                                   return outcome.empty() ? std::nullopt : std::optional<std::string>(outcome);
+                               }});
 }
 
 void releaseDeployments(const FunctionCallbackInfo<Value>&) { openGate(true); }
 
-// ---- the event log ----------------------------------------------------------------------------------------------------
+// ---- the event log
 
 // (records, texts' length, kind of call that fails or -1, at, code)
 void planEventLog(const FunctionCallbackInfo<Value>& info) {
@@ -181,8 +185,8 @@ void planEventLog(const FunctionCallbackInfo<Value>& info) {
     standins::EventLog& log = standins::eventLog();
     log.records.assign(number(info, 0), std::wstring(number(info, 1), L'x'));
     if (info[2]->IsUint32()) {
-        log.faults.push_back({static_cast<standins::EventLogCall>(number(info, 2)), static_cast<int>(number(info, 3)),
-                              number(info, 4)});
+        log.faults.push_back(
+            {static_cast<standins::EventLogCall>(number(info, 2)), static_cast<int>(number(info, 3)), number(info, 4)});
     }
 }
 
@@ -194,6 +198,7 @@ void isEventLogClosed(const FunctionCallbackInfo<Value>& info) {
 
 void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<v8::Object> exports) {
     static const bool counting = [] {
+        zeb::standins::SyntheticInput::shared();  // made now, so that its memory is never the one that is missing
         common::setCurrentAllocator(common::makeInstance<CountingAllocator, common::ConcurrentRC>());
         return true;
     }();

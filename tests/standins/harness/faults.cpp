@@ -8,7 +8,12 @@ namespace harness {
 
 namespace {
 
+// Its address tells threads apart.
+thread_local constinit char t_thread = 0;
+
 struct Plan {
+    std::atomic<Caller> caller{Caller::anyThread};
+    std::atomic<const char*> planner{nullptr};
     std::atomic<std::uint64_t> calls{0};
     std::atomic<std::uint64_t> first{0};
     std::atomic<std::uint64_t> length{0};
@@ -20,9 +25,11 @@ Plan& planOf(Call call) noexcept { return g_plans[static_cast<std::size_t>(call)
 
 }  // namespace
 
-void planFault(Call call, std::uint64_t first, std::uint64_t length) noexcept {
+void planFault(Call call, std::uint64_t first, std::uint64_t length, Caller caller) noexcept {
     Plan& plan = planOf(call);
     plan.length = 0;
+    plan.caller = caller;
+    plan.planner = &t_thread;
     plan.calls = 0;
     plan.first = first;
     plan.length = length;
@@ -31,6 +38,8 @@ void planFault(Call call, std::uint64_t first, std::uint64_t length) noexcept {
 bool shouldFail(Call call) noexcept {
     if (OwnWork::isRunning()) return false;
     Plan& plan = planOf(call);
+    const Caller caller = plan.caller;
+    if (caller != Caller::anyThread && (plan.planner == &t_thread) != (caller == Caller::thisThread)) return false;
     const std::uint64_t number = ++plan.calls;
     return number >= plan.first && number - plan.first < plan.length;
 }

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// Which of the harness's calls fail. A call is numbered from 1 since the last `plan` of its kind.
+/// Which of the harness's calls fail. A call is numbered from 1 since the last plan for its kind.
 /// Threads: any; plans are made while nobody else calls.
 namespace harness {
 
@@ -10,12 +10,15 @@ enum class Call : std::uint32_t {
     asyncInit,     ///< uv_async_init: UV_EMFILE
     threadCreate,  ///< uv_thread_create: UV_EAGAIN
     allocate,      ///< an object's memory from the current allocator: null
-    operatorNew,   ///< operator new of the module's own code: std::bad_alloc; counted only while planned
+    operatorNew,   ///< operator new of the module's own code: std::bad_alloc
     count,
 };
 
+/// Whose calls a plan is about; nobody else's count or fail.
+enum class Caller : std::uint32_t { thisThread, otherThreads, anyThread };
+
 /// Lets the calls from number `first` on fail, `length` of them; 0: none.
-void planFault(Call call, std::uint64_t first, std::uint64_t length) noexcept;
+void planFault(Call call, std::uint64_t first, std::uint64_t length, Caller caller) noexcept;
 
 /// Counts a call and says whether it is to fail.
 bool shouldFail(Call call) noexcept;

@@ -1,0 +1,214 @@
+// Every call of libuv, of the current allocator and of operator new that script's calls lead to fails once, each time at
+// the next of its places. Whatever script sees then, the module works afterwards and holds no more than before.
+'use strict';
+const assert = require('node:assert/strict');
+const test = require('node:test');
+const { addon, file, harness, counts, failing, caller, canFailNew, until } = require('../script/support/harness');
+
+const { hardware, diagnostics, msix_auto_updater: updater } = addon;
+const OUT_OF_MEMORY = 'std::bad_alloc';
+
+// A call, what it may answer beside undefined, and which kinds of faults concern it.
+const capture = hardware.capturePointer();
+const operations = {
+  capturePointer: () => typeof hardware.capturePointer(),
+  startAndStop() {
+    capture.startCapturing();
+    capture.stopCapturing();
+  },
+  setMotionEventCallback: () => capture.setMotionEventCallback(() => {}),
+  setButtonsEventCallback: () => capture.setButtonsEventCallback(() => {}),
+  setLogHandler: () => diagnostics.setLogHandler(() => {}),
+  setErrorHandler: () => updater.setErrorHandler(() => {}),
+  applyUpdate: () => updater.applyUpdate('https://example.com/a-package-with-a-long-name.msix'),
+  tooFewArguments: () => hardware.getButtonState(),
+  illegalInvocation: () => hardware.getButtonState.call({}, 0),
+};
+
+test.before(async () => {  // what the first delivery makes once
+  let delivered = 0;
+  capture.setMotionEventCallback(() => ++delivered);
+  capture.startCapturing();
+  harness.burst(1, 0, 0);
+  await until('the first record', () => delivered === 1);
+  capture.stopCapturing();
+  capture.setMotionEventCallback(null);
+});
+
+async function idle() {
+  capture.stopCapturing();
+  await until('the end of the updates', () => harness.counts().deployments === 0 && harness.counts().threads === 0);
+  return counts();
+}
+
+// Runs an operation with the fault at its first, second ... place, up to the place that no call reaches any more.
+async function sweep(kind, operation) {
+  const answers = [];
+  for (let place = 1; ; ++place) {
+    const { value, error, calls } = failing(kind, place, 1, operation);
+    answers.push(error ? error.message : value);
+    if (calls < place) return answers;
+    assert.ok(place < 1000, 'an end');
+  }
+}
+
+const logged = [];
+for (const withLog of [false, true]) {
+  const suffix = withLog ? ', while a log handler listens' : '';
+
+  test(`no memory for the module's own data${suffix}`, { skip: canFailNew ? false : 'built with a sanitizer' }, async () => {
+    for (const [name, operation] of Object.entries(operations)) {
+      diagnostics.setLogHandler(withLog ? (text) => logged.push(text) : null);
+      await sweep('operatorNew', operation);  // what is made once
+      const before = await idle();
+      const answers = await sweep('operatorNew', operation);
+      const healthy = answers.pop();
+      for (const answer of answers) assert.ok([OUT_OF_MEMORY, healthy].includes(answer), `${name}: ${answer}`);
+      if (!/Handler|Callback/.test(name)) assert.deepEqual(await idle(), before, name);
+    }
+    diagnostics.setLogHandler(null);
+  });
+
+  test(`no memory for objects${suffix}`, async () => {
+    diagnostics.setLogHandler(withLog ? (text) => logged.push(text) : null);
+    const before = await idle();
+    assert.deepEqual(await sweep('allocate', operations.capturePointer), ['undefined', 'object']);
+    if (withLog) assert.equal(logged.filter((text) => text.startsWith('Return null instance where expected ComPtr<')).length, 1);
+    for (const name of ['startAndStop', 'applyUpdate']) {
+      assert.deepEqual(await sweep('allocate', operations[name]), [undefined], name);
+    }
+    diagnostics.setLogHandler(null);
+    assert.deepEqual(await idle(), { ...before, handles: before.handles - (withLog ? 1 : 0) });
+  });
+}
+
+test('a component that has no memory for its driver says so', () => {
+  const module = { exports: {} };
+  process.dlopen(module, file);
+  const first = () => module.exports.hardware.capturePointer();
+  assert.equal(failing('allocate', 1, 1, first).error.message, 'Fail to create raw input driver');
+  assert.equal(failing('allocate', 2, 1, first).value, undefined);
+  assert.equal(typeof first(), 'object');
+});
+
+test('a capture that cannot be woken captures nothing, and ends as any other', async () => {
+  const before = await idle();
+  await (async () => {
+    const { value: deaf, calls } = failing('asyncInit', 1, 1, () => hardware.capturePointer());
+    assert.equal(calls, 1);
+    deaf.setMotionEventCallback(() => assert.fail('nobody could be woken'));
+    deaf.startCapturing();
+    await until('the input thread', () => harness.counts().threads === 1);
+    harness.burst(10, 0, 0);
+    deaf.stopCapturing();
+  })();
+  assert.deepEqual(await idle(), before);
+});
+
+test('an environment that cannot be woken by others works', () => {
+  // The first load makes the environment; a worker has one of its own.
+  const { Worker } = require('node:worker_threads');
+  const worker = new Worker(`
+    const { hardware } = require(${JSON.stringify(file)});
+    if (hardware.getButtonState(1) !== true) throw new Error('no answer');
+  `, { eval: true });
+  return new Promise((resolve, reject) => {
+    harness.fail('asyncInit', 1, 1, caller.anyThread);
+    worker.on('error', reject).on('exit', (code) => {
+      harness.fail('asyncInit', 0, 0);
+      assert.equal(code, 0);
+      resolve();
+    });
+  });
+});
+
+test('a capture whose thread cannot be started delivers nothing until it is started again', async () => {
+  capture.setMotionEventCallback(null);
+  const before = await idle();
+  const events = [];
+  capture.setMotionEventCallback((event) => events.push(event));
+  const { error, calls } = failing('threadCreate', 1, 1, () => capture.startCapturing());
+  assert.deepEqual([error, calls], [undefined, 1]);
+  assert.equal(harness.counts().threads, 0);
+  capture.startCapturing();  // "captures" already
+  assert.equal(harness.counts().threads, 0);
+  capture.stopCapturing();
+  capture.startCapturing();
+  harness.burst(3, 0, 0);
+  await until('the records', () => events.length >= 3);
+  capture.stopCapturing();
+  capture.setMotionEventCallback(null);
+  assert.deepEqual(await idle(), before);
+});
+
+test('an update whose thread cannot be started has not run', async () => {
+  const before = await idle();
+  assert.equal(failing('threadCreate', 1, 1, operations.applyUpdate).value, undefined);
+  assert.equal(harness.counts().deployments, 0);
+  assert.deepEqual(await idle(), before);
+});
+
+test('an update that cannot wake script ends unheard, and is waited for', async () => {
+  const reports = [];
+  updater.setErrorHandler((report) => reports.push(report));
+  harness.planDeployments('unheard', false);
+  failing('asyncInit', 1, 1, operations.applyUpdate);
+  harness.planDeployments('heard', false);
+  operations.applyUpdate();
+  await until('the second report', () => reports.length > 0);
+  assert.deepEqual(reports, ['heard']);
+  updater.setErrorHandler(null);
+});
+
+test('script is busy until its queue fills the memory: the newest records are lost, the rest comes in order', {
+  skip: canFailNew ? false : 'built with a sanitizer',
+}, async () => {
+  const seen = [];
+  capture.setMotionEventCallback(({ screenPoint }) => seen.push(screenPoint.x));
+  capture.startCapturing();
+  harness.burst(1000, 0, 0);
+  await until('the first records', () => seen.length === 1000);
+  harness.fail('operatorNew', 1, 1000000000, caller.otherThreads);
+  harness.burst(100000, 1000, 0);
+  const deadline = Date.now() + 60000;
+  while (harness.calls('operatorNew') < 1000 && Date.now() < deadline);  // the input thread finds no memory
+  harness.fail('operatorNew', 0, 0);
+  harness.burst(1, 1000000, 0);
+  await until('the newest record', () => seen.at(-1) === 1000000);
+  assert.ok(seen.length < 101001, 'some were lost');
+  for (let index = 1; index < seen.length; ++index) assert.ok(seen[index] > seen[index - 1], 'in order');
+  capture.stopCapturing();
+  capture.setMotionEventCallback(null);
+});
+
+test('each call of the event log fails: script gets a text of the system, and nothing stays open', () => {
+  const kinds = { openQuery: 0, getQueryProperty: 1, takeRecords: 2, renderXml: 3, allocate: 5 };
+  const answers = {};
+  for (const [name, kind] of Object.entries(kinds)) {
+    answers[name] = [];
+    for (let place = 1; place <= 26; ++place) {
+      harness.planEventLog(12, 100, kind, place, 1234);
+      try {
+        answers[name].push(updater.getUpdateErrors('*').length);
+      } catch (error) {
+        assert.ok(error instanceof Error && error.message.length > 0, `${name} ${place}`);
+        answers[name].push('Error');
+      }
+      assert.ok(harness.isEventLogClosed(), `${name} ${place}`);
+    }
+  }
+  const failures = Object.fromEntries(Object.entries(answers).map(([name, list]) => [name, list.lastIndexOf('Error') + 1]));
+  assert.deepEqual(failures, { openQuery: 1, getQueryProperty: 4, takeRecords: 3, renderXml: 24, allocate: 14 });
+  harness.planEventLog(3, 5);
+  assert.deepEqual(updater.getUpdateErrors('*'), ['xxxxx', 'xxxxx', 'xxxxx']);
+});
+
+// The last test: it takes the components away.
+test('after shutdown and a collection nothing is left', async () => {
+  for (const name of ['setMotionEventCallback', 'setButtonsEventCallback']) capture[name](null);
+  addon.shutdown();
+  await until('the end of the threads', () => harness.counts().threads === 0);
+  const left = await counts();
+  // The capture that this file holds, with its driver, and the environment: its context and what it delivers with.
+  assert.deepEqual(left, { blocks: 2, asyncHandles: 2, threads: 0, handles: 4, deployments: 0 });
+});
