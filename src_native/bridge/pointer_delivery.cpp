@@ -75,7 +75,7 @@ PointerDelivery::Use::~Use() {
 }
 
 PointerDelivery::PointerDelivery(common::js::Environment& environment) : m_isolate(environment.isolate()) {
-    constexpr std::size_t length = kHead + kCapacity * kFields;
+    constexpr std::size_t length = kHead + (kCapacity * kFields);
     const v8::Local<v8::ArrayBuffer> buffer = v8::ArrayBuffer::New(m_isolate, length * sizeof(std::int32_t));
     m_memory = static_cast<std::int32_t*>(buffer->Data());
     m_records.Reset(m_isolate, v8::Int32Array::New(buffer, 0, length));

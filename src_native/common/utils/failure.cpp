@@ -32,7 +32,7 @@ std::unique_ptr<AssertionHandler>& assertionHandler() {
 void setAssertionHandler(std::unique_ptr<AssertionHandler> handler) { assertionHandler().swap(handler); }
 
 void raiseAssertionFailure(const SourceLocation& location, const char* module, const char* expression,
-                           std::string message) {
+                           const std::string& message) {
     if (AssertionHandler* handler = assertionHandler().get()) {
         handler->onAssertionFailure(location, module, expression, message.c_str());
         return;

@@ -93,6 +93,6 @@ void setAssertionHandler(std::unique_ptr<AssertionHandler> handler);
 /// shown as "unknown", because the report has no way to tell modules apart.
 /// Any thread; the box blocks the failing one.
 void raiseAssertionFailure(const SourceLocation& location, const char* module, const char* expression,
-                           std::string message);
+                           const std::string& message);
 
 }  // namespace common

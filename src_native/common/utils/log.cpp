@@ -32,7 +32,7 @@ Slot& slot() {
 
 /// The calls of this thread, innermost first: tells a replacing thread how often it is inside the handler itself.
 struct RunningCall {
-    explicit RunningCall(Installed* installed);
+    explicit RunningCall(Installed* entered);
     ~RunningCall();
     RunningCall(const RunningCall&) = delete;
     RunningCall& operator=(const RunningCall&) = delete;

@@ -44,7 +44,7 @@ public:
     }
     eventlog::Handle operator[](std::size_t index) const { return m_records[index]; }
     void close(std::size_t index) noexcept {
-        if (eventlog::Handle const record = std::exchange(m_records[index], nullptr)) eventlog::close(record);
+        if (void* const record = std::exchange(m_records[index], nullptr)) eventlog::close(record);
     }
 
 private:
@@ -67,7 +67,7 @@ public:
 
     std::wstring_view text() const noexcept {
         const auto* const begin = static_cast<const wchar_t*>(m_block.get());
-        const auto* const end = begin + m_size / sizeof(wchar_t);
+        const auto* const end = begin + (m_size / sizeof(wchar_t));
         return {begin, std::find(begin, end, L'\0')};
     }
 

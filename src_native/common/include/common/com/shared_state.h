@@ -202,7 +202,7 @@ Class* constructInBlock(void* block, ComPtr<Allocator> allocator, Args&&... args
     using Object = ComObject<Class, RC>;
     using State = ComClassSharedState<RC>;
     static_assert(alignof(Object) <= alignof(std::max_align_t), "allocators give no stronger alignment");
-    State* const state =
+    auto* const state =
         ::new (block) State(std::move(allocator), &Object::resolve, &Object::destroy, kBlockSize<Class, RC>);
     try {
         return ::new (state->storage()) Object(std::forward<Args>(args)...);

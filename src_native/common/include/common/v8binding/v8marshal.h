@@ -51,13 +51,13 @@ public:
         if (!function.IsEmpty()) m_funcRef.Reset(isolate, function);
     }
 
-    void operator()(Args... args) override { invoke(std::move(args)...); }
+    void operator()(Args... args) override { invoke(args...); }
 
     /// The script value, for whoever calls it in another way.
     v8::Local<v8::Value> function(v8::Isolate* isolate) const { return m_funcRef.Get(isolate); }
 
     /// An assertion failure when the marshaller was made from an empty handle.
-    void invoke(Args... args) {
+    void invoke(const Args&... args) {
         v8::Isolate* const isolate = v8::Isolate::GetCurrent();
         if (m_funcRef.IsEmpty()) {
             marshal_internal::raiseEmptyHandle(marshal_internal::typeTexts<R, Args...>());
