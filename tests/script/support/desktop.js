@@ -61,6 +61,7 @@ const desktop = {
   },
 
   windows: (predicate = () => true) => addon.windows(0).filter(predicate),
+  click: (button) => addon.postMessage(button, 0x00f5, 0),  // BM_CLICK
   textOf: (window) => addon.windowText(window),
   childrenOf: (window) => addon.windows(window).map((child) => ({ ...child, text: addon.windowText(child.window) })),
 };

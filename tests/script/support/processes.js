@@ -41,6 +41,7 @@ function startScript(script, { executable = process.execPath, prelude = true, en
   return {
     pid: child.pid,
     kill: () => child.kill(),
+    output: () => files.read('out'),
     ended,
     line: (text) => until(`the line "${text}"`, () => {
       if (child.exitCode !== null) throw new Error(`ended with ${child.exitCode}: ${files.read('out')}${files.read('err')}`);
@@ -51,11 +52,13 @@ function startScript(script, { executable = process.execPath, prelude = true, en
 
 const runScript = (script, options) => startScript(script, options).ended;
 
-// Runs a script with this process as its debugger: { exitCode, exceptions, debugStrings, output }.
-async function debugScript(script, { milliseconds = 60000 } = {}) {
+// Runs a script with this process as its debugger: { exitCode, exceptions, debugStrings, output }. The script is ended
+// at the first exception with the code `lastException`.
+async function debugScript(script, { milliseconds = 60000, lastException = 0 } = {}) {
   const files = prepare(script);
   const { addon } = require('./desktop');
-  const seen = await addon.debugRun(`"${process.execPath}" --expose-gc "${files.file}"`, files.path('out'), milliseconds);
+  const command = `"${process.execPath}" --expose-gc "${files.file}"`;
+  const seen = await addon.debugRun(command, files.path('out'), milliseconds, lastException);
   const output = files.read('out');
   if (seen.failure) throw new Error(`${seen.failure}\n${output}`);
   return { ...seen, output };

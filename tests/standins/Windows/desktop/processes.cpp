@@ -25,6 +25,7 @@ struct DebugException {
     bool firstChance;
     std::wstring module;  // where it happened, and how far behind the module's start
     ULONG_PTR offset;
+    std::vector<ULONG_PTR> parameters;
 };
 
 /// Runs a program as its debugger, on a thread of the pool, and notes what a debugger is told.
@@ -123,8 +124,12 @@ void DebugRun::take(const EXCEPTION_DEBUG_INFO& exception) {
     const auto behind = m_modules.upper_bound(address);
     const auto [base, name] =
         behind == m_modules.begin() ? std::pair<const ULONG_PTR, std::wstring>() : *std::prev(behind);
-    m_exceptions.push_back(
-        {exception.ExceptionRecord.ExceptionCode, exception.dwFirstChance != 0, name, address - base});
+    const ULONG_PTR* const parameters = &exception.ExceptionRecord.ExceptionInformation[0];
+    m_exceptions.push_back({exception.ExceptionRecord.ExceptionCode,
+                            exception.dwFirstChance != 0,
+                            name,
+                            address - base,
+                            {parameters, parameters + exception.ExceptionRecord.NumberParameters}});
 }
 
 void DebugRun::addModule(HANDLE file, void* base) {
@@ -140,11 +145,14 @@ napi_value DebugRun::result(napi_env env) const {
     for (const std::string& text : m_debugStrings) strings.push_back(toScript(env, text));
     std::vector<napi_value> exceptions;
     for (const DebugException& exception : m_exceptions) {
+        std::vector<napi_value> parameters;
+        for (const ULONG_PTR parameter : exception.parameters) parameters.push_back(toScript(env, parameter));
         exceptions.push_back(Object(env)
                                  .set("code", exception.code)
                                  .set("firstChance", exception.firstChance)
                                  .set("module", exception.module)
                                  .set("offset", exception.offset)
+                                 .set("parameters", toScript(env, parameters))
                                  .value());
     }
     return Object(env)

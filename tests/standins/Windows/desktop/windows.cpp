@@ -23,10 +23,12 @@ std::wstring className(HWND window) {
 // Also of controls in other processes, whose text GetWindowTextW does not give.
 std::wstring textOf(HWND window) {
     DWORD_PTR length = 0;
-    if (!SendMessageTimeoutW(window, WM_GETTEXTLENGTH, 0, 0, SMTO_ABORTIFHUNG, 2000, &length)) return {};
+    if (!SendMessageTimeoutW(window, WM_GETTEXTLENGTH, 0, 0, SMTO_NORMAL, 10000, &length)) {
+        throwLastError("WM_GETTEXTLENGTH");
+    }
     std::wstring text(length + 1, L'\0');
     DWORD_PTR copied = 0;
-    SendMessageTimeoutW(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()), SMTO_ABORTIFHUNG, 2000,
+    SendMessageTimeoutW(window, WM_GETTEXT, text.size(), reinterpret_cast<LPARAM>(text.data()), SMTO_NORMAL, 10000,
                         &copied);
     text.resize(copied);
     return text;
@@ -43,6 +45,7 @@ napi_value describe(napi_env env, HWND window) {
         .set("visible", IsWindowVisible(window) != FALSE)
         .set("style", static_cast<DWORD>(GetWindowLongW(window, GWL_STYLE)))
         .set("exStyle", static_cast<DWORD>(GetWindowLongW(window, GWL_EXSTYLE)))
+        .set("owner", reinterpret_cast<std::uintptr_t>(GetWindow(window, GW_OWNER)))
         .set("parent", reinterpret_cast<std::uintptr_t>(GetAncestor(window, GA_PARENT)))
         .value();
 }
