@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -27,9 +26,9 @@ constexpr std::array kMethods{
 // The byte 0xE9 becomes the unit 0xFFE9.
 std::wstring widenWithSign(const std::string& text) {
     std::wstring wide(text.size(), L'\0');
-    std::transform(text.begin(), text.end(), wide.begin(), [](char byte) {
-        const std::int16_t unit = static_cast<signed char>(byte);
-        return static_cast<wchar_t>(static_cast<std::uint16_t>(unit));
+    std::ranges::transform(text, wide.begin(), [](char byte) {
+        const unsigned bits = static_cast<unsigned char>(byte);
+        return static_cast<wchar_t>(bits < 0x80 ? bits : bits | 0xFF00);
     });
     return wide;
 }
@@ -96,8 +95,7 @@ void WindowsPackageAutoUpdater::onUpdateSignal(uv_async_t* handle) {
 
 void WindowsPackageAutoUpdater::finish(const Update& ended) {
     const common::ComPtr<Component> alive(this);  // the handler may have the component released
-    const auto found = std::find_if(m_updates.begin(), m_updates.end(),
-                                    [&ended](const auto& update) { return update.get() == &ended; });
+    const auto found = std::ranges::find_if(m_updates, [&ended](const auto& update) { return update.get() == &ended; });
     std::optional<std::string> report = (*found)->waitForReport();
     m_updates.erase(found);
     Environment* const environment = Environment::of(v8::Isolate::GetCurrent());

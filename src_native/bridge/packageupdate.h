@@ -31,7 +31,7 @@ public:
     std::optional<std::string> waitForReport();
 
 private:
-    static void runUpdate(void* update) noexcept;
+    static void runUpdate(void* self) noexcept;
     void join() noexcept;
 
     const std::string m_packageUri;

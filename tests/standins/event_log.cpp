@@ -15,12 +15,10 @@ namespace {
 
 using zeb::eventlog::Handle;
 
-constexpr std::uintptr_t kResults = 0x1000;
-constexpr std::uintptr_t kFirstRecord = 0x2000;
-
-Handle handleOf(std::uintptr_t value) { return reinterpret_cast<Handle>(value); }
-
-std::size_t recordOf(Handle record) { return reinterpret_cast<std::uintptr_t>(record) - kFirstRecord; }
+// A result set's handle is the log's address, a record's that of its text.
+std::size_t indexOf(Handle record) {
+    return static_cast<std::size_t>(static_cast<std::wstring*>(record) - eventLog().records.data());
+}
 
 /// One call: counts it and fails it if it is to fail, else has `work` give an error code.
 template <typename Work>
@@ -43,7 +41,7 @@ std::uint32_t writeProperty(std::uint32_t size, void* buffer, std::uint32_t& use
     const std::vector<std::uint32_t>& statuses = eventLog().channelStatuses;
     using zeb::eventlog::Variant;
     if (eventLog().propertiesNeedNoBuffer) return zeb::eventlog::kSuccess;
-    used = static_cast<std::uint32_t>(sizeof(Variant) + statuses.size() * sizeof(std::uint32_t));
+    used = static_cast<std::uint32_t>(sizeof(Variant) + (statuses.size() * sizeof(std::uint32_t)));
     if (size < used) return zeb::eventlog::kInsufficientBuffer;
     auto* const values = static_cast<std::byte*>(buffer) + sizeof(Variant);
     const Variant variant{values, static_cast<std::uint32_t>(statuses.size()), 0};
@@ -69,7 +67,7 @@ Handle openQuery(const wchar_t* query) noexcept {
     eventLog().query = query;
     Handle opened = nullptr;
     const bool succeeded = perform(EventLogCall::openQuery, [&] {
-        eventLog().open.insert(opened = standins::handleOf(standins::kResults));
+        eventLog().open.insert(opened = &eventLog());
         return kSuccess;
     });
     return succeeded ? opened : nullptr;
@@ -94,7 +92,7 @@ bool takeRecords(Handle, std::uint32_t capacity, Handle* records, std::uint32_t&
             return kNoMoreItems;
         }
         for (std::size_t index = 0; index < count; ++index) {
-            log.open.insert(records[index] = standins::handleOf(standins::kFirstRecord + position++));
+            log.open.insert(records[index] = &log.records[position++]);
         }
         taken = static_cast<std::uint32_t>(count);
         return kSuccess;
@@ -104,7 +102,7 @@ bool takeRecords(Handle, std::uint32_t capacity, Handle* records, std::uint32_t&
 bool renderXml(Handle record, std::uint32_t size, void* buffer, std::uint32_t& used) noexcept {
     return perform(EventLogCall::renderXml, [&] {
         const EventLog& log = eventLog();
-        const std::size_t index = standins::recordOf(record);
+        const std::size_t index = standins::indexOf(record);
         const std::wstring& xml = log.records.at(index);
         const auto bytes = static_cast<std::uint32_t>((xml.size() + 1) * sizeof(wchar_t));
         const auto said = log.renderSizes.find(index);

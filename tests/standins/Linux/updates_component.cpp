@@ -89,7 +89,7 @@ void UpdatesComponent::finish() {
 std::vector<std::wstring> UpdatesComponent::started() {
     const std::vector<std::string> addresses = ::standins::startedDeployments();
     std::vector<std::wstring> result(addresses.size());
-    std::transform(addresses.begin(), addresses.end(), result.begin(), &common::utf8ToUtf16);
+    std::ranges::transform(addresses, result.begin(), &common::utf8ToUtf16);
     return result;
 }
 
