@@ -1,0 +1,21 @@
+// Keeps the module's log in a file, one line per record.
+//
+//   node log-handler.js FILE
+'use strict';
+const fs = require('fs');
+const { diagnostics, hardware, shutdown } = require('zebbridge');
+
+const LEVELS = ['information', 'warning', 'error'];
+const file = fs.openSync(process.argv[2], 'a');
+
+// An exception in here is dropped, so a full disk does not stop the application.
+diagnostics.setLogHandler((message, level) => {
+  fs.writeSync(file, `${new Date().toISOString()} ${LEVELS[level] ?? level}: ${message}\n`);
+});
+
+const capture = hardware.capturePointer();
+capture.startCapturing();
+capture.stopCapturing();
+
+shutdown();  // the last record has been written; the handler is let go
+fs.closeSync(file);

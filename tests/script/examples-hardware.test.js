@@ -1,0 +1,81 @@
+// The examples about the pointer and the log, each in a process of its own, and the script on the first page.
+'use strict';
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const path = require('node:path');
+const test = require('node:test');
+const { startExample, startPiece, runExample } = require('./support/examples');
+const { temporaryFolder } = require('./support/processes');
+const { until } = require('./support/until');
+const desktop = require('./support/desktop');
+const x11 = require('./support/x11');
+
+const { addon, mouse, MOUSE, skip } = desktop;
+
+// The input thread of the example has to be woken under Wine.
+const before = `setImmediate(() => desktop.listening().then(() => console.log('listening')));`;
+
+test.before(async () => {
+  if (skip) return;
+  await desktop.openWindow();
+  await x11.moveTo(500, 400);
+  await until('the pointer is there', () => addon.cursor().x === 500);
+});
+test.after(() => {
+  if (!skip) desktop.closeWindow();
+});
+
+test('pointer-capture.js turns, shoots and ends', { skip }, async () => {
+  const example = startExample('pointer-capture.js', [0.5], { before });
+  await example.line('listening');
+  await x11.move(20, -10);
+  await x11.click(1);
+  await x11.move(-5, 40);
+  await x11.click(1);
+  await x11.click(2);
+  const { status, stdout, stderr } = await example.ended;
+  assert.equal(stderr, '');
+  assert.equal(stdout, 'listening\nshot 1 at 10.0, 5.0\nshot 2 at 7.5, -15.0\n');
+  assert.equal(status, 0);
+});
+
+test('log-handler.js writes the log', async () => {
+  const file = path.join(temporaryFolder(), 'log');
+  const { status, stdout, stderr } = await runExample('log-handler.js', [file]);
+  assert.deepEqual({ status, stdout, stderr }, { status: 0, stdout: '', stderr: '' });
+  const time = '\\d{4}-\\d\\d-\\d\\dT[\\d:.]+Z';
+  assert.match(fs.readFileSync(file, 'utf8'), new RegExp(
+    `^${time} information: Native: capture pointer\n${time} information: Pointer capture released\n$`));
+});
+
+test('button-state.js shows what is held', { skip }, async () => {
+  const example = startExample('button-state.js');
+  await example.line('none');
+  mouse(MOUSE.middleDown);
+  await example.line('middle');
+  mouse(MOUSE.middleUp);
+  mouse(MOUSE.leftDown);
+  await example.line('left');
+  mouse(MOUSE.rightDown);
+  const { status, stdout, stderr } = await example.ended;
+  mouse(MOUSE.leftUp);
+  mouse(MOUSE.rightUp);
+  assert.equal(stderr, '');
+  assert.match(stdout, /^none\nmiddle\n(none\n)?left\nleft right\n$/);
+  assert.equal(status, 0);
+});
+
+test('the script on the first page', { skip }, async () => {
+  const page = fs.readFileSync(path.join(__dirname, '..', '..', 'README.md'), 'utf8');
+  const [, script] = /```js\n([^]*?)```/.exec(page);
+  const example = startPiece(script, { before });
+  await example.line('listening');
+  await x11.move(4, -3);
+  await x11.click(1);
+  const { status, stdout, stderr } = await example.ended;
+  assert.equal(stderr, '');
+  assert.match(stdout, /^log 0: Native: capture pointer$/m);
+  assert.match(stdout, /^moved \{ x: 4, y: -3 \} to \{ x: \d+, y: \d+ \}$/m);
+  assert.match(stdout, /^log 0: Pointer capture released$/m);
+  assert.equal(status, 0);
+});
