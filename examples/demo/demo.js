@@ -14,23 +14,25 @@ const TRANSITIONS = { 1: 'released', 2: 'pressed' };
 const trail = [];
 const transitions = [];
 const travelled = { x: 0, y: 0 };
-let position = { x: 0, y: 0 };
+const start = desktop.addon.cursor();
+
+// By the offsets, which are exact; the cursor may already be further when a report about it is read.
+const position = () => ({ x: start.x + travelled.x, y: start.y + travelled.y });
 
 zebbridge.diagnostics.setLogHandler((text, level) => console.log(`log ${level}: ${text}`));
 
 const capture = zebbridge.hardware.capturePointer();
 
 capture.setMotionEventCallback(({ offset, screenPoint }) => {
-  position = screenPoint;
   travelled.x += offset.x;
   travelled.y += offset.y;
-  trail.push({ ...screenPoint });
+  trail.push(position());
   console.log(`motion  ${String(offset.x).padStart(4)} ${String(offset.y).padStart(4)}   at ${screenPoint.x},${screenPoint.y}`);
 });
 
 capture.setButtonsEventCallback((event) => {
   for (const button of BUTTONS.filter((name) => event[name] !== 0)) {
-    transitions.push({ ...position, button, transition: TRANSITIONS[event[button]] });
+    transitions.push({ ...position(), button, transition: TRANSITIONS[event[button]] });
     console.log(`button  ${button} ${TRANSITIONS[event[button]]}`);
   }
 });
@@ -43,14 +45,14 @@ async function movePointer() {
     const radius = 260 * Math.cos(2 * angle);
     return [Math.round(640 + 1.6 * radius * Math.cos(angle)), Math.round(400 + radius * Math.sin(angle))];
   };
-  const start = await x11.position();
+  const from = await x11.position();
   await x11.moveTo(...at(0));
   for (let step = 1; step <= steps; step++) {
     await x11.moveTo(...at(step));
     if (step % 24 === 12) await x11.click(1 + (step - 12) / 24);
   }
   const [x, y] = at(steps);
-  return { x: x - start.x, y: y - start.y };
+  return { x: x - from.x, y: y - from.y };
 }
 
 (async () => {
