@@ -1,7 +1,10 @@
 #include "bridge/diagnostics_component.h"
 
 #include <array>
+#include <list>
+#include <memory>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "common/utils/failure_services.h"
@@ -18,30 +21,59 @@ using common::js::Environment;
 
 namespace {
 
-/// The script function together with the isolate that it belongs to. The log may drop its handler on the thread of
-/// another isolate; the function's handle is given back on its own thread all the same.
+using LogCallback = DiagnosticsComponent::LogCallback;
+
+/// The script functions of one environment that the log may call. Theirs is its thread and its end, whichever thread
+/// takes the handler that calls them out of the log.
+class LogCallbacks final : public common::js::Attachment {
+public:
+    explicit LogCallbacks(Environment&) {}
+
+    LogCallback* add(std::unique_ptr<LogCallback> callback) {
+        m_callbacks.push_back(std::move(callback));
+        return m_callbacks.back().get();
+    }
+    /// On the environment's thread.
+    static void drop(v8::Isolate* isolate, const LogCallback* callback) {
+        Environment* const environment = Environment::of(isolate);
+        if (environment == nullptr) return;  // which has dropped them all
+        environment->attachment<LogCallbacks>()->m_callbacks.remove_if(
+            [callback](const auto& kept) { return kept.get() == callback; });
+    }
+
+private:
+    std::list<std::unique_ptr<LogCallback>> m_callbacks;
+};
+
+/// The right to call a script function, for the log's handler. Ends on any thread.
 class ScriptLogCallback {
 public:
-    ScriptLogCallback(v8::Isolate* isolate, std::unique_ptr<DiagnosticsComponent::LogCallback> callback)
-        : m_isolate(isolate), m_callback(std::move(callback)) {}
-    ScriptLogCallback(ScriptLogCallback&&) = default;
+    ScriptLogCallback(Environment& environment, std::unique_ptr<LogCallback> callback)
+        : m_isolate(environment.isolate()),
+          m_callback(callback ? environment.attachment<LogCallbacks>()->add(std::move(callback)) : nullptr) {}
+    ScriptLogCallback(ScriptLogCallback&& other) noexcept
+        : m_isolate(other.m_isolate), m_callback(std::exchange(other.m_callback, nullptr)) {}
     ScriptLogCallback& operator=(ScriptLogCallback&&) = delete;
     ~ScriptLogCallback() {
-        if (!m_callback || v8::Isolate::TryGetCurrent() == m_isolate) return;
-        // After the end of its isolate the handle is gone with it, and so must not be touched.
-        DiagnosticsComponent::LogCallback* const callback = m_callback.release();
-        Environment::post(m_isolate, [callback] { delete callback; });
+        if (m_callback == nullptr) return;
+        if (v8::Isolate::TryGetCurrent() == m_isolate) {
+            LogCallbacks::drop(m_isolate, m_callback);
+        } else {
+            Environment::post(m_isolate,
+                              [isolate = m_isolate, callback = m_callback] { LogCallbacks::drop(isolate, callback); });
+        }
     }
 
     void operator()(Log::Level level, const char* message) const {
         v8::Isolate* const isolate = v8::Isolate::TryGetCurrent();
         if (isolate == nullptr || isolate != m_isolate || !isolate->InContext()) return;
-        if (m_callback) (*m_callback)(std::string(message), static_cast<int>(level));
+        if (m_callback == nullptr || Environment::of(isolate) == nullptr) return;
+        (*m_callback)(std::string(message), static_cast<int>(level));
     }
 
 private:
     v8::Isolate* m_isolate;
-    std::unique_ptr<DiagnosticsComponent::LogCallback> m_callback;
+    LogCallback* m_callback;
 };
 
 void writeToDebugger(const char* message) {
@@ -65,8 +97,10 @@ DiagnosticsComponent::DiagnosticsComponent(v8::Isolate* isolate, v8::Local<v8::O
 DiagnosticsComponent::~DiagnosticsComponent() { Log::setHandler(nullptr); }
 
 void DiagnosticsComponent::setLogHandler(std::unique_ptr<LogCallback> callback) {
+    Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
+    if (environment == nullptr) return;
     Log::setHandler(
-        common::makeFunctor<Log::Handler>([script = ScriptLogCallback(v8::Isolate::GetCurrent(), std::move(callback))](
+        common::makeFunctor<Log::Handler>([script = ScriptLogCallback(*environment, std::move(callback))](
                                               Log::Level level, const LogContext&, const char* message) noexcept {
             try {
                 writeToDebugger(message);
