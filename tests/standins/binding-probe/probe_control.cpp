@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -294,6 +295,21 @@ private:
     std::int64_t m_left;
 };
 
+/// Fills what it gets back and never gives it out again, so that whoever still uses it fails.
+class PoisoningAllocator : public common::Allocator {
+public:
+    using Interfaces = common::TypeList<common::Allocator>;
+
+    void* reallocate(void* block, std::size_t size) noexcept override { return std::realloc(block, size); }
+    void deallocate(void* block, const common::BlockDescriptor& descriptor) noexcept override {
+        std::memset(block, 0xdd, descriptor.size);
+    }
+};
+
+void poisonFreed(const FunctionCallbackInfo<Value>&) {
+    common::setCurrentAllocator(common::makeInstance<PoisoningAllocator, common::ConcurrentRC>());
+}
+
 void limitAllocations(const FunctionCallbackInfo<Value>& info) {
     common::setCurrentAllocator({});  // or the new one would come out of the old one's memory
     common::setCurrentAllocator(common::makeInstance<LimitedAllocator, common::ConcurrentRC>(numberArgument(info, 0)));
@@ -322,6 +338,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "makeRefused", &makeRefused);
     NODE_SET_METHOD(control, "makeTooLong", &makeTooLong);
     NODE_SET_METHOD(control, "callEmptyMarshallers", &callEmptyMarshallers);
+    NODE_SET_METHOD(control, "poisonFreed", &poisonFreed);
     NODE_SET_METHOD(control, "limitAllocations", &limitAllocations);
     NODE_SET_METHOD(control, "refuseInstances", &refuseAllInstances);
     NODE_SET_METHOD(control, "unlimitAllocations", &unlimitAllocations);
