@@ -11,6 +11,10 @@ function takeEnds() {
   return control.wrappedEnds();
 }
 
+// Types as each platform's compiler spells them.
+const struct = (name) => (process.platform === 'win32' ? `struct ${name}` : name);
+const WRAPPED = struct('probe::Wrapped');
+
 const FILE = 'src_native/common/include/common/v8binding/v8binding';
 const MARSHAL = 'src_native/common/include/common/v8binding/v8marshal';
 const UTILS = 'src_native/common/include/common/v8binding/v8utils';
@@ -215,7 +219,7 @@ test('a marshaller without a function is an assertion failure that names it', ()
   control.callEmptyMarshallers();
   const text = 'class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> >';
   assert.deepEqual(control.takeAssertions(),
-    ['void,struct zeb::ButtonsEventData', 'void,struct zeb::MotionEventData', `void,${text},int`, `void,${text} `]
+    [`void,${struct('zeb::ButtonsEventData')}`, `void,${struct('zeb::MotionEventData')}`, `void,${text},int`, `void,${text} `]
       .map((types) => `common::js::FunctionMarshaller<${types}>::invoke|${MARSHAL}|170|null|!m_funcRef.IsEmpty()|` +
         'Underlying js object handle is empty'));
 });
@@ -243,7 +247,7 @@ test('an empty native object gives undefined and one record', () => {
     control.takeLog();
     assert.equal(probe.wrapped(kind), undefined);
     assert.deepEqual(control.takeLog(),
-      [`2|common::js::toValue|${FILE}|293|Return null instance where expected ComPtr<struct probe::Wrapped>`]);
+      [`2|common::js::toValue|${FILE}|293|Return null instance where expected ComPtr<${WRAPPED}>`]);
   }
 });
 
@@ -258,7 +262,7 @@ test('a wrapper that the engine does not make: undefined, one record, the object
     control.refuseInstances(false);
   }
   assert.deepEqual(control.takeLog(), [`2|common::js::toValue|${FILE}|321|` +
-    'Fail to create object-wrapper for types instance:  ComPtr<struct probe::Wrapped>']);
+    `Fail to create object-wrapper for types instance:  ComPtr<${WRAPPED}>`]);
   assert.deepEqual(control.wrappedEnds(), ['destroy outside']);
 });
 
@@ -297,7 +301,7 @@ test('without V8WeakReferenceHolder: one record, and the object outlives its wra
   control.takeLog();
   takeEnds();
   assert.equal(probe.wrapped(2).value(), 2);
-  assert.deepEqual(control.takeLog(), [`2|common::js::toValue|${FILE}|315|(struct probe::Wrapped) does not expose ` +
+  assert.deepEqual(control.takeLog(), [`2|common::js::toValue|${FILE}|315|(${WRAPPED}) does not expose ` +
     'js::V8WeakReferenceHolder api, so underlying native object will never been destroyed']);
   assert.deepEqual(takeEnds(), []);
 });
