@@ -63,7 +63,10 @@ for (const withLog of [false, true]) {
       const before = await idle();
       const answers = await sweep('operatorNew', operation);
       const healthy = answers.pop();
-      for (const answer of answers) assert.ok([OUT_OF_MEMORY, healthy].includes(answer), `${name}: ${answer}`);
+      // A message may come cut off, for streams swallow the want of memory.
+      for (const answer of answers) {
+        assert.ok(answer === OUT_OF_MEMORY || answer === healthy || healthy.startsWith(answer), `${name}: ${answer}`);
+      }
       if (!/Handler|Callback/.test(name)) assert.deepEqual(await idle(), before, name);
     }
     diagnostics.setLogHandler(null);
@@ -163,6 +166,7 @@ test('an update that cannot wake script ends unheard, and is waited for', async 
 test('script is busy until its queue fills the memory: the newest records are lost, the rest comes in order', {
   skip: canFailNew ? false : 'built with a sanitizer',
 }, async () => {
+  await idle();
   const seen = [];
   capture.setMotionEventCallback(({ screenPoint }) => seen.push(screenPoint.x));
   capture.startCapturing();

@@ -1,0 +1,209 @@
+// Many records, starts and objects through the real capture object, fed by a worker thread at full speed: everything
+// arrives exactly once and in order, and nothing grows. ZEB_STRESS makes it that many times longer; see ./zeb soak.
+'use strict';
+const assert = require('node:assert/strict');
+const test = require('node:test');
+const { addon, harness, counts, until, turn } = require('../script/support/harness');
+const progress = require('./support/progress');
+
+const { hardware } = addon;
+const scale = Number(process.env.ZEB_STRESS || 1);
+const RECORDS = 200_000 * scale;
+const STARTS = 1_000 * scale;
+const OBJECTS = 1_000 * scale;
+const HOUR = { timeout: 3_600_000 };
+const MEGABYTE = 2 ** 20;
+
+// The collection of any capture object ends the capture that runs: those of the test before go first.
+test.beforeEach(() => counts());
+
+const residentMegabytes = () => process.memoryUsage().rss / MEGABYTE;
+
+// A callback is held until it is replaced: one that refers to its capture object would keep it for good.
+function finish(capture) {
+  capture.stopCapturing();
+  capture.setMotionEventCallback(null);
+  capture.setButtonsEventCallback(null);
+}
+
+// Keeps the input thread busy with records that number themselves, a few bursts ahead of script.
+function feeder(total, burst = 20_000) {
+  let fed = 0;
+  return {
+    feed(seen) {
+      while (fed < total && fed - seen < 3 * burst) {
+        const count = Math.min(burst, total - fed);
+        harness.burst(count, fed, 1);  // each presses a button
+        fed += count;
+      }
+    },
+  };
+}
+
+test(`${RECORDS} records, each with two events`, HOUR, async () => {
+  const capture = hardware.capturePointer();
+  const report = progress('records', RECORDS);
+  const { feed } = feeder(RECORDS);
+  let events = 0;
+  let wrong = 0;
+  capture.setMotionEventCallback(({ offset, screenPoint }) => {
+    if (events !== screenPoint.x * 2 || screenPoint.y !== screenPoint.x + 1 || offset.x !== 1 || offset.y !== -1) ++wrong;
+    ++events;
+  });
+  capture.setButtonsEventCallback(({ left, middle, right }) => {
+    if (events % 2 !== 1 || left !== 2 || middle !== 0 || right !== 0) ++wrong;
+    ++events;
+  });
+  capture.startCapturing();
+  let early = 0;
+  while (events < 2 * RECORDS) {
+    const seen = Math.floor(events / 2);
+    if (early === 0 && seen > RECORDS / 4) early = residentMegabytes();
+    feed(seen);
+    report(seen);
+    await turn(1);
+  }
+  const late = residentMegabytes();
+  finish(capture);
+  await turn(50);
+  assert.deepEqual({ events, wrong }, { events: 2 * RECORDS, wrong: 0 });
+  assert.ok(late - early < 64, `${early.toFixed()} MB became ${late.toFixed()} MB`);
+});
+
+test(`${STARTS} starts, each with a stop at once`, HOUR, async () => {
+  const capture = hardware.capturePointer();
+  const report = progress('starts', STARTS);
+  const before = await counts();
+  for (let index = 0; index < STARTS; ++index) {
+    capture.startCapturing();
+    capture.stopCapturing();
+    if (index % 256 === 0) {
+      report(index);
+      await turn(0);
+    }
+  }
+  assert.deepEqual(await counts(), before);
+  capture.stopCapturing();
+});
+
+test(`${OBJECTS} capture objects, made and collected`, HOUR, async () => {
+  const report = progress('objects', OBJECTS);
+  const before = await counts();
+  const make = (index) => {  // in a frame of its own, for a frame keeps what it has seen
+    const capture = hardware.capturePointer();
+    capture.setMotionEventCallback(() => {});
+    if (index % 3 === 0) capture.startCapturing();
+  };
+  for (let index = 0; index < OBJECTS; ++index) {
+    make(index);
+    if (index % 256 === 0) {
+      report(index);
+      await turn(0);
+    }
+  }
+  assert.deepEqual(await counts(), before);
+});
+
+// What a callback may do while records keep coming. (Losing another capture object to a collection is not among it, for
+// that ends the capture.)
+const disturbances = {
+  'replaces itself': (capture, handlers) => {
+    capture.setMotionEventCallback(handlers.motion.bind(null));
+    capture.setButtonsEventCallback(handlers.buttons.bind(null));
+  },
+  'clears and sets itself': (capture, handlers) => {
+    capture.setMotionEventCallback(null);
+    capture.setMotionEventCallback(handlers.motion);
+  },
+  'throws': () => {
+    throw new Error('dropped');
+  },
+  'throws something else': () => {
+    throw Symbol('dropped');
+  },
+  'exhausts the stack': function exhaust() {
+    exhaust();
+  },
+  'forces a collection': () => global.gc(),
+  'starts again': (capture) => capture.startCapturing(),
+  'runs the event loop': () => harness.turnLoop(),
+  'asks for a button': () => hardware.getButtonState(1),
+  'logs': () => harness.writeLog(0, 'from inside a callback'),
+};
+
+for (const [name, disturb] of Object.entries(disturbances)) {
+  const records = (name === 'forces a collection' ? 2_000 : 20_000) * Math.min(scale, 10);
+  test(`a callback ${name} while records keep coming`, HOUR, async () => {
+    const capture = hardware.capturePointer();
+    const { feed } = feeder(records, 1_000);
+    let events = 0;
+    let wrong = 0;
+    let disturbed = 0;
+    const heard = (place) => {
+      if (events++ !== place) ++wrong;
+      if (place % 97 === 0) {
+        ++disturbed;
+        disturb(capture, handlers);
+      }
+    };
+    let number = 0;
+    const handlers = {
+      motion: ({ screenPoint }) => heard((number = screenPoint.x) * 2),
+      buttons: () => heard(number * 2 + 1),
+    };
+    capture.setMotionEventCallback(handlers.motion);
+    capture.setButtonsEventCallback(handlers.buttons);
+    capture.startCapturing();
+    while (events < 2 * records) {
+      feed(Math.floor(events / 2));
+      await turn(1);
+    }
+    finish(capture);
+    assert.deepEqual({ events, wrong }, { events: 2 * records, wrong: 0 });
+    assert.ok(disturbed > records / 50, `disturbed ${disturbed} times`);
+  });
+}
+
+test('a callback stops the capture, and what was read before still comes', HOUR, async () => {
+  const capture = hardware.capturePointer();
+  const seen = [];
+  let stoppedAt = -1;
+  capture.setMotionEventCallback(({ screenPoint }) => {
+    seen.push(screenPoint.x);
+    if (stoppedAt < 0 && seen.length === 100) {
+      capture.stopCapturing();
+      stoppedAt = seen.length;
+    }
+  });
+  for (let round = 0; round < 20 * Math.min(scale, 100); ++round) {
+    seen.length = 0;
+    stoppedAt = -1;
+    capture.startCapturing();
+    harness.burst(5_000, 0, 0);
+    await until('the stop', () => stoppedAt > 0);
+    await until('the end of the thread', () => harness.counts().threads === 0);
+    await turn(2);
+    const count = seen.length;
+    assert.ok(count >= 100);
+    for (let index = 0; index < count; ++index) assert.equal(seen[index], index);
+    await turn(2);
+    assert.equal(seen.length, count, 'nothing after the stop');
+  }
+  finish(capture);
+});
+
+// The last test: it takes the components away.
+test('a callback calls shutdown while records keep coming', HOUR, async () => {
+  const capture = hardware.capturePointer();
+  let events = 0;
+  capture.setMotionEventCallback(() => {
+    if (++events === 1_000) addon.shutdown();
+  });
+  capture.startCapturing();
+  harness.burst(10_000, 0, 0);
+  await until('the rest', () => events === 10_000);
+  assert.throws(() => hardware.getButtonState(0), { message: 'Illegal invocation: shutdown() has released this object' });
+  finish(capture);
+  // This capture object and its driver; the environment's context, what it delivers with, and the object's own handle.
+  assert.deepEqual(await counts(), { blocks: 2, asyncHandles: 2, threads: 0, handles: 4, deployments: 0 });
+});

@@ -1,0 +1,13 @@
+// Tells how far a long run is, at most every few seconds: progress(what, total) gives a function of what is done.
+'use strict';
+
+const quiet = !process.env.ZEB_STRESS;
+
+module.exports = function progress(what, total) {
+  let told = Date.now();
+  return (done) => {
+    if (quiet || Date.now() - told < 10_000) return;
+    told = Date.now();
+    console.log(`   ${done} of ${total} ${what}, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
+  };
+};
