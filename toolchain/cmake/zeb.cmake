@@ -68,6 +68,7 @@ if(ZEB_MSVC)
 else()
   # ccache passes the checkout's files relative to the build folder: both ways, objects must not tell where that is.
   file(RELATIVE_PATH _checkout ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+  string(REGEX REPLACE "/$" "" _checkout "${_checkout}")  # there is one where the build folder lies in the checkout
   target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wcast-align -Wundef -Wextra-semi -Wformat=2
     -Wimplicit-fallthrough -Woverloaded-virtual -Wthread-safety -Wthread-safety-beta -Werror
