@@ -203,10 +203,17 @@ napi_value threadCount(const Arguments& arguments) {
     return toScript(arguments.env(), count);
 }
 
+napi_value moduleLoaded(const Arguments& arguments) {
+    return toScript(arguments.env(), GetModuleHandleW(arguments.wideText(0).c_str()) != nullptr);
+}
+
 }  // namespace
 
 std::vector<NamedFunction> processFunctions() {
-    return {{"debugRun", &DebugRun::start}, {"handleCount", &handleCount}, {"threadCount", &threadCount}};
+    return {{"debugRun", &DebugRun::start},
+            {"handleCount", &handleCount},
+            {"threadCount", &threadCount},
+            {"moduleLoaded", &moduleLoaded}};
 }
 
 }  // namespace desktop
