@@ -20,6 +20,8 @@ std::size_t indexOf(Handle record) {
     return static_cast<std::size_t>(static_cast<std::wstring*>(record) - eventLog().records.data());
 }
 
+std::size_t g_position = 0;  // of the record that the open query gives next
+
 /// One call: counts it and fails it if it is to fail, else has `work` give an error code.
 template <typename Work>
 bool perform(EventLogCall call, Work work) {
@@ -65,6 +67,7 @@ std::uint32_t lastError() noexcept { return eventLog().lastError; }
 
 Handle openQuery(const wchar_t* query) noexcept {
     eventLog().query = query;
+    standins::g_position = 0;
     Handle opened = nullptr;
     const bool succeeded = perform(EventLogCall::openQuery, [&] {
         eventLog().open.insert(opened = &eventLog());
@@ -82,7 +85,7 @@ bool takeRecords(Handle, std::uint32_t capacity, Handle* records, std::uint32_t&
     EventLog& log = eventLog();
     log.capacities.push_back(capacity);
     return perform(EventLogCall::takeRecords, [&]() -> std::uint32_t {
-        static std::size_t position = 0;
+        std::size_t& position = standins::g_position;
         if (log.calls[EventLogCall::takeRecords] == 1) position = 0;
         std::size_t count = std::min<std::size_t>(capacity, log.records.size() - position);
         if (!log.batches.empty()) {
