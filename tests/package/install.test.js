@@ -35,7 +35,7 @@ describe('an application that depends on the package', () => {
         for (const name of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'README.md', 'docs/threads.md']) {
             assert.ok(files.includes(name), name);
         }
-        assert.deepStrictEqual(files.filter((name) => /\.(pdb|cpp|h)$|src_native|toolchain/.test(name)), []);
+        assert.deepStrictEqual(files.filter((name) => /\.(pdb|cpp|h)$|^(src_native|tests|toolchain)|^examples.demo/.test(name)), []);
         const { dependencies, scripts } = JSON.parse(fs.readFileSync(path.join(installed, 'package.json'), 'utf8'));
         assert.strictEqual(dependencies, undefined);
         assert.ok(!['preinstall', 'install', 'postinstall'].some((name) => name in scripts));
