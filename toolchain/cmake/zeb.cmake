@@ -49,9 +49,15 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # Objects are shared by all build folders and, because paths below the checkout count as relative, by all checkouts.
 find_program(ZEB_CCACHE ccache)
 if(ZEB_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT ZEB_MSVC)
-  set(_launcher env CCACHE_DIR=${ZEB_CACHE}/ccache CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${ZEB_CCACHE})
-  set(CMAKE_C_COMPILER_LAUNCHER ${_launcher})
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${_launcher})
+  set(_launcher env CCACHE_DIR=${ZEB_CACHE}/ccache CCACHE_NOHASHDIR=1)
+  if(ZEB_CROSS)
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR}/checkout SYMBOLIC)
+    list(PREPEND _launcher ${ZEB_TOOLCHAIN_DIR}/cmake/compile ${PROJECT_SOURCE_DIR})
+  else()
+    list(APPEND _launcher CCACHE_BASEDIR=${PROJECT_SOURCE_DIR})
+  endif()
+  set(CMAKE_C_COMPILER_LAUNCHER ${_launcher} ${ZEB_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${_launcher} ${ZEB_CCACHE})
 endif()
 
 find_package(Threads REQUIRED)
@@ -66,9 +72,13 @@ if(ZEB_MSVC)
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>>)
   target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
 else()
-  # ccache passes the checkout's files relative to the build folder: both ways, objects must not tell where that is.
-  file(RELATIVE_PATH _checkout ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
-  string(REGEX REPLACE "/$" "" _checkout "${_checkout}")  # there is one where the build folder lies in the checkout
+  # Objects must not tell where the checkout is, by whichever name the compiler gets its files.
+  if(ZEB_CROSS)
+    set(_checkout checkout)
+  else()
+    file(RELATIVE_PATH _checkout ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+    string(REGEX REPLACE "/$" "" _checkout "${_checkout}")  # there is one where the build folder lies in the checkout
+  endif()
   target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wcast-align -Wundef -Wextra-semi -Wformat=2
     -Wimplicit-fallthrough -Woverloaded-virtual -Wthread-safety -Wthread-safety-beta -Werror
