@@ -27,7 +27,10 @@ int joinCalls() { return g_joinCalls; }
 static_assert(sizeof(uv_thread_t) == sizeof(std::thread*));
 
 extern "C" int uv_thread_create(uv_thread_t* handle, uv_thread_cb entry, void* argument) {
-    if (standins::g_failCreation) return UV_EAGAIN;
+    if (standins::g_failCreation) {
+        *handle = reinterpret_cast<uv_thread_t>(&standins::g_failCreation);  // some platforms leave a value behind
+        return UV_EAGAIN;
+    }
     ++standins::g_unjoined;
     *handle = reinterpret_cast<uv_thread_t>(new std::thread(entry, argument));
     return 0;
