@@ -48,7 +48,8 @@ function calls() {
     name, { ns: median(times), ratio: median(times.map((time, round) => time / floor[round])) }]));
 }
 
-// ---- one stream: `total` records in batches, each batch asked for when the one before has arrived -------------------
+// ---- one stream: `total` records in batches. Asking returns when the worker has handed the batch over, so the event loop
+// finds it waiting: no thread sleeps, and none has to be woken --------------------------------------------------------
 
 let checksum = 0;
 const touch = (record) => {

@@ -69,9 +69,9 @@ ${callsTable()}
 
 ## Events
 
-One record \`{ offset: { x, y }, screenPoint: { x, y } }\` from a worker thread to a script callback, in nanoseconds. Each
-batch is asked for when the one before has arrived, so small batches mostly show how long the two threads take to wake
-each other. "obvious" makes the objects property by property in the wake-up's callback; "thread-safe function" is one
+One record \`{ offset: { x, y }, screenPoint: { x, y } }\` from a worker thread to a script callback, in nanoseconds,
+the worker's side included. The event loop finds each batch waiting: what the system takes to wake a sleeping thread is
+the same for all and left out; the latency below has it. "obvious" makes the objects property by property in the wake-up's callback; "thread-safe function" is one
 queued call per record; "pure script" builds the record and calls the function without any native code.
 
 ${runs.map((run) => `**${run.title}** (${run.node}, ${fixed(run.records, 0)} records)\n\n${eventsTable(run)}`).join('\n\n')}
