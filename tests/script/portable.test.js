@@ -191,13 +191,13 @@ captureTest('promises that a callback settles go on when the events are delivere
 test('captures are collected, also while their events are delivered', async () => {
   for (let round = 0; round < 20; ++round) {
     let calls = 0;
-    (() => {
-      const capture = hardware.capturePointer();
-      capture.setMotionEventCallback(() => {
-        if (++calls === 5) collect();
-      });
-      capture.startCapturing();
-    })();
+    let capture = hardware.capturePointer();
+    capture.setMotionEventCallback(() => {
+      if (++calls !== 5) return;
+      capture = null;  // not earlier: any collection would end it
+      collect();
+    });
+    capture.startCapturing();
     input.burst(50, 0, 0);
     await until('calls', () => calls >= 5);
     await turn(0);
