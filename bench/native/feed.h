@@ -6,9 +6,9 @@
 
 namespace zeb::bench {
 
-/// How script asks a worker thread for records: the same for every contender. Both sides spin while they wait, and script
-/// goes on when the worker has handed all records over: the time that the system takes to wake a sleeping thread or
-/// event loop would drown what is measured.
+/// How script asks a worker thread for records: the same for every contender. Both sides spin while they wait, and
+/// script goes on when the worker has handed all records over: the time that the system takes to wake a sleeping thread
+/// or event loop would drown what is measured.
 class Feed {
 public:
     /// Returns when the worker has handed over `count` records.

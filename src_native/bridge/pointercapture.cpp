@@ -39,7 +39,7 @@ private:
 bool isMotion(const MotionEventData& motion) { return motion.offset.x != 0 || motion.offset.y != 0; }
 
 // A capture keeps the memory of its queue from drain to drain, but not that of a burst while script was busy.
-constexpr std::size_t kKeptRecords = 16 * 1024;
+constexpr std::size_t kKeptRecords = std::size_t{16} * 1024;
 
 template <typename... Args>
 v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,

@@ -16,17 +16,17 @@ bool g_refuseStrings = false;
 
 }  // namespace
 
-v8::MaybeLocal<v8::Object> engineNewInstance(v8::ObjectTemplate* self, v8::Local<v8::Context> context)
-    __asm__("__real_" NEW_INSTANCE);
-v8::MaybeLocal<v8::String> engineNewFromUtf8(v8::Isolate* isolate, const char* text, v8::NewStringType type, int length)
-    __asm__("__real_" NEW_FROM_UTF8);
+v8::MaybeLocal<v8::Object> engineNewInstance(v8::ObjectTemplate* self,
+                                             v8::Local<v8::Context> context) __asm__("__real_" NEW_INSTANCE);
+v8::MaybeLocal<v8::String> engineNewFromUtf8(v8::Isolate* isolate, const char* text, v8::NewStringType type,
+                                             int length) __asm__("__real_" NEW_FROM_UTF8);
 v8::MaybeLocal<v8::String> engineNewFromTwoByte(v8::Isolate* isolate, const std::uint16_t* text, v8::NewStringType type,
                                                 int length) __asm__("__real_" NEW_FROM_TWO_BYTE);
 
-v8::MaybeLocal<v8::Object> newInstance(v8::ObjectTemplate* self, v8::Local<v8::Context> context)
-    __asm__("__wrap_" NEW_INSTANCE);
-v8::MaybeLocal<v8::String> newFromUtf8(v8::Isolate* isolate, const char* text, v8::NewStringType type, int length)
-    __asm__("__wrap_" NEW_FROM_UTF8);
+v8::MaybeLocal<v8::Object> newInstance(v8::ObjectTemplate* self,
+                                       v8::Local<v8::Context> context) __asm__("__wrap_" NEW_INSTANCE);
+v8::MaybeLocal<v8::String> newFromUtf8(v8::Isolate* isolate, const char* text, v8::NewStringType type,
+                                       int length) __asm__("__wrap_" NEW_FROM_UTF8);
 v8::MaybeLocal<v8::String> newFromTwoByte(v8::Isolate* isolate, const std::uint16_t* text, v8::NewStringType type,
                                           int length) __asm__("__wrap_" NEW_FROM_TWO_BYTE);
 
