@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -295,14 +294,18 @@ private:
     std::int64_t m_left;
 };
 
-/// Fills what it gets back and never gives it out again, so that whoever still uses it fails.
+/// Fills what it gets back and never gives it out again, so that whoever still uses it fails: no word is an address,
+/// and each is far above the one before, so that what was empty is not.
 class PoisoningAllocator : public common::Allocator {
 public:
     using Interfaces = common::TypeList<common::Allocator>;
 
     void* reallocate(void* block, std::size_t size) noexcept override { return std::realloc(block, size); }
     void deallocate(void* block, const common::BlockDescriptor& descriptor) noexcept override {
-        std::memset(block, 0xdd, descriptor.size);
+        auto* const words = static_cast<std::uint64_t*>(block);
+        for (std::size_t index = 0; index < descriptor.size / sizeof(std::uint64_t); ++index) {
+            words[index] = 0xdd00'0000'0000'0000u + (std::uint64_t{index} << 32);
+        }
     }
 };
 
