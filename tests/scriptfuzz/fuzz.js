@@ -1,0 +1,292 @@
+// Calls every export and method of an add-on in every way that script can: node --expose-gc fuzz.js FILE SEED CALLS.
+// Each call has to answer, with a value or with an exception. The deliberate ends of the process are left out: the
+// crash emitter, and addresses for the real updater and launcher.
+//
+// The same seed makes the same choices; what other threads do meanwhile is theirs.
+'use strict';
+const path = require('node:path');
+const { Random } = require('./support/random');
+const { makeValues } = require('./support/values');
+
+const DEADLY = new Set(['emitStackOverflow', 'emitAccessViolation', 'openExternalIgnoringAppLinking', 'applyUpdate']);
+const MAX_DEPTH = 4;
+const MAX_CAPTURES = 40;
+
+class Fuzzer {
+  constructor(file, seed) {
+    this.file = file;
+    this.random = new Random(seed);
+    this.depth = 0;
+    this.tally = { calls: 0, values: 0, errors: 0, events: 0, loads: 0 };
+    this.captures = [];
+    this.loaded = [];
+    this.methods = [];
+    this.load({});
+    // The stand-in platform takes every address; the real one ends the process for those that are none.
+    this.harness = this.loaded[0].harness;
+    if (this.harness) {
+      DEADLY.delete('applyUpdate');
+      this.methods.length = 0;
+      this.learn(this.loaded[0]);
+    }
+    this.values = makeValues(this.random, (args) => this.inside(args), () => this.objects());
+  }
+
+  load(exports) {
+    const module = { exports };
+    process.dlopen(module, this.file);
+    ++this.tally.loads;
+    this.loaded.push(module.exports);
+    if (this.loaded.length > 6) this.loaded.shift();
+    this.learn(module.exports);
+  }
+
+  learn(exports) {
+    for (const name of ['diagnostics', 'hardware', 'windows', 'msix_auto_updater']) this.learnMethods(exports[name]);
+    if (this.methods.length > 200) this.methods.splice(0, 100);
+  }
+
+  learnMethods(object) {
+    for (const [name, method] of Object.entries(object ?? {})) {
+      if (typeof method === 'function' && !DEADLY.has(name)) this.methods.push({ object, method });
+    }
+  }
+
+  objects() {
+    const exports = this.random.of(this.loaded);
+    return [exports, exports.hardware, exports.diagnostics, exports.crash_emitter, exports.msix_auto_updater,
+      exports.windows, exports.shutdown, ...this.captures.slice(-5)];
+  }
+
+  // What runs when the module calls script, be it a callback, a getter or a trap.
+  inside(args) {
+    ++this.tally.events;
+    if (this.depth >= MAX_DEPTH) return this.random.below(3);
+    if (this.random.chance(40)) this.step();
+    if (this.random.chance(10)) throw new Error('from inside');
+    return this.random.chance(50) ? this.random.below(5) : args;
+  }
+
+  attempt(work) {
+    ++this.tally.calls;
+    ++this.depth;
+    try {
+      const value = work();
+      ++this.tally.values;
+      return value;
+    } catch {
+      ++this.tally.errors;
+      return undefined;
+    } finally {
+      --this.depth;
+    }
+  }
+
+  keep(result) {
+    if (typeof result !== 'object' || result === null) return;
+    try {
+      if (typeof result.startCapturing !== 'function' || this.captures.includes(result)) return;
+    } catch {
+      return;
+    }
+    this.captures.push(result);
+    if (this.captures.length > MAX_CAPTURES) this.captures.splice(0, this.random.below(MAX_CAPTURES));
+  }
+
+  randomMethod() {
+    if (this.random.chance(40) && this.captures.length > 0) {
+      const capture = this.random.of(this.captures);
+      const found = Object.getOwnPropertyDescriptors(capture);
+      const { value: method } = this.random.of(Object.values(found)) ?? {};
+      if (typeof method === 'function') return { object: capture, method };
+    }
+    return this.random.of(this.methods);
+  }
+
+  step() {
+    this.random.weighted(this.steps ??= [
+      [40, () => this.call()],
+      [10, () => this.callForeign()],
+      [4, () => this.construct()],
+      [3, () => this.tamper()],
+      [1, () => this.atTheStacksEnd()],
+      [1, () => this.pollute()],
+      [2, () => this.reload()],
+      [1, () => this.shutdown()],
+      [1, () => this.collect()],
+      [8, () => this.feed()],
+      [3, () => this.turnLoop()],
+    ])();
+  }
+
+  call() {
+    const { object, method } = this.randomMethod();
+    const args = this.random.chance(30) ? [this.values.fn()] : this.values.list();
+    this.keep(this.attempt(() => Reflect.apply(method, object, args)));
+  }
+
+  callForeign() {
+    const { method } = this.randomMethod();
+    const [receiver, args] = [this.values.any(), this.values.list()];
+    const way = this.random.below(3);
+    this.keep(this.attempt(() => {
+      if (way === 0) return Reflect.apply(method, receiver, args);
+      if (way === 1) return method(...args);
+      return method.bind(receiver, ...args)();
+    }));
+  }
+
+  construct() {
+    const { method } = this.randomMethod();
+    const [target, args] = [this.values.any(), this.values.list()];
+    const way = this.random.below(3);
+    this.attempt(() => {
+      if (way === 0) return new method(...args);
+      if (way === 1) return Reflect.construct(method, args, target);
+      class Derived extends method {}
+      return new Derived(...args);
+    });
+  }
+
+  // Changes the module's objects as script may; none of it reaches what is native behind them.
+  tamper() {
+    const object = this.random.of(this.objects());
+    const value = this.values.any();
+    const way = this.random.below(6);
+    this.attempt(() => {
+      if (way === 0) Object.setPrototypeOf(object, value);
+      if (way === 1) Object.defineProperty(object, 'extra', { value, configurable: true });
+      if (way === 2) Object.defineProperty(object, 'getter', { get: () => this.inside(), configurable: true });
+      if (way === 3 && this.random.chance(10)) Object.freeze(object);
+      if (way === 4) delete object.extra;
+      if (way === 5) return structuredClone(object);
+      return JSON.stringify(object);
+    });
+  }
+
+  atTheStacksEnd() {
+    if (this.random.chance(60)) return;  // it is slow
+    let tried = 0;
+    const work = () => this.call();
+    (function recurse() {
+      try {
+        recurse();
+      } catch {
+        // the end of the stack; on the way back there is room for a little more each time
+      }
+      if (tried < 40) {
+        ++tried;
+        work();
+      }
+    })();
+  }
+
+  pollute() {
+    const name = this.random.of(['hardware', 'diagnostics', 'shutdown', 'getButtonState', 'offset', 'x', 'left', '0', 'name']);
+    const behaviour = { get: () => undefined, set: () => this.inside(), configurable: true };
+    for (const prototype of [Object.prototype, Array.prototype]) {
+      if (name === 'name' && prototype === Object.prototype) continue;
+      Object.defineProperty(prototype, name, behaviour);
+    }
+    try {
+      this.step();
+    } finally {
+      for (const prototype of [Object.prototype, Array.prototype]) delete prototype[name];
+    }
+  }
+
+  // Not from inside: the runtime holds a lock while an add-on is initialised.
+  reload() {
+    if (this.depth > 0) return;
+    const exports = this.random.weighted([[6, {}], [1, Object.freeze({})], [1, []], [1, () => {}],
+      [2, new Proxy({}, { set: (target, key, value) => this.random.chance(80) && Reflect.set(target, key, value) })]]);
+    this.attempt(() => this.load(exports));
+  }
+
+  shutdown() {
+    if (!this.random.chance(20)) return;
+    this.attempt(() => this.random.of(this.loaded).shutdown(...this.values.list()));
+    if (this.depth === 0) this.reload();
+  }
+
+  collect() {
+    if (this.random.chance(20)) global.gc();
+    if (this.random.chance(50)) this.captures.splice(0, this.random.below(this.captures.length + 1));
+  }
+
+  feed() {
+    if (!this.harness || (this.depth > 0 && this.random.chance(90))) return;  // or events would make ever more events
+    this.random.weighted([
+      [5, () => this.harness.burst(this.random.below(60), 0, this.random.below(3))],
+      [2, () => this.harness.push(Int32Array.from({ length: 7 * this.random.below(20) }, () => this.random.below(3)))],
+      [2, () => this.harness.writeLog(this.random.below(3), 'from the fuzzer')],
+      [1, () => this.harness.planDeployments(this.random.of(['', 'failure', 'unknown', 'a text']), false)],
+      [1, () => this.harness.planEventLog(this.random.below(30), this.random.below(50), this.random.below(6),
+        this.random.below(10), 1234)],
+    ])();
+  }
+
+  turnLoop() {
+    if (!this.harness || this.depth >= MAX_DEPTH) return;
+    ++this.depth;
+    try {
+      this.harness.turnLoop();
+    } finally {
+      --this.depth;
+    }
+  }
+
+  async run(calls, report = () => {}) {
+    while (this.tally.calls < calls) {
+      for (let count = 0; count < 200; ++count) {
+        try {
+          this.step();
+        } catch {
+          // the fuzzer's own work, between the calls: its traps throw there too
+        }
+      }
+      report(this.tally);
+      if (this.loaded.every((exports) => isReleased(exports))) this.load({});
+      await new Promise((resolve) => setImmediate(resolve));
+    }
+    return this.tally;
+  }
+}
+
+function isReleased(exports) {
+  try {
+    exports.hardware.getButtonState(1);
+    return false;
+  } catch {
+    return true;
+  }
+}
+
+async function main([file, seedText, callsText]) {
+  const seed = Number(seedText ?? Date.now() % 2 ** 31);
+  const calls = Number(callsText ?? 100000);
+  const repeat = `node --expose-gc ${path.relative('.', __filename)} ${file} ${seed} ${calls}`;
+  console.log(`seed ${seed}; to repeat: ${repeat}`);
+  process.on('unhandledRejection', () => {});  // of the fuzzer's own asynchronous callbacks
+  process.on('uncaughtException', (error) => {
+    if (error instanceof Error && !/from inside|own/.test(error.message)) console.log('uncaught', error);
+  });
+  const fuzzer = new Fuzzer(path.resolve(file), seed);
+  let told = Date.now();
+  const tally = await fuzzer.run(calls, ({ calls: done }) => {
+    if (Date.now() - told < 10000) return;
+    told = Date.now();
+    console.log(`   ${done} of ${calls} calls, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
+  });
+  console.log(JSON.stringify({ seed, ...tally }));
+  process.exit(0);  // captures may still run, held by callbacks that refer to them
+}
+
+module.exports = { Fuzzer, main };
+
+if (require.main === module) {
+  main(process.argv.slice(2)).catch((error) => {
+    console.log('the fuzzer itself failed:', error);
+    process.exit(1);
+  });
+}

@@ -1,0 +1,29 @@
+// A short run of the fuzzer, in a process of its own, from a fixed seed and from a new one each time.
+'use strict';
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const path = require('node:path');
+const test = require('node:test');
+const { runScript } = require('../script/support/processes');
+
+const CALLS = process.platform === 'win32' ? 1500 : 4000;
+const seeds = [1, Date.now() % 2 ** 31];
+
+// The product's add-on is what Windows has; elsewhere its portable layers are.
+const targets = ['harness.node', process.platform === 'win32' ? 'zebbridge.node' : null].filter(Boolean);
+
+for (const target of targets) {
+  const file = path.join(process.env.ZEB_BUILD, 'node', target);
+  for (const seed of seeds) {
+    test(`${CALLS} random calls of ${target}`, { skip: fs.existsSync(file) ? false : 'not built' }, async (t) => {
+      t.diagnostic(`seed ${seed}`);
+      const ended = await runScript(
+        `require(${JSON.stringify(path.join(__dirname, 'fuzz.js'))}).main([${JSON.stringify(file)}, ${seed}, ${CALLS}]);`,
+        { prelude: false, milliseconds: 240000 });
+      assert.equal(ended.status, 0, `seed ${seed}: status ${ended.status} ${ended.signal}\n${ended.stdout}${ended.stderr}`);
+      const tally = JSON.parse(ended.stdout.trim().split('\n').at(-1));
+      assert.equal(tally.values + tally.errors, tally.calls, 'each call was answered');
+      assert.ok(tally.calls >= CALLS && tally.values > CALLS / 10 && tally.errors > CALLS / 10);
+    });
+  }
+}
