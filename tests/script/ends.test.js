@@ -4,7 +4,7 @@
 const assert = require('node:assert/strict');
 const test = require('node:test');
 const { file, buildFile } = require('./support/zebbridge');
-const { runScript } = require('./support/processes');
+const { runScript, debugScript } = require('./support/processes');
 const desktop = require('./support/desktop');
 const x11 = require('./support/x11');
 
@@ -92,6 +92,12 @@ for (const [name, [script, status, stdout]] of Object.entries(ends)) {
     else assert.match(ended.stderr, /Error: own/);
   });
 }
+
+test('end: process.exit ends a running capture in good order', { skip }, async () => {
+  const { exitCode, debugStrings } = await debugScript(capturing('process.exit(5);'));
+  assert.deepEqual(debugStrings, ['Pointer capture released\n']);
+  assert.equal(exitCode, 5);
+});
 
 test('end: a running capture keeps the process alive, an idle one does not', { skip }, async () => {
   const { stdout, status } = await runScript(`
