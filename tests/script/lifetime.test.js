@@ -92,7 +92,7 @@ lifetimeTest('an ordinary collection does not touch a capture in use', async () 
 
 // In memory that fails whoever uses it after its end.
 test('a drain outlives its capture object', { skip }, async () => {
-  const { stdout, stderr, status } = await runScript(`
+  const script = `
     const probe = require(buildFile('node', 'binding-probe.node'));
     const { addon, mouse, MOUSE } = desktop;
     probe.control.poisonFreed();
@@ -116,10 +116,16 @@ test('a drain outlives its capture object', { skip }, async () => {
       console.log(seen.length > 2 ? 'several' : 'too few', JSON.stringify([...new Set(seen.slice(1))]));
       probe.shutdown();
     })();
-  `);
-  assert.equal(stderr, '');
-  assert.equal(stdout, 'several [true]\n');
-  assert.equal(status, 0);
+  `;
+  // How many records one drain finds is up to the system; a drain that lost its object at its last one shows nothing.
+  let ended;
+  for (let attempt = 0; attempt < 10 && ended?.stdout !== 'several [true]\n'; ++attempt) {
+    ended = await runScript(script);
+    assert.equal(ended.stderr, '');
+    assert.match(ended.stdout, /^(several|too few) \[true\]\n$/);
+    assert.equal(ended.status, 0);
+  }
+  assert.equal(ended.stdout, 'several [true]\n');
 });
 
 lifetimeTest('a capture with nothing but its callback', async () => {
