@@ -304,6 +304,31 @@ lifetimeTest('ticks and promises of a callback run when its drain ends', async (
   capture.stopCapturing();
 });
 
+// The port's message is the loop's next event: it is in the queue when the drain begins.
+lifetimeTest('ticks and promises of a callback do not wait for the next event', async () => {
+  const capture = hardware.capturePointer();
+  const { port1, port2 } = new MessageChannel();
+  const order = [];
+  port2.on('message', () => order.push('message')).unref();
+  capture.setButtonsEventCallback(() => {
+    order.push('event');
+    Promise.resolve().then(() => order.push('promise'));
+    process.nextTick(() => order.push('tick'));
+  });
+  await desktop.startCapturing(capture);
+  const busy = new Int32Array(new SharedArrayBuffer(4));
+  for (let round = 0; round < 10; ++round) {
+    order.length = 0;
+    send(1);
+    Atomics.wait(busy, 0, 0, 40);  // script is busy while the report comes in
+    port1.postMessage('next');
+    await until('both', () => order.includes('event') && order.includes('message'));
+    const from = order.indexOf('event');
+    assert.deepEqual(order.slice(from, from + 3), ['event', 'tick', 'promise']);
+  }
+  capture.stopCapturing();
+});
+
 lifetimeTest('an asynchronous callback awaits as anywhere', async () => {
   const capture = hardware.capturePointer();
   const order = [];
