@@ -80,8 +80,11 @@ const processes = {
     try { hardware.getButtonState({ valueOf() { shutdown(); return 1; } }); } catch (error) { say(error.message); }`, 0,
   'Illegal invocation: shutdown() has released this object\n'],
   'shutdown inside a callback that runs the loop': [`let events = 0;
-    capturing(() => { if (++events % 500 === 0) harness.turnLoop(); if (events === 1000) shutdown();
-      if (events === 5000) { capture.stopCapturing(); say('all'); } });
+    capturing(() => {
+      const event = ++events; // more of them arrive while the loop runs
+      if (event % 500 === 0) harness.turnLoop();
+      if (event === 1000) shutdown();
+      if (event === 5000) { capture.stopCapturing(); say('all'); } });
     for (let part = 0; part < 5; ++part) harness.burst(1000, part * 1000, 0);`, 0, 'all\n'],
   'every object lost and collected': [`(() => { capturing(() => {}); globalThis.capture = null; })();
     setImmediate(() => { gc(); gc(); });`, 0],
