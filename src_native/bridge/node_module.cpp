@@ -57,18 +57,16 @@ void releaseComponentsOf(Environment& environment) noexcept {
     }
 }
 
-/// Releases an environment's components when it ends without `shutdown`.
-class ComponentsOfEnvironment final : public common::js::EnvironmentObserver {
+/// Releases an environment's components when it ends without `shutdown`. One per environment, however often the module
+/// is loaded there.
+class ComponentsOfEnvironment final : public common::js::Attachment, private common::js::EnvironmentObserver {
 public:
     explicit ComponentsOfEnvironment(Environment& environment)
         : EnvironmentObserver(&environment), m_environment(environment) {}
 
-    void onEnvironmentEnd() noexcept override {
-        releaseComponentsOf(m_environment);
-        delete this;
-    }
-
 private:
+    void onEnvironmentEnd() noexcept override { releaseComponentsOf(m_environment); }
+
     Environment& m_environment;
 };
 
@@ -101,7 +99,7 @@ void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<
     Environment* const environment = Environment::open(context);
     if (environment == nullptr) throw std::runtime_error("zebbridge needs a context of Node.js");
     pinModule();
-    new ComponentsOfEnvironment(*environment);  // ends with the environment
+    static_cast<void>(environment->attachment<ComponentsOfEnvironment>());
 
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
     objectTemplate->SetInternalFieldCount(1);
