@@ -2,6 +2,7 @@
 
 const assert = require('node:assert');
 const fs = require('node:fs');
+const path = require('node:path');
 const { describe, test } = require('node:test');
 const { Image } = require('./support/pe.js');
 const { binaries, manifest } = require('./support/package.js');
@@ -18,6 +19,15 @@ const SYSTEM = [
     'wevtapi.dll',
 ];
 
+// The executables that the binaries are for, of which only the second runs here. The desktop runtime has the V8 of Node.js
+// 22, and so its exports.
+const HOSTS = {
+    123: process.env.ZEB_NODE_WIN,
+    127: process.env.ZEB_NODE_WIN,
+    137: process.env.ZEB_NODE24_WIN,
+    147: process.env.ZEB_NODE26_WIN,
+};
+
 const DYNAMIC_BASE = 0x40;
 const HIGH_ENTROPY = 0x20;
 const NX_COMPATIBLE = 0x100;
@@ -25,13 +35,31 @@ const GUARD = 0x4000;
 const GUARD_INSTRUMENTED = 0x100;
 const GUARD_TABLE = 0x400;
 
-for (const { abi, image: path } of binaries) {
+for (const { abi, image: file } of binaries) {
     describe(`the binary for module version ${abi}`, () => {
-        const image = new Image(path);
+        const image = new Image(file);
 
         test('is for x86-64 and exports its entry alone', () => {
             assert.strictEqual(image.machine, 0x8664);
             assert.deepStrictEqual(image.exports, [`node_register_module_v${abi}`]);
+        });
+
+        test('registers for its module version', () => {
+            const name = image.bytes.indexOf('NODE_GYP_MODULE_NAME\0');
+            const pointer = Buffer.alloc(8);
+            pointer.writeBigUInt64LE(image.base + BigInt(image.rva(name)));
+            const record = image.bytes.indexOf(pointer) - 40; // the record's seventh field
+            assert.strictEqual(image.bytes.readUInt32LE(record), Number(abi));
+            assert.strictEqual(image.bytes.readUInt32LE(record + 4), 0, 'flags');
+            assert.strictEqual(image.bytes.readBigUInt64LE(record + 24), 0n, 'entry without a context');
+            assert.notStrictEqual(image.bytes.readBigUInt64LE(record + 32), 0n, 'entry');
+        });
+
+        test('finds everything it needs in its host', () => {
+            const offered = new Set(new Image(path.join(HOSTS[abi], 'bin/node.exe')).exports);
+            const [{ functions }] = image.delayedImports;
+            assert.ok(functions.length > 50, `${functions.length} functions`);
+            assert.deepStrictEqual(functions.filter((name) => !offered.has(name)), []);
         });
 
         test('is under 600 KB', () => {

@@ -39,6 +39,11 @@ class Image {
         return section.offset + rva - section.rva;
     }
 
+    rva(offset) {
+        const section = this.sections.find((each) => offset >= each.offset && offset < each.offset + each.fileSize);
+        return section.rva + offset - section.offset;
+    }
+
     text(rva) {
         const start = this.offset(rva);
         return this.bytes.toString('latin1', start, this.bytes.indexOf(0, start));
