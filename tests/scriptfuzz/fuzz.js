@@ -1,4 +1,5 @@
-// Calls every export and method of an add-on in every way that script can: node --expose-gc fuzz.js FILE SEED CALLS.
+// Calls every export and method of an add-on in every way that script can: node --expose-gc fuzz.js FILE SEED CALLS, or
+// SECONDS followed by "s".
 // Each call has to answer, with a value or with an exception. The deliberate ends of the process are left out: the
 // crash emitter, and addresses for the real updater and launcher.
 //
@@ -236,8 +237,8 @@ class Fuzzer {
     }
   }
 
-  async run(calls, report = () => {}) {
-    while (this.tally.calls < calls) {
+  async run(goesOn, report = () => {}) {
+    while (goesOn(this.tally.calls)) {
       for (let count = 0; count < 200; ++count) {
         try {
           this.step();
@@ -264,8 +265,10 @@ function isReleased(exports) {
 
 async function main([file, seedText, callsText]) {
   const seed = Number(seedText ?? Date.now() % 2 ** 31);
-  const calls = Number(callsText ?? 100000);
-  const repeat = `node --expose-gc ${path.relative('.', __filename)} ${file} ${seed} ${calls}`;
+  const amount = String(callsText ?? 100000);
+  const deadline = Date.now() + parseInt(amount, 10) * 1000;
+  const goesOn = amount.endsWith('s') ? () => Date.now() < deadline : (calls) => calls < Number(amount);
+  const repeat = `node --expose-gc ${path.relative('.', __filename)} ${file} ${seed} ${amount}`;
   console.log(`seed ${seed}; to repeat: ${repeat}`);
   process.on('unhandledRejection', () => {});  // of the fuzzer's own asynchronous callbacks
   process.on('uncaughtException', (error) => {
@@ -273,10 +276,10 @@ async function main([file, seedText, callsText]) {
   });
   const fuzzer = new Fuzzer(path.resolve(file), seed);
   let told = Date.now();
-  const tally = await fuzzer.run(calls, ({ calls: done }) => {
+  const tally = await fuzzer.run(goesOn, ({ calls: done }) => {
     if (Date.now() - told < 10000) return;
     told = Date.now();
-    console.log(`   ${done} of ${calls} calls, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
+    console.log(`   ${done} of ${amount} calls, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
   });
   console.log(JSON.stringify({ seed, ...tally }));
   process.exit(0);  // captures may still run, held by callbacks that refer to them
