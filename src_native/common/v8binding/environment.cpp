@@ -184,6 +184,10 @@ void Environment::end() noexcept {
         if (known.environments.erase(m_isolate) == 0) return;  // ended before
     }
     if (t_last.environment == this) t_last = {nullptr, nullptr};
+    // A collection may come at any time below. It would not find this environment, so it must claim nothing of it.
+    for (const auto& known : m_receivers) {
+        if (known.second.ownedByObject) js_internal::unbindWrapped(*known.second.native);
+    }
     const v8::HandleScope scope(m_isolate);
     const WeakCallbackScope noScript;
     runTasks();

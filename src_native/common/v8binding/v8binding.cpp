@@ -70,8 +70,12 @@ void raiseUnexpectedException() {
 void disposeWrapped(IRefCounted* wrapped) {
     const ComPtr<IRefCounted> native(wrapped);
     if (auto* const disposable = static_cast<Disposable*>(native->query(typeid(Disposable)))) disposable->dispose();
+    unbindWrapped(*native.get());
+}
+
+void unbindWrapped(IRefCounted& wrapped) noexcept {
     if (auto* const holder =
-            static_cast<js::V8WeakReferenceHolder*>(native->query(typeid(js::V8WeakReferenceHolder)))) {
+            static_cast<js::V8WeakReferenceHolder*>(wrapped.query(typeid(js::V8WeakReferenceHolder)))) {
         holder->unbind();
     }
 }

@@ -19,6 +19,7 @@
 #include "common/com/allocator.h"
 #include "common/com/shared_state.h"
 #include "common/utils/log.h"
+#include "common/v8binding/environment.h"
 #include "faults.h"
 #include "interposed.h"
 #include "standins/event_log.h"
@@ -194,6 +195,26 @@ void isEventLogClosed(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(standins::eventLog().isClosed());
 }
 
+// ---- the end of an environment
+
+/// Has a collection in the middle of the end, where the engine may have one at any time.
+class CollectionAtEnd final : public common::js::Attachment, private common::js::EnvironmentObserver {
+public:
+    explicit CollectionAtEnd(common::js::Environment& environment)
+        : EnvironmentObserver(&environment), m_isolate(environment.isolate()) {}
+
+private:
+    void onEnvironmentEnd() noexcept override { m_isolate->LowMemoryNotification(); }
+
+    v8::Isolate* const m_isolate;
+};
+
+void collectAtEnd(const FunctionCallbackInfo<Value>& info) {
+    if (auto* const environment = common::js::Environment::of(info.GetIsolate())) {
+        static_cast<void>(environment->attachment<CollectionAtEnd>());
+    }
+}
+
 }  // namespace
 
 void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<v8::Object> exports) {
@@ -210,6 +231,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "calls", &calls);
     NODE_SET_METHOD(control, "counts", &counts);
     NODE_SET_METHOD(control, "turnLoop", &turnLoop);
+    NODE_SET_METHOD(control, "collectAtEnd", &collectAtEnd);
     NODE_SET_METHOD(control, "writeLog", &writeLog);
     NODE_SET_METHOD(control, "planDeployments", &planDeployments);
     NODE_SET_METHOD(control, "releaseDeployments", &releaseDeployments);

@@ -64,6 +64,9 @@ void raiseUnexpectedException();
 /// Disposes a wrapped native object and frees its weak handle, as its wrapper has gone; see `toValue`.
 void disposeWrapped(IRefCounted* wrapped);
 
+/// Frees a wrapped native object's weak handle: its wrapper's collection has no effect any more.
+void unbindWrapped(IRefCounted& wrapped) noexcept;
+
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type);
 
