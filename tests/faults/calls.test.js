@@ -85,6 +85,22 @@ for (const withLog of [false, true]) {
   });
 }
 
+test('no memory while the module is loaded', { skip: canFailNew ? false : 'built with a sanitizer' }, () => {
+  const load = () => {
+    const module = { exports: {} };
+    process.dlopen(module, file);
+    return module.exports;
+  };
+  for (let place = 1, calls = place; calls >= place; ++place) {
+    const loaded = failing('operatorNew', place, 1, load);
+    calls = loaded.calls;
+    if (loaded.error) assert.equal(loaded.error.message, OUT_OF_MEMORY);
+    else assert.equal(loaded.value.hardware.getButtonState(1), true);
+    assert.ok(place < 1000, 'an end');
+  }
+  assert.equal(load().hardware.getButtonState(1), true);
+});
+
 test('a component that has no memory for its driver says so', () => {
   const module = { exports: {} };
   process.dlopen(module, file);

@@ -62,6 +62,12 @@ const processes = {
   'a rejection in a callback': [`capturing(() => { Promise.reject(new Error('own')); }); harness.burst(5000, 0, 0);`, 1],
   'an exception in a callback is none': [`capturing(() => { setImmediate(() => process.exit(30)); throw new Error('no'); });
     harness.burst(5000, 0, 0);`, 30],
+  'shutdown in a worker': [`
+    const { Worker } = require('node:worker_threads');
+    new Worker('require(' + ${JSON.stringify(JSON.stringify(file))} + ').shutdown();', { eval: true });
+    (function ask() {
+      try { hardware.getButtonState(0); setTimeout(ask, 1); } catch (error) { say(error.message); }
+    })();`, 0, 'Illegal invocation: shutdown() has released this object\n'],
   'shutdown inside a callback': [`let events = 0;
     capturing(() => { if (++events === 1) shutdown(); if (events === 5000) { capture.stopCapturing(); say('all'); } });
     harness.burst(5000, 0, 0);`, 0, 'all\n'],

@@ -54,12 +54,12 @@ verb_coverage() {
     step "build" build linux-coverage &&
         LLVM_PROFILE_FILE=$results/%p-%m.profraw step "tests" run_tests unit linux-coverage "" || return
     llvm-profdata-"$LLVM" merge -sparse -o "$results/all.profdata" "$results"/*.profraw && rm "$results"/*.profraw || return
-    local object
-    for object in "$BUILD"/linux-coverage/tests/unit/unit-* "$BUILD"/linux-coverage/node/*.node; do
-        [ -f "$object" ] && objects+=(-object "$object")
+    local programs=() program
+    for program in "$BUILD"/linux-coverage/tests/unit/unit-* "$BUILD"/linux-coverage/node/*.node; do
+        [ ! -f "$program" ] || programs+=(${programs:+-object} "$program")
     done
-    run llvm-cov-"$LLVM" report "${objects[@]}" -instr-profile "$results/all.profdata" \
-        -ignore-filename-regex='^(?!.*src_native)' "$ROOT/src_native" | tee "$results/report.txt"
-    llvm-cov-"$LLVM" show "${objects[@]}" -instr-profile "$results/all.profdata" -format html \
-        -output-dir "$results/html" "$ROOT/src_native" && echo "line by line: $results/html/index.html"
+    local about=("${programs[@]}" -instr-profile "$results/all.profdata" -ignore-filename-regex="^(tests|toolchain)/|^/")
+    llvm-cov-"$LLVM" show "${about[@]}" -format html -output-dir "$results/html" &&
+        llvm-cov-"$LLVM" report "${about[@]}" -show-region-summary=false -show-branch-summary=false &&
+        echo "line by line: $results/html/index.html"
 }
