@@ -41,6 +41,10 @@ bool isMotion(const MotionEventData& motion) { return motion.offset.x != 0 || mo
 // A capture keeps the memory of its queue from drain to drain, but not that of a burst while script was busy.
 constexpr std::size_t kKeptRecords = std::size_t{16} * 1024;
 
+// Records that came while callbacks ran are delivered at once, for waking the loop costs more than many of them. After
+// so many the loop has its turn: its timers and its input must not wait for a pointer that never rests.
+constexpr std::size_t kRecordsPerTurn = PointerDelivery::kCapacity;
+
 template <typename... Args>
 v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,
                                     const common::FunctorClass<0, void, common::TypeList<Args...>>* callback) {
@@ -140,16 +144,24 @@ bool PointerCaptureImpl::takePending() {
 }
 
 void PointerCaptureImpl::drain() {
-    Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
-    if (environment == nullptr || !takePending()) return;
     const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a collection
-    const common::js::DrainScope scope(*environment);
+    std::size_t taken = 0;
+    while (taken < kRecordsPerTurn) {
+        Environment* const environment = Environment::of(v8::Isolate::GetCurrent());  // a callback may end it
+        if (environment == nullptr || !takePending()) return;
+        taken += m_taken.size();
+        deliverTaken(*environment);
+    }
+}
+
+void PointerCaptureImpl::deliverTaken(Environment& environment) {
+    const common::js::DrainScope scope(environment);
     if (PointerDelivery* const interrupted = std::exchange(m_delivery, nullptr)) {
         // A callback further up the stack runs the loop. What its drain has not delivered comes before what is new.
         m_step += interrupted->nextStep();
         interrupted->interrupt();
     }
-    const PointerDelivery::Use use(*environment);
+    const PointerDelivery::Use use(environment);
     if (use.get() != nullptr) {
         deliver(*use.get());
     } else {

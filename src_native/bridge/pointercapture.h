@@ -59,6 +59,7 @@ private:
     void onEnvironmentEnd() noexcept override;
     void enqueue(const RawInputDriver::PointerData& record);
     void drain();
+    void deliverTaken(common::js::Environment& environment);
     bool takePending();
     void deliver(PointerDelivery& delivery);
     void deliverOneByOne();

@@ -20,6 +20,8 @@ class Fuzzer {
     this.depth = 0;
     this.tally = { calls: 0, values: 0, errors: 0, events: 0, loads: 0 };
     this.captures = [];
+    this.everyCapture = [];  // weak references
+    this.recycled = 0;
     this.loaded = [];
     this.methods = [];
     this.load({});
@@ -40,6 +42,7 @@ class Fuzzer {
     this.loaded.push(module.exports);
     if (this.loaded.length > 6) this.loaded.shift();
     this.learn(module.exports);
+    return module.exports;
   }
 
   learn(exports) {
@@ -91,6 +94,7 @@ class Fuzzer {
       return;
     }
     this.captures.push(result);
+    this.everyCapture.push(new WeakRef(result));
     if (this.captures.length > MAX_CAPTURES) this.captures.splice(0, this.random.below(MAX_CAPTURES));
   }
 
@@ -237,8 +241,38 @@ class Fuzzer {
     }
   }
 
+  // A callback that refers to its capture object keeps it until it is replaced. Without this, the collector has ever
+  // more to look at, and an object that the module keeps for good could not be told from these.
+  recycle() {
+    this.recycled = this.tally.calls;
+    this.captures.length = 0;
+    this.everyCapture = this.everyCapture.filter((reference) => {
+      const capture = reference.deref();
+      if (capture === undefined) return false;
+      capture.stopCapturing();
+      capture.setMotionEventCallback(null);
+      capture.setButtonsEventCallback(null);
+      return true;
+    });
+  }
+
+  // What the add-on still holds once script has let go of everything: { blocks, asyncHandles, threads ... }.
+  async release() {
+    const { diagnostics, shutdown } = this.load({});
+    diagnostics.setLogHandler(null);
+    shutdown();
+    this.loaded.length = this.methods.length = 0;
+    for (let round = 0; round < 10; ++round) {
+      this.recycle();
+      global.gc();
+      await new Promise((resolve) => setTimeout(resolve, 1));
+    }
+    return this.harness?.counts();
+  }
+
   async run(goesOn, report = () => {}) {
     while (goesOn(this.tally.calls)) {
+      if (this.tally.calls - this.recycled > 5000) this.recycle();
       for (let count = 0; count < 200; ++count) {
         try {
           this.step();
@@ -281,8 +315,9 @@ async function main([file, seedText, callsText]) {
     told = Date.now();
     console.log(`   ${done} of ${amount} calls, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
   });
-  console.log(JSON.stringify({ seed, ...tally }));
-  process.exit(0);  // captures may still run, held by callbacks that refer to them
+  const held = await fuzzer.release();
+  console.log(JSON.stringify({ seed, ...tally, megabytes: Math.round(process.memoryUsage().rss / 2 ** 20), held }));
+  process.exit(0);  // the fuzzer's own asynchronous callbacks
 }
 
 module.exports = { Fuzzer, main };

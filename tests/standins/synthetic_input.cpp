@@ -48,13 +48,17 @@ void SyntheticDriver::processInput() {
         std::vector<SyntheticInput::Job> jobs;
         jobs.swap(input.m_jobs);
         lock.unlock();
+        const auto dispatch = [&](const PointerData& record) {
+            dispatchPointerData(record);
+            ++input.m_dispatched;
+        };
         for (const SyntheticInput::Job& job : jobs) {
-            for (const PointerData& record : job.records) dispatchPointerData(record);
+            for (const PointerData& record : job.records) dispatch(record);
             for (std::uint32_t index = 0; index < job.count; ++index) {
                 const auto n = static_cast<std::int32_t>(job.first + index);
                 PointerData record{{{1, -1}, {n, n + 1}}, {}};
                 if (job.pressEvery != 0 && index % job.pressEvery == 0) record.buttons.left = 2;
-                dispatchPointerData(record);
+                dispatch(record);
             }
         }
         lock.lock();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -38,6 +39,8 @@ public:
     /// Queues `count` records made on the input thread: offset (1, -1), screen point (n, n + 1) with n counting from
     /// `first`; every `pressEvery`th also presses the left button (0: none).
     void burst(std::uint32_t count, std::uint32_t first, std::uint32_t pressEvery);
+    /// How many records the input threads have dispatched.
+    std::uint64_t dispatched() const noexcept { return m_dispatched; }
 
 private:
     friend class SyntheticDriver;
@@ -54,6 +57,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_changed;
     std::vector<Job> m_jobs;
+    std::atomic<std::uint64_t> m_dispatched{0};
 };
 
 }  // namespace zeb::standins

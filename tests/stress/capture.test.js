@@ -19,6 +19,11 @@ test.beforeEach(() => counts());
 
 const residentMegabytes = () => process.memoryUsage().rss / MEGABYTE;
 
+async function scriptBytes() {
+  await counts();
+  return process.memoryUsage().heapUsed;
+}
+
 // A callback is held until it is replaced: one that refers to its capture object would keep it for good.
 function finish(capture) {
   capture.stopCapturing();
@@ -94,14 +99,48 @@ test(`${OBJECTS} capture objects, made and collected`, HOUR, async () => {
     capture.setMotionEventCallback(() => {});
     if (index % 3 === 0) capture.startCapturing();
   };
+  let early = 0;
   for (let index = 0; index < OBJECTS; ++index) {
     make(index);
     if (index % 256 === 0) {
       report(index);
       await turn(0);
     }
+    if (index === OBJECTS / 2) early = await scriptBytes();
   }
   assert.deepEqual(await counts(), before);
+  const each = (await scriptBytes() - early) / (OBJECTS / 2);
+  assert.ok(each < 200, `${each} bytes of script memory are left of each`);
+});
+
+const repeated = {
+  setMotionEventCallback: (capture) => capture.setMotionEventCallback(() => {}),
+  setButtonsEventCallback: (capture) => capture.setButtonsEventCallback(() => {}),
+  getButtonState: () => hardware.getButtonState(0),
+  setLogHandler: () => addon.diagnostics.setLogHandler(() => {}),
+  setErrorHandler: () => addon.msix_auto_updater.setErrorHandler(() => {}),
+  getUpdateErrors: () => addon.msix_auto_updater.getUpdateErrors('*'),
+  'a call with too few arguments': () => assert.throws(() => hardware.getButtonState()),
+  'a call of a foreign object': () => assert.throws(() => hardware.getButtonState.call({}, 0)),
+};
+test('no call leaves script memory behind', HOUR, async () => {
+  const capture = hardware.capturePointer();
+  harness.planEventLog(3, 20);
+  const left = {};
+  for (const [name, call] of Object.entries(repeated)) {
+    const repeat = () => {
+      for (let count = 0; count < 2_000 * scale; ++count) call(capture);
+    };
+    repeat();
+    const early = await scriptBytes();
+    repeat();
+    const each = (await scriptBytes() - early) / (2_000 * scale);
+    if (each > 50) left[name] = each;
+  }
+  assert.deepEqual(left, {});
+  addon.diagnostics.setLogHandler(null);
+  addon.msix_auto_updater.setErrorHandler(null);
+  finish(capture);
 });
 
 // What a callback may do while records keep coming. (Losing another capture object to a collection is not among it, for
@@ -164,6 +203,54 @@ for (const [name, disturb] of Object.entries(disturbances)) {
   });
 }
 
+// Has the input thread hand over more records inside a callback, as a pointer does that never rests.
+function feedNow(count, first) {
+  const before = harness.dispatched();
+  harness.burst(count, first, 0);
+  const deadline = Date.now() + 60_000;
+  while (harness.dispatched() < before + count) assert.ok(Date.now() < deadline, 'handed over');
+}
+
+test('what comes while a callback runs is delivered in the same turn of the loop, after the ticks', async () => {
+  const capture = hardware.capturePointer();
+  const order = [];
+  let turns = 0;
+  capture.setMotionEventCallback(({ screenPoint: { x } }) => {
+    order.push(`${x} in turn ${turns}`);
+    if (x === 2) return;
+    Promise.resolve().then(() => order.push(`promise of ${x}`));
+    process.nextTick(() => order.push(`tick of ${x}`));
+    setImmediate(() => ++turns);
+    feedNow(1, x + 1);
+  });
+  capture.startCapturing();
+  harness.burst(1, 0, 0);
+  await until('the last', () => order.length === 7);
+  finish(capture);
+  assert.deepEqual(order, ['0 in turn 0', 'tick of 0', 'promise of 0', '1 in turn 0', 'tick of 1', 'promise of 1',
+    '2 in turn 0']);
+});
+
+test('records that never end leave the loop its turns', async () => {
+  const capture = hardware.capturePointer();
+  const RECORDS_IN_ALL = 5_000;
+  let events = 0;
+  let turns = 0;
+  const turned = () => {
+    ++turns;
+    if (events < RECORDS_IN_ALL) setImmediate(turned);
+  };
+  setImmediate(turned);
+  capture.setMotionEventCallback(() => {
+    if (++events < RECORDS_IN_ALL) feedNow(1, events);
+  });
+  capture.startCapturing();
+  harness.burst(1, 0, 0);
+  await until('the last', () => events === RECORDS_IN_ALL);
+  finish(capture);
+  assert.ok(turns >= RECORDS_IN_ALL / 1_024 - 1, `${turns} turns`);
+});
+
 test('a callback stops the capture, and what was read before still comes', HOUR, async () => {
   const capture = hardware.capturePointer();
   const seen = [];
@@ -204,6 +291,7 @@ test('a callback calls shutdown while records keep coming', HOUR, async () => {
   await until('the rest', () => events === 10_000);
   assert.throws(() => hardware.getButtonState(0), { message: 'Illegal invocation: shutdown() has released this object' });
   finish(capture);
-  // This capture object and its driver; the environment's context, what it delivers with, and the object's own handle.
-  assert.deepEqual(await counts(), { blocks: 2, asyncHandles: 2, threads: 0, handles: 4, deployments: 0 });
+  // This capture object and its driver; the environment's context, what it delivers with and makes wrappers of,
+  // and the object's own handle.
+  assert.deepEqual(await counts(), { blocks: 2, asyncHandles: 2, threads: 0, handles: 5, deployments: 0 });
 });

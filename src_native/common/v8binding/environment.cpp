@@ -80,6 +80,15 @@ Environment::Environment(v8::Isolate* isolate, v8::Local<v8::Context> context, u
 
 Environment::~Environment() = default;
 
+v8::Local<v8::ObjectTemplate> Environment::wrapperTemplate() {
+    if (m_wrapperTemplate.IsEmpty()) {
+        const v8::Local<v8::ObjectTemplate> made = v8::ObjectTemplate::New(m_isolate);
+        made->SetInternalFieldCount(1);
+        m_wrapperTemplate.Reset(m_isolate, made);
+    }
+    return m_wrapperTemplate.Get(m_isolate);
+}
+
 void Environment::link(v8::Local<v8::Object> object, IRefCounted* native, bool ownedByObject) {
     object->SetInternalField(0, v8::External::New(m_isolate, native));
     Receiver& receiver = m_receivers[native];
@@ -205,6 +214,7 @@ void Environment::end() noexcept {
     }
     m_attachments.clear();
     m_taskSignal.reset();
+    m_wrapperTemplate.Reset();
     m_context.Reset();
 }
 

@@ -87,19 +87,17 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
         return v8::Undefined(isolate);
     }
     v8::EscapableHandleScope scope(isolate);
-    const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
-    js::bindMethods(isolate, objectTemplate, methods);
-    objectTemplate->SetInternalFieldCount(1);
+    js::Environment* const environment = js::Environment::of(isolate);
+    if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nobody would ever release the object
     v8::Local<v8::Object> object;
     v8::TryCatch tryCatch(isolate);  // for the log handler, which may run script
-    if (!objectTemplate->NewInstance(isolate->GetCurrentContext()).ToLocal(&object)) {
+    if (!environment->wrapperTemplate()->NewInstance(isolate->GetCurrentContext()).ToLocal(&object) ||
+        !js::bindCollectableMethods(isolate, object, methods)) {
         logAt(321, common::format("Fail to create object-wrapper for types instance:  ComPtr<{0}>", type));
         js::keepTermination(isolate, tryCatch);
         tryCatch.ReThrow();
         return v8::Undefined(isolate);
     }
-    js::Environment* const environment = js::Environment::of(isolate);
-    if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nobody would ever release the object
     environment->link(object, native.get(), true);
     IRefCounted* const owned = native.detach();
     if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(owned->query(typeid(js::V8WeakReferenceHolder)))) {
@@ -157,11 +155,17 @@ void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable
     }
 }
 
-void bindMethods(v8::Isolate* isolate, v8::Local<v8::ObjectTemplate> objectTemplate, MethodTable methods) {
+bool bindCollectableMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods) {
+    const v8::Local<v8::Context> context = isolate->GetCurrentContext();
     for (const MethodEntry& method : methods) {
         const v8::HandleScope scope(isolate);
-        objectTemplate->Set(internalizedName(isolate, method.name), method.makeTemplate(isolate));
+        const v8::Local<v8::String> name = internalizedName(isolate, method.name);
+        v8::Local<v8::Function> function;
+        if (!v8::Function::New(context, method.callback).ToLocal(&function)) return false;
+        function->SetName(name);
+        if (!object->CreateDataProperty(context, name, function).FromMaybe(false)) return false;
     }
+    return true;
 }
 
 }  // namespace js

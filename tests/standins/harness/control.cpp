@@ -84,6 +84,11 @@ void push(const FunctionCallbackInfo<Value>& info) {
     zeb::standins::SyntheticInput::shared().push(std::move(records));
 }
 
+// How many records the input threads have handed over.
+void dispatched(const FunctionCallbackInfo<Value>& info) {
+    info.GetReturnValue().Set(static_cast<double>(zeb::standins::SyntheticInput::shared().dispatched()));
+}
+
 // ---- faults and counts
 
 std::optional<Call> callNamed(const std::string& name) {
@@ -227,6 +232,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     const Local<v8::Object> control = v8::Object::New(isolate);
     NODE_SET_METHOD(control, "burst", &burst);
     NODE_SET_METHOD(control, "push", &push);
+    NODE_SET_METHOD(control, "dispatched", &dispatched);
     NODE_SET_METHOD(control, "fail", &fail);
     NODE_SET_METHOD(control, "calls", &calls);
     NODE_SET_METHOD(control, "counts", &counts);

@@ -75,6 +75,10 @@ public:
     /// The main context of the isolate. Inside a handle scope.
     v8::Local<v8::Context> context() const { return m_context.Get(m_isolate); }
 
+    /// What every wrapper of a native object is made of: an object with one internal field. One for all of them,
+    /// because the engine keeps what a template has made until the context ends. Inside a handle scope.
+    v8::Local<v8::ObjectTemplate> wrapperTemplate();
+
     /// Stores `native` in internal field 0 of `object` and lets script call methods on it. With `ownedByObject` the
     /// object's collection releases a reference of it (see `toValue`); it is released when the environment ends, for
     /// then no collection comes any more.
@@ -162,6 +166,7 @@ private:
 
     v8::Isolate* const m_isolate;
     v8::Global<v8::Context> m_context;
+    v8::Global<v8::ObjectTemplate> m_wrapperTemplate;
     uv_loop_t* const m_loop;
     std::unordered_map<const void*, Receiver> m_receivers;
     Receiver* m_lastReceiver = nullptr;  // the method calls of one object come in a row

@@ -23,6 +23,7 @@ namespace common::js {
 /// One method of a class as script sees it.
 struct MethodEntry {
     const char* name;
+    v8::FunctionCallback callback;
     v8::Local<v8::FunctionTemplate> (*makeTemplate)(v8::Isolate* isolate);
 };
 
@@ -158,14 +159,16 @@ v8::Local<v8::FunctionTemplate> getFunctionTemplate(v8::Isolate* isolate) {
 /// The table entry of a method: `methodEntry<CrashEmitter, &CrashEmitter::emitStackOverflow>("emitStackOverflow")`.
 template <typename Class, auto method>
 constexpr MethodEntry methodEntry(const char* name) {
-    return {name, &getFunctionTemplate<Class, method>};
+    return {name, &js_internal::callMethod<Class, method>, &getFunctionTemplate<Class, method>};
 }
 
-/// Sets one function per method on `object`, in the isolate's current context.
+/// Sets one function per method on `object`, in the isolate's current context. For objects that live as long as it: the
+/// engine keeps what a template has made until the context ends.
 void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
 
-/// Sets one function per method on every object that `objectTemplate` makes.
-void bindMethods(v8::Isolate* isolate, v8::Local<v8::ObjectTemplate> objectTemplate, MethodTable methods);
+/// The same functions made without templates, for objects that come and go. False when the engine makes none: an
+/// exception is pending, or the thread is being terminated.
+bool bindCollectableMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
 
 /// The methods of a class that `toValue` wraps: specialised with a static `table()`.
 template <typename T>
