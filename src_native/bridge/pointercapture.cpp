@@ -150,11 +150,11 @@ void PointerCaptureImpl::drain() {
         Environment* const environment = Environment::of(v8::Isolate::GetCurrent());  // a callback may end it
         if (environment == nullptr || !takePending()) return;
         taken += m_taken.size();
-        deliverTaken(*environment);
+        if (!deliverTaken(*environment)) return;  // a script that is being terminated must not be run again
     }
 }
 
-void PointerCaptureImpl::deliverTaken(Environment& environment) {
+bool PointerCaptureImpl::deliverTaken(Environment& environment) {
     const common::js::DrainScope scope(environment);
     if (PointerDelivery* const interrupted = std::exchange(m_delivery, nullptr)) {
         // A callback further up the stack runs the loop. What its drain has not delivered comes before what is new.
@@ -162,17 +162,19 @@ void PointerCaptureImpl::deliverTaken(Environment& environment) {
         interrupted->interrupt();
     }
     const PointerDelivery::Use use(environment);
+    bool delivered = true;
     if (use.get() != nullptr) {
-        deliver(*use.get());
+        delivered = deliver(*use.get());
     } else {
         deliverOneByOne();
     }
     m_step = 0;
     m_taken.clear();
     if (m_taken.capacity() > kKeptRecords) m_taken.shrink_to_fit();
+    return delivered;
 }
 
-void PointerCaptureImpl::deliver(PointerDelivery& delivery) {
+bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     while (m_step / 2 < m_taken.size()) {
         const std::size_t first = m_step / 2;
@@ -186,9 +188,10 @@ void PointerCaptureImpl::deliver(PointerDelivery& delivery) {
         m_delivery = &delivery;
         const auto reached = delivery.deliver(std::span(m_taken).subspan(first, count), inFirst, callbacks);
         if (std::exchange(m_delivery, nullptr) == nullptr) continue;  // another drain has gone on, and moved m_step
-        if (!reached) return;  // nor would single calls run: what is left is dropped, as what callbacks throw is
+        if (!reached) return false;  // nor would single calls run: what is left is dropped, as what callbacks throw is
         m_step += *reached;
     }
+    return true;
 }
 
 void PointerCaptureImpl::deliverOneByOne() {

@@ -59,9 +59,9 @@ private:
     void onEnvironmentEnd() noexcept override;
     void enqueue(const RawInputDriver::PointerData& record);
     void drain();
-    void deliverTaken(common::js::Environment& environment);
+    bool deliverTaken(common::js::Environment& environment);
     bool takePending();
-    void deliver(PointerDelivery& delivery);
+    bool deliver(PointerDelivery& delivery);
     void deliverOneByOne();
     void callbackReplaced() noexcept;
     void close() noexcept;
