@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <new>
 #include <span>
 #include <string_view>
@@ -42,8 +43,8 @@ bool isMotion(const MotionEventData& motion) { return motion.offset.x != 0 || mo
 constexpr std::size_t kKeptRecords = std::size_t{16} * 1024;
 
 // Records that came while callbacks ran are delivered at once, for waking the loop costs more than many of them. After
-// so many the loop has its turn: its timers and its input must not wait for a pointer that never rests.
-constexpr std::size_t kRecordsPerTurn = PointerDelivery::kCapacity;
+// so long the loop has its turn: its timers and its input must not wait for a pointer that never rests.
+constexpr std::uint64_t kTurnNanoseconds = 1'000'000;
 
 template <typename... Args>
 v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,
@@ -145,13 +146,12 @@ bool PointerCaptureImpl::takePending() {
 
 void PointerCaptureImpl::drain() {
     const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a collection
-    std::size_t taken = 0;
-    while (taken < kRecordsPerTurn) {
+    const std::uint64_t end = uv_hrtime() + kTurnNanoseconds;
+    do {
         Environment* const environment = Environment::of(v8::Isolate::GetCurrent());  // a callback may end it
         if (environment == nullptr || !takePending()) return;
-        taken += m_taken.size();
         if (!deliverTaken(*environment)) return;  // a script that is being terminated must not be run again
-    }
+    } while (uv_hrtime() < end);
 }
 
 bool PointerCaptureImpl::deliverTaken(Environment& environment) {
