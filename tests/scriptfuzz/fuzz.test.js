@@ -22,6 +22,8 @@ for (const target of targets) {
         { prelude: false, milliseconds: 240000 });
       assert.equal(ended.status, 0, `seed ${seed}: status ${ended.status} ${ended.signal}\n${ended.stdout}${ended.stderr}`);
       const tally = JSON.parse(ended.stdout.trim().split('\n').at(-1));
+      const { blocks, threads, deployments } = tally.held ?? { blocks: 0, threads: 0, deployments: 0 };
+      assert.deepEqual({ blocks, threads, deployments }, { blocks: 0, threads: 0, deployments: 0 });
       assert.equal(tally.values + tally.errors, tally.calls, 'each call was answered');
       assert.ok(tally.calls >= CALLS && tally.values > CALLS / 10 && tally.errors > CALLS / 10);
     });

@@ -3,53 +3,61 @@
 SOAK_CALLS=1000000  # of the script fuzzer
 SOAK_SCALE=50       # of the stress tests: 10,000,000 records
 
-script_linux() { ZEB_BUILD=$BUILD/linux-debug "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@"; }
-script_windows() {
-    ZEB_BUILD=Z:$BUILD/windows-release ZEB_WINE_LIVE=1 ZEB_WINE_TIMEOUT=14400 \
-        toolchain/wine/run "$ZEB_NODE_WIN/bin/node.exe" --expose-gc "$@"
-}
-script_asan() {
-    LD_PRELOAD=$(clang-"$LLVM" -print-file-name=libclang_rt.asan-x86_64.so) ASAN_OPTIONS=detect_leaks=0 \
-        ZEB_BUILD=$BUILD/linux-asan "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@"
+preset_of() { case $1 in linux) echo linux-debug ;; asan) echo linux-asan ;; windows) echo windows-release ;; esac; }
+
+# Runs Node.js as one of the systems has it: with that build, and with paths as it reads them.
+node_on() {  # linux|asan|windows, arguments...
+    local system=$1 build
+    build=$BUILD/$(preset_of "$1")
+    shift
+    case $system in
+        linux) ZEB_BUILD=$build "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@" ;;
+        asan)
+            # A small quarantine: the tests look for memory that grows.
+            LD_PRELOAD=$(clang-"$LLVM" -print-file-name=libclang_rt.asan-x86_64.so) \
+                ASAN_OPTIONS=detect_leaks=0:quarantine_size_mb=16 ZEB_BUILD=$build "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@"
+            ;;
+        windows)
+            ZEB_BUILD=Z:$build ZEB_WINE_LIVE=1 ZEB_WINE_TIMEOUT=14400 \
+                toolchain/wine/run "$ZEB_NODE_WIN/bin/node.exe" --expose-gc "${@/#\//Z:/}"
+            ;;
+    esac
 }
 
-soak_on() {  # system, prefix of its paths, the product's add-on there
-    local system=$1 drive=$2 file status=0
-    step "build" build "$3" "${@:4}" || return
-    for file in tests/stress/capture.test.js tests/stress/ends.test.js; do
-        ZEB_STRESS=$SOAK_SCALE step "$system: $file, $SOAK_SCALE times as long" \
-            run "script_$system" --test-reporter=spec "$drive$ROOT/$file" || status=1
+random_script() {  # linux|asan|windows, add-on, calls or seconds
+    local seed=$((RANDOM * 32768 + RANDOM))
+    step "random script on $1, $2: $3" run node_on "$1" "$ROOT/tests/scriptfuzz/fuzz.js" \
+        "$BUILD/$(preset_of "$1")/node/$2.node" $seed "$3"
+}
+
+verb_soak() {  # [linux|asan|windows]
+    local status=0 system file
+    for system in ${1:-linux asan windows}; do
+        step "build for $system" build "$(preset_of "$system")" zeb_harness zebbridge_node || return
+        for file in capture ends; do
+            ZEB_STRESS=$SOAK_SCALE step "$file on $system, $SOAK_SCALE times as long" \
+                run node_on "$system" --test-reporter=spec "$ROOT/tests/stress/$file.test.js" || status=1
+        done
+        random_script "$system" harness "$SOAK_CALLS" || status=1
     done
-    step "$system: $SOAK_CALLS random calls" run "script_$system" "$drive$ROOT/tests/scriptfuzz/fuzz.js" \
-        "$drive$BUILD/$3/node/harness.node" "$((RANDOM * 32768 + RANDOM))" "$SOAK_CALLS" || status=1
+    [ "$system" != windows ] || random_script windows zebbridge "$SOAK_CALLS" || status=1
     return $status
 }
 
-verb_soak() {  # [linux|windows]
-    local status=0
-    [ "${1:-linux}" != linux ] || soak_on linux "" linux-debug zeb_harness || status=1
-    [ "${1:-windows}" != windows ] || soak_on windows Z: windows-release zeb_harness || status=1
-    return $status
-}
-
-# Random script for so many seconds each: under the address sanitizer, and on what ships.
+# For so many seconds each: under the address sanitizer, and what ships.
 fuzz_scripts() {  # seconds
-    local seed=$((RANDOM * 32768 + RANDOM)) status=0
+    local status=0
     step "build what random script calls" build linux-asan zeb_harness && build windows-release zeb_harness zebbridge_node ||
         return
-    step "random script, sanitized" \
-        run script_asan tests/scriptfuzz/fuzz.js "$BUILD/linux-asan/node/harness.node" $seed "$1s" || status=1
-    local target
-    for target in harness zebbridge; do
-        step "random script, $target.node" run script_windows "Z:$ROOT/tests/scriptfuzz/fuzz.js" \
-            "Z:$BUILD/windows-release/node/$target.node" $seed "$1s" || status=1
-    done
+    random_script asan harness "$1s" || status=1
+    random_script windows harness "$1s" || status=1
+    random_script windows zebbridge "$1s" || status=1
     return $status
 }
 
 # Which lines of the product the native tests reach: the unit tests and the portable layers inside Node.js.
 verb_coverage() {
-    local results=$BUILD/linux-coverage/coverage objects=()
+    local results=$BUILD/linux-coverage/coverage
     rm -rf "$results" && mkdir -p "$results"
     step "build" build linux-coverage &&
         LLVM_PROFILE_FILE=$results/%p-%m.profraw step "tests" run_tests unit linux-coverage "" || return
