@@ -361,6 +361,9 @@ function(zeb_add_script_test stem)
   _zeb_test_properties(${name} ${environment})
   if(ZEB_CROSS)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
+  else()
+    add_custom_target(${name})  # what it loads, so that one test can be built and run alone
+    add_dependencies(${name} zebbridge_node binding_probe zeb_harness)
   endif()
 endfunction()
 
