@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""lint.py LLVM_VERSION BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
+"""lint.py LLVM_VERSION BUILD_FOLDER WINDOWS_BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
 
   format     C++ sources are as clang-format writes them
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in theirs
   words      no paths of one machine, no package registry's address, nothing that only its writers understand
-  tidy       clang-tidy over the sources of BUILD_FOLDER's compile commands; results are kept in CACHE
+  tidy       clang-tidy over the product's sources, each as the first build that has it compiles it; results are kept
+             in CACHE
 
 Each check is one case; "passed failed skipped" is appended to TOTALS.
 """
@@ -132,41 +133,43 @@ def run_tidy(llvm, build, source):
     return done.stdout.strip() if done.returncode else ''
 
 
-def check_tidy(llvm, build, cache):
+def check_tidy(llvm, builds, cache):
     cache.mkdir(parents=True, exist_ok=True)
     version = subprocess.run([f'clang-tidy-{llvm}', '--version'], check=True, capture_output=True).stdout
-    used = dependencies(build)
     todo, seen = {}, set()
-    for source, command in tidy_jobs(build):
-        if source in seen:
-            continue
-        seen.add(source)
-        digest = hashlib.sha256(version + (ROOT / '.clang-tidy').read_bytes())
-        digest.update(command.replace(str(build), '').replace(str(ROOT), '').encode())
-        for path in used.get(source, [source]):
-            digest.update(path.read_bytes())
-        stamp = cache / digest.hexdigest()
-        if not stamp.exists():
-            todo[source] = stamp
+    for build in builds:
+        used = dependencies(build)
+        for source, command in tidy_jobs(build):
+            if source in seen:
+                continue
+            seen.add(source)
+            digest = hashlib.sha256(version + (ROOT / '.clang-tidy').read_bytes())
+            digest.update(command.replace(str(build), '').replace(str(ROOT), '').encode())
+            for path in used.get(source, [source]):
+                digest.update(path.read_bytes())
+            stamp = cache / digest.hexdigest()
+            if not stamp.exists():
+                todo[source] = (build, stamp)
     if todo:
         print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
     errors = []
     with concurrent.futures.ThreadPoolExecutor(int(os.environ.get('ZEB_JOBS') or os.cpu_count())) as pool:
-        for source, output in zip(todo, pool.map(lambda path: run_tidy(llvm, build, path), todo)):
+        for source, output in zip(todo, pool.map(lambda path: run_tidy(llvm, todo[path][0], path), todo)):
             if output:
                 errors.append(output.replace(f'{ROOT}/', ''))
             else:
-                todo[source].touch()
+                todo[source][1].touch()
     return errors
 
 
 def main():
-    llvm, build, cache, totals = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3]), sys.argv[4]
+    llvm, totals = sys.argv[1], sys.argv[5]
+    *builds, cache = map(pathlib.Path, sys.argv[2:5])
     checks = {
         'format': lambda: check_format(llvm),
         'layers': check_layers,
         'words': check_words,
-        'tidy': lambda: check_tidy(llvm, build, cache),
+        'tidy': lambda: check_tidy(llvm, builds, cache),
     }
     failed = 0
     for name, check in checks.items():

@@ -110,7 +110,7 @@ private:
     bool grow(UINT size) {
         void* const grown = _aligned_realloc(m_buffer.get(), size, 8);
         if (grown == nullptr) return false;
-        static_cast<void>(m_buffer.release());
+        static_cast<void>(m_buffer.release());  // NOLINT(bugprone-unused-return-value): freed by the reallocation
         m_buffer.reset(grown);
         m_capacity = size;
         return true;
