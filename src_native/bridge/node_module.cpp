@@ -103,8 +103,14 @@ void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<
 
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
     objectTemplate->SetInternalFieldCount(1);
-    for (const RegistryEntry& entry : componentRegistry()) {
-        if (!addComponent(entry, *environment, context, objectTemplate, exports)) return;
+    {
+        v8::TryCatch tryCatch(isolate);  // what a setter or a proxy throws ends the load
+        for (const RegistryEntry& entry : componentRegistry()) {
+            if (addComponent(entry, *environment, context, objectTemplate, exports) && !tryCatch.HasCaught()) continue;
+            common::js::keepTermination(isolate, tryCatch);
+            tryCatch.ReThrow();
+            return;
+        }
     }
 
     const v8::HandleScope shutdownScope(isolate);

@@ -101,6 +101,25 @@ test('no memory while the module is loaded', { skip: canFailNew ? false : 'built
   assert.equal(load().hardware.getButtonState(1), true);
 });
 
+test('a setter that throws ends the load, and script gets what it threw', () => {
+  const setter = { set() { throw new Error('own'); }, configurable: true };
+  const load = (exports) => process.dlopen({ exports }, file);
+  for (const name of ['crash_emitter', 'hardware', 'shutdown']) {
+    const exports = Object.defineProperty({}, name, setter);
+    assert.throws(() => load(exports), { message: 'own' }, name);
+    assert.ok(!Object.hasOwn(exports, name === 'shutdown' ? 'none' : 'shutdown'), name);
+  }
+  Object.defineProperty(Object.prototype, 'getButtonState', setter);
+  try {
+    assert.throws(() => load({}), { message: 'own' });
+  } finally {
+    delete Object.prototype.getButtonState;
+  }
+  const exports = {};
+  load(exports);
+  assert.equal(exports.hardware.getButtonState(1), true);
+});
+
 test('a component that has no memory for its driver says so', () => {
   const module = { exports: {} };
   process.dlopen(module, file);
