@@ -19,6 +19,10 @@ const pages = [
 const anchors = (text) =>
     [...text.matchAll(/^#+ (.*)$/gm)].map(([, title]) => title.toLowerCase().replace(/[^\w -]/g, '').replace(/ /g, '-'));
 
+const escaped = (text) => text.replace(/[$(){}.*+?|[\]\\]/g, '\\$&');
+// `| ... | \`file\`: name of a test in it |`
+const proofs = (text) => [...text.matchAll(/\| `([^`]+)`: (.*) \|$/gm)].map(([, file, name]) => ({ file, name }));
+
 describe('pages', () => {
     for (const page of pages) {
         test(`${page}: every link leads somewhere`, () => {
@@ -48,6 +52,16 @@ describe('pages', () => {
                 assert.match(page, new RegExp(`^\\| \`${method}\\(`, 'm'), `${method} in ${component}.md`);
                 assert.match(types, new RegExp(`^ +${method}\\(|function ${method}\\(`, 'm'), method);
             }
+        }
+    });
+
+    test('the proofs of the fault table are there', () => {
+        const page = read('tests/faults/README.md');
+        const found = proofs(page);
+        assert.strictEqual(found.length, page.match(/^\| (?!Call|---)/gm).length, 'one per row');
+        for (const { file, name } of found) {
+            const test = new RegExp(`(TEST\\w*\\(\\w+, |(test|describe|ends)\\(['\`]|Test\\(')${escaped(name)}`);
+            assert.match(read(file), test, `${name} in ${file}`);
         }
     });
 

@@ -1,5 +1,3 @@
-#include <cstdlib>
-
 #include "bridge/crash_emitter.h"
 #include "bridge/diagnostics_component.h"
 #include "bridge/hwsupport_component.h"
@@ -19,13 +17,7 @@ bool isKeyDown(int virtualKey) noexcept { return virtualKey == 4; }
 namespace harness {
 namespace {
 
-/// Makes no component when the environment asks for the failure.
-common::ComPtr<zeb::Component> makeUnlessTold(v8::Isolate* isolate, v8::Local<v8::Object> object) noexcept {
-    if (std::getenv("ZEB_HARNESS_EMPTY_FACTORY") != nullptr) return {};
-    return zeb::makeComponent<zeb::CrashEmitter>(isolate, object);
-}
-
-const zeb::ComponentRegistration crashEmitter("crash_emitter", &makeUnlessTold);
+const zeb::ComponentRegistration crashEmitter("crash_emitter", &zeb::makeComponent<zeb::CrashEmitter>);
 const zeb::ComponentRegistration diagnostics("diagnostics", &zeb::makeComponent<zeb::DiagnosticsComponent>);
 const zeb::ComponentRegistration hardware("hardware", &zeb::makeComponent<zeb::HwComponentComponent>);
 const zeb::ComponentRegistration updater("msix_auto_updater", &zeb::makeComponent<zeb::WindowsPackageAutoUpdater>);
