@@ -213,11 +213,11 @@ class Fuzzer {
   shutdown() {
     if (!this.random.chance(20)) return;
     this.attempt(() => this.random.of(this.loaded).shutdown(...this.values.list()));
-    if (this.depth === 0) this.reload();
+    if (this.depth === 0) this.load({});
   }
 
   collect() {
-    if (this.random.chance(20)) global.gc();
+    if (this.random.chance(5)) global.gc();
     if (this.random.chance(50)) this.captures.splice(0, this.random.below(this.captures.length + 1));
   }
 
