@@ -32,6 +32,7 @@ random_script() {  # linux|asan|windows, add-on, calls or seconds
 
 verb_soak() {  # [linux|asan|windows]
     local status=0 system file
+    [ -z "${1:-}" ] || [ -n "$(preset_of "$1")" ] || die "no system '$1'" "systems: linux asan windows"
     for system in ${1:-linux asan windows}; do
         step "build for $system" build "$(preset_of "$system")" zeb_harness zebbridge_node || return
         for file in capture ends; do
