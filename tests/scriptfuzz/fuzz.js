@@ -47,7 +47,7 @@ class Fuzzer {
 
   learn(exports) {
     for (const name of ['diagnostics', 'hardware', 'windows', 'msix_auto_updater']) this.learnMethods(exports[name]);
-    if (this.methods.length > 200) this.methods.splice(0, 100);
+    if (this.methods.length > 60) this.methods.splice(0, 30);  // those of components that shutdown has released
   }
 
   learnMethods(object) {
