@@ -13,8 +13,8 @@
  * - A number is converted as by `Math.trunc(Number(value))`, with `NaN` as 0, and then narrowed to the parameter's
  *   width (32 bits where nothing else is said). A value whose conversion throws (a `Symbol`, a `BigInt`, an object with
  *   a throwing `valueOf`) counts as 0: the method runs with it, and the exception is thrown when it has returned.
- * - A text is `String(value)` up to its first NUL character. A value without a string form (a `Symbol`) is the empty
- *   text.
+ * - A text is `String(value)` up to its first NUL character. When the conversion throws (a `Symbol`, an object with a
+ *   throwing `toString`), the method does not run, and the exception is thrown.
  * - A callback is any value; `null` or `undefined` removes the one that was set. A value that is no function is not
  *   refused: its calls fail silently. What a callback throws is dropped.
  *

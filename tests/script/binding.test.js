@@ -98,10 +98,20 @@ test('texts arrive as UTF-8 up to their first NUL', () => {
   for (const [value, expected] of cases) assert.equal(probe.text(value), expected, String(value).slice(0, 40));
 });
 
-test('what has no text arrives as the empty one, and nothing is thrown', () => {
-  assert.equal(probe.text(Symbol('no text')), '');
-  assert.equal(probe.text({ toString() { throw new Error('no text'); } }), '');
-  assert.equal(probe.text(Object.create(null)), '');
+test('a text conversion that throws: the method does not run, and script sees the exception', () => {
+  const thrown = new RangeError('own');
+  for (const [value, expected] of [
+    [Symbol('s'), { name: 'TypeError', message: 'Cannot convert a Symbol value to a string' }],
+    [Object.create(null), { name: 'TypeError', message: 'Cannot convert object to primitive value' }],
+    [{ toString() { throw thrown; } }, thrown],
+  ]) {
+    const runs = probe.mixedRuns();
+    const error = thrownBy(() => probe.mixed(1, 1, value, null));
+    if (expected === thrown) assert.equal(error, thrown);
+    else assert.deepEqual({ name: error.name, message: error.message }, expected);
+    assert.equal(probe.mixedRuns(), runs);
+  }
+  assert.throws(() => probe.text(Symbol('s')), { name: 'TypeError' });
 });
 
 test('an integer conversion that throws: the method runs with the default, then script sees the exception', () => {
@@ -199,6 +209,14 @@ test('the module\'s exceptions arrive as their message alone', () => {
   assertError(() => probe.throwModuleException('only this'), 'only this');
   assertError(() => probe.throwModuleException(''), '');
   assertError(() => probe.throwModuleException('grüß 👋'), 'grüß 👋');
+});
+
+test('what script gets the message of alone was thrown where readers of dumps expect it', () => {
+  assert.deepEqual(control.throwSites(), [
+    'common::js_internal::initializeArguments::<lambda_1>::operator ()|' +
+      'src_native/common/include/common/v8binding/v8binding|53',
+    'zeb::HwComponentComponent::capturePointer|src_native/bridge/hwsupport_component|54',
+  ]);
 });
 
 test('standard exceptions arrive as their own text', () => {

@@ -206,6 +206,17 @@ test('a worker that installs a handler takes the records of its own thread only,
   assert.deepEqual(calls, [CAPTURE]);
 });
 
+test('the end of a worker that only loads the module removes the handler all the same', async () => {
+  const calls = [];
+  diagnostics.setLogHandler((...args) => calls.push(args));
+  writeRecord();
+  assert.deepEqual(calls, [CAPTURE]);
+  const worker = new Worker(`require(${JSON.stringify(file)});`, { eval: true });
+  assert.equal(await new Promise((resolve) => worker.on('exit', resolve)), 0);
+  writeRecord();
+  assert.deepEqual(calls, [CAPTURE]);
+});
+
 test('with a debugger attached, records go to its output with one line break more', { skip }, async () => {
   const { debugStrings, output, exitCode } = await debugScript(`
     const probe = require(buildFile('node', 'binding-probe.node'));

@@ -90,6 +90,11 @@ describe('the argument', () => {
     assert.strictEqual(times('EvtQuery'), 0);
   });
 
+  test('must have a text', () => {
+    for (const value of [Symbol('s'), Object.create(null)]) assert.throws(() => updater.getUpdateErrors(value), TypeError);
+    assert.strictEqual(times('EvtQuery'), 0);
+  });
+
   test('is taken as text, to its first NUL', () => {
     for (const value of [42, null, undefined, { toString: () => 'object' }, 'cut\0off', '']) {
       assert.deepStrictEqual(updater.getUpdateErrors(value, 'ignored'), []);

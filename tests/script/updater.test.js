@@ -280,6 +280,7 @@ describe('the handler', () => {
     const tooFew = { name: 'Error', message: 'Expected (1) arguments, but only (0)' };
     assert.throws(() => updater.setErrorHandler(), tooFew);
     assert.throws(() => updater.applyUpdate(), tooFew);
+    for (const value of [Symbol('s'), Object.create(null)]) assert.throws(() => updater.applyUpdate(value), TypeError);
     assert.deepStrictEqual(winrt.updates(), []);
   });
 });

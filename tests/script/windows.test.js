@@ -199,6 +199,7 @@ describe('openExternalIgnoringAppLinking', () => {
 
   test('wants an argument', () => {
     assert.throws(() => open(), { name: 'Error', message: 'Expected (1) arguments, but only (0)' });
+    for (const value of [Symbol('s'), Object.create(null)]) assert.throws(() => open(value), TypeError);
     assert.deepStrictEqual(winrt.records().launches, []);
   });
 

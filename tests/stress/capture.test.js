@@ -238,6 +238,34 @@ test('what comes while a callback runs is delivered in the same turn of the loop
   finish(capture);
 });
 
+test('what has been queued is one drain: ticks run after all of it', async () => {
+  const capture = hardware.capturePointer();
+  const order = [];
+  capture.setMotionEventCallback(({ screenPoint: { x } }) => {
+    order.push(x);
+    if (x === 0) process.nextTick(() => order.push('tick'));
+  });
+  capture.startCapturing();
+  feedNow(100, 0);  // the loop does not turn meanwhile
+  await until('all of it', () => order.length === 101);
+  finish(capture);
+  assert.deepEqual(order, [...Array(100).keys(), 'tick']);
+});
+
+test('what is queued when its capture object is collected is dropped', async () => {
+  const before = await counts();
+  let events = 0;
+  (() => {
+    const capture = hardware.capturePointer();
+    capture.setMotionEventCallback(() => ++events);
+    capture.startCapturing();
+    feedNow(100, 0);
+  })();
+  global.gc();
+  assert.deepEqual(await counts(), before);
+  assert.equal(events, 0);
+});
+
 test('records that never end leave the loop its turns', async () => {
   const capture = hardware.capturePointer();
   const TURNS = 5;

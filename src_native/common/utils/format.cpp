@@ -71,20 +71,17 @@ private:
     std::streamsize m_precision;
 };
 
-/// The option `f.P`: fixed point with P digits, until it goes out of scope.
-class FFixedFormatting : public StreamStateSaver {
-public:
-    FFixedFormatting(std::ostream& out, std::string_view token) : StreamStateSaver(out) {
-        if (token.size() < 3) {
-            throw common_internal::DefaultException(
-                {"common::zeb_internal::`anonymous-namespace'::FFixedFormatting::FFixedFormatting",
-                 "src_native/common/utils/format", 113},
-                "Bad format", 0);
-        }
-        out.setf(std::ios_base::fixed, std::ios_base::floatfield);
-        out.precision(toInt(std::string(token.substr(2))));
+/// The option `f.P`: fixed point with P digits.
+void applyFixedFormatting(std::ostream& out, std::string_view token) {
+    if (token.size() < 3) {
+        throw common_internal::DefaultException(
+            {"common::zeb_internal::`anonymous-namespace'::FFixedFormatting::FFixedFormatting",
+             "src_native/common/utils/format", 113},
+            "Bad format", 0);
     }
-};
+    out.setf(std::ios_base::fixed, std::ios_base::floatfield);
+    out.precision(toInt(std::string(token.substr(2))));
+}
 
 /// All options of one placeholder, applied in order; undone together when this goes out of scope.
 class AppliedOptions {
@@ -98,12 +95,12 @@ public:
     }
 
 private:
-    void apply(std::ostream& out, std::string_view token) {
+    static void apply(std::ostream& out, std::string_view token) {
         if (token.empty()) return;
         switch (token.front()) {
             case 'f':
             case 'F':
-                m_fixed.emplace(out, token);
+                applyFixedFormatting(out, token);
                 break;
             case 'X':
                 out << std::uppercase;
@@ -123,7 +120,6 @@ private:
     }
 
     StreamStateSaver m_saver;
-    std::optional<FFixedFormatting> m_fixed;  // declared last: undone first
 };
 
 struct Placeholder {

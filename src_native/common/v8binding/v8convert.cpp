@@ -18,11 +18,12 @@ bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& r
     return false;
 }
 
-std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value) {
+std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value, ConversionFailure& failure) {
     const v8::TryCatch tryCatch(isolate);
     v8::Local<v8::String> string;
     if (!value->ToString(isolate->GetCurrentContext()).ToLocal(&string)) {
-        keepTermination(isolate, tryCatch);
+        failure.keep(isolate, tryCatch);
+        failure.stopCall();
         return {};
     }
     const v8::String::Utf8Value text(isolate, string);

@@ -322,6 +322,33 @@ void refuseAllInstances(const FunctionCallbackInfo<Value>& info) { refuseInstanc
 
 void unlimitAllocations(const FunctionCallbackInfo<Value>&) { common::setCurrentAllocator({}); }
 
+// Where exceptions come from of which script gets the message alone: "function|file|line" each. The second component
+// has no memory for its driver.
+void throwSites(const FunctionCallbackInfo<Value>& info) {
+    v8::Isolate* const isolate = info.GetIsolate();
+    const ComPtr<zeb::Component> component =
+        zeb::makeComponent<zeb::HwComponentComponent>(isolate, v8::Object::New(isolate));
+    std::vector<std::string> sites;
+    const auto note = [&sites](auto&& run) {
+        try {
+            run();
+        } catch (const common::Exception& failure) {
+            const common::SourceLocation at = failure.location();
+            sites.push_back(std::string(at.function) + '|' + std::string(at.file) + '|' +
+                            std::to_string(at.line.value_or(0)));
+        }
+    };
+    note([] { common::js_internal::throwTooFewArguments(2, 1); });
+    common::setCurrentAllocator(common::makeInstance<LimitedAllocator, common::ConcurrentRC>(0));
+    note([&component] {
+        auto* const hardware =
+            static_cast<zeb::HwComponentComponent*>(component->query(typeid(zeb::HwComponentComponent)));
+        static_cast<void>(hardware->capturePointer());
+    });
+    common::setCurrentAllocator({});
+    info.GetReturnValue().Set(array(isolate, sites));
+}
+
 }  // namespace
 
 void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<v8::Object> exports) {
@@ -336,6 +363,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "recordAssertions", &recordAssertions);
     NODE_SET_METHOD(control, "takeAssertions", &takeAssertions);
     NODE_SET_METHOD(control, "raiseAssertion", &raiseAssertion);
+    NODE_SET_METHOD(control, "throwSites", &throwSites);
     NODE_SET_METHOD(control, "emptyTextsAreTheEngines", &emptyTextsAreTheEngines);
     NODE_SET_METHOD(control, "makeNarrow", &makeNarrow);
     NODE_SET_METHOD(control, "makeRefused", &makeRefused);

@@ -41,20 +41,18 @@ public:
     }
 };
 
-// Launched and over. Callers that let go of it at once are the normal case.
+// Never over, for nobody waits for a browser: who did would hang.
 class LaunchOperation final : public Object<abi::LaunchOperation, abi::AsyncInfo> {
 public:
     LaunchOperation() : Object("LaunchOperation") {}
 
-    HRESULT STDMETHODCALLTYPE put_Completed(abi::CompletedHandler* handler) override {
-        return handler->Invoke(static_cast<abi::LaunchOperation*>(this), 1);
-    }
+    HRESULT STDMETHODCALLTYPE put_Completed(abi::CompletedHandler*) override { return S_OK; }
     HRESULT STDMETHODCALLTYPE get_Completed(abi::CompletedHandler** handler) override {
         *handler = nullptr;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetResults(boolean* launched) override {
-        *launched = TRUE;
+        *launched = FALSE;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE get_Id(UINT32* id) override {
@@ -62,7 +60,7 @@ public:
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE get_Status(INT32* status) override {
-        *status = 1;
+        *status = 0;
         return S_OK;
     }
     HRESULT STDMETHODCALLTYPE get_ErrorCode(HRESULT* code) override {

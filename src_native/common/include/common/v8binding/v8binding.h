@@ -121,6 +121,7 @@ void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
         typename MethodSignature::Parameters parameters{};
         js::ConversionFailure failure;
         initializeArguments(info, parameters, failure);
+        if (failure.stopsCall()) return failure.rethrow(isolate);
         js::Environment* const environment = js::Environment::of(isolate);
         Class* const receiver = environment != nullptr ? receiverOf<Class>(*environment, info) : nullptr;
         if (receiver == nullptr) return throwIllegalInvocation(info);

@@ -34,9 +34,10 @@ concept RecordType = requires { sizeof(RecordTraits<T>); };
 
 // ---- script to native ------------------------------------------------------------------------------------------
 
-/// What the conversions of one call's arguments threw. The method still runs, with the parameter's default; the first
-/// exception is thrown into script when it has returned. It is kept aside until then because the engine must not run
-/// script (the next argument's conversion, say) while an exception is pending.
+/// What the conversions of one call's arguments threw. The first exception is thrown into script at the end of the
+/// call; it is kept aside until then because the engine must not run script (the next argument's conversion, say) while
+/// an exception is pending. After a number the method still runs, with the parameter's default. After a text it does
+/// not: the empty text would be one more address or query, and some of them end the process.
 class ConversionFailure {
 public:
     ConversionFailure() = default;
@@ -44,12 +45,15 @@ public:
     ConversionFailure& operator=(const ConversionFailure&) = delete;
 
     void keep(v8::Isolate* isolate, const v8::TryCatch& caught);
+    void stopCall() noexcept { m_stopsCall = true; }
+    bool stopsCall() const noexcept { return m_stopsCall; }
     void rethrow(v8::Isolate* isolate) const {
         if (!m_exception.IsEmpty()) isolate->ThrowException(m_exception);
     }
 
 private:
     v8::Local<v8::Value> m_exception;
+    bool m_stopsCall = false;
 };
 
 namespace convert_internal {
@@ -57,8 +61,8 @@ namespace convert_internal {
 /// False when the conversion threw.
 bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& result, ConversionFailure& failure);
 
-/// The value's string form up to its first NUL; empty when the conversion throws (a Symbol, say), which is forgotten.
-std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value);
+/// The value's string form up to its first NUL. A conversion that throws (a Symbol's, say) stops the call.
+std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value, ConversionFailure& failure);
 
 }  // namespace convert_internal
 
@@ -73,8 +77,9 @@ void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, T& parameter, 
     }
 }
 
-inline void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, std::string& parameter, ConversionFailure&) {
-    parameter = convert_internal::toText(isolate, value);
+inline void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, std::string& parameter,
+                       ConversionFailure& failure) {
+    parameter = convert_internal::toText(isolate, value, failure);
 }
 
 /// Callbacks: null and undefined clear the parameter, any other value is kept as it is.
