@@ -84,8 +84,10 @@ else()
     -Wimplicit-fallthrough -Woverloaded-virtual -Wthread-safety -Wthread-safety-beta -Werror
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${_checkout}=. -ffile-prefix-map=${ZEB_CACHE}=/cache>)
   if(ZEB_CROSS)
-    # No build paths in the debug information. Not in the toolchain file: the linker's driver warns about it.
-    target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line>)
+    # No build paths in the debug information: objects are shared by flavours and folders. Not in the toolchain file: the
+    # linker's driver warns about it.
+    target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line>
+      "SHELL:$<$<NOT:$<COMPILE_LANGUAGE:RC>>:-Xclang -object-file-name=object.obj>")
     target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE)
   else()
     target_compile_options(zeb_options INTERFACE -fstack-protector-strong -fvisibility=hidden)

@@ -100,7 +100,8 @@ TEST_F(StandinClasses, UriTakesAbsoluteAddressesOnly) {
 TEST_F(StandinClasses, LaunchesAreWrittenDown) {
     const LauncherOptions options;
     options.IgnoreAppUriHandlers(true);
-    EXPECT_TRUE(Launcher::LaunchUriAsync(Uri(L"https://host/"), options).get());
+    EXPECT_EQ(Launcher::LaunchUriAsync(Uri(L"https://host/"), options).Status(),
+              winrt::Windows::Foundation::AsyncStatus::Started);
     EXPECT_TRUE(saw("launches", R"({"uri":"https://host/","uriIsDefaultInterface":true,)"
                                 R"("optionsAreDefaultInterface":true,"ignoreAppUriHandlers":true,)"));
     EXPECT_EQ(R"([{"ignoreAppUriHandlers":true}])", server.report("options"));

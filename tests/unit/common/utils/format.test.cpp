@@ -156,7 +156,7 @@ TEST(Format, fixedPoint) {
     EXPECT_EQ(common::format("{0:f_2}", 3.14159), "3.14");
     EXPECT_EQ(common::format("{0:f.2:f.4}", 3.14159), "3.1416");
     EXPECT_EQ(common::format("{0:f.2:x:f.3} {0}", 255), "ff 255");  // a later precision undoes nothing
-    EXPECT_EQ(common::format("{:f.2:X:f.1}{0} {1}", 255, 0.25), "FF 0.2");
+    EXPECT_EQ(common::format("{:f.2:X:f.1}{0} {1}", 255, 0.5), "FF 0.5");
     EXPECT_EQ(common::format("{0:f.1:f.3} {0}", 3.14159), "3.142 3.14159");
     EXPECT_EQ(common::format("{0:f.2}", 1e10), "10000000000.00");
 }
