@@ -42,6 +42,7 @@ public:
     ComPtr(ComPtr<U>&& other) noexcept : m_instance(other.detach()) {}
     ~ComPtr() { reset(); }
 
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a copy is swapped in
     ComPtr& operator=(const ComPtr& other) noexcept {
         ComPtr(other).swap(*this);
         return *this;
