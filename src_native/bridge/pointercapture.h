@@ -59,6 +59,7 @@ private:
     void onEnvironmentEnd() noexcept override;
     void enqueue(const RawInputDriver::PointerData& record);
     void drain();
+    // This and `deliver`: false when the engine runs no script here any more.
     bool deliverTaken(common::js::Environment& environment);
     bool takePending();
     bool deliver(PointerDelivery& delivery);

@@ -57,14 +57,7 @@ function captureTest(name, run) {
   });
 }
 
-test.before(async () => {
-  if (skip) return;
-  await desktop.openWindow();
-  await x11.moveTo(500, 400);
-});
-test.after(() => {
-  if (!skip) desktop.closeWindow();
-});
+desktop.forAllTestsOf(test);
 
 test('creating a capture starts nothing', { skip }, () => {
   const threads = addon.threadCount();

@@ -6,18 +6,10 @@ const test = require('node:test');
 const { file, buildFile } = require('./support/zebbridge');
 const { runScript, debugScript } = require('./support/processes');
 const desktop = require('./support/desktop');
-const x11 = require('./support/x11');
 
 const { skip } = desktop;
 
-test.before(async () => {
-  if (skip) return;
-  await desktop.openWindow();
-  await x11.moveTo(500, 400);
-});
-test.after(() => {
-  if (!skip) desktop.closeWindow();
-});
+desktop.forAllTestsOf(test);
 
 const END_WITH_CAPTURE = `
   const capture = zebbridge.hardware.capturePointer();

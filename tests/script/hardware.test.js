@@ -5,7 +5,6 @@ const { zebbridge } = require('./support/zebbridge');
 const { runScript } = require('./support/processes');
 const { until } = require('./support/until');
 const desktop = require('./support/desktop');
-const x11 = require('./support/x11');
 
 const { hardware } = zebbridge;
 const { addon, mouse, MOUSE, KEY, skip } = desktop;
@@ -42,14 +41,7 @@ async function consulted(values, component = hardware) {
   return answers.map((buttons) => buttons.join('+'));
 }
 
-test.before(async () => {
-  if (skip) return;
-  await desktop.openWindow();
-  await x11.moveTo(500, 400);
-});
-test.after(() => {
-  if (!skip) desktop.closeWindow();
-});
+desktop.forAllTestsOf(test);
 
 test('getButtonState without an argument', () => {
   assert.throws(() => hardware.getButtonState(),

@@ -7,7 +7,6 @@ const { zebbridge, file, collect } = require('./support/zebbridge');
 const { runScript } = require('./support/processes');
 const { until, turn } = require('./support/until');
 const desktop = require('./support/desktop');
-const x11 = require('./support/x11');
 
 const { hardware } = zebbridge;
 const { addon, mouse, MOUSE, skip } = desktop;
@@ -31,14 +30,7 @@ async function cleanUp() {
   collect();
 }
 
-test.before(async () => {
-  if (skip) return;
-  await desktop.openWindow();
-  await x11.moveTo(500, 400);
-});
-test.after(() => {
-  if (!skip) desktop.closeWindow();
-});
+desktop.forAllTestsOf(test);
 
 function lifetimeTest(name, run) {
   test(name, { skip }, async (t) => {

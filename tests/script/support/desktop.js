@@ -30,6 +30,16 @@ const desktop = {
   },
   closeWindow: () => addon.closeWindow(),
 
+  // Has such a window, and the pointer away from the desktop's edges, while a file's tests run.
+  forAllTestsOf(test) {
+    if (desktop.skip) return;
+    test.before(async () => {
+      await desktop.openWindow();
+      await x11.moveTo(500, 400);
+    });
+    test.after(() => desktop.closeWindow());
+  },
+
   // Starts and waits until the input thread listens. Wine needs the wake-ups; see wakeSinkWindow.
   async startCapturing(capture) {
     capture.startCapturing();
