@@ -21,10 +21,12 @@ struct LogContext {
 
 /// The module's log: records go to the one installed handler; without one they are dropped. It has no sink of its own.
 ///
-/// Threads: records may be written on any thread; the handler runs on the writing thread, outside every lock, and may
-/// write records or install another handler itself. Handlers are installed on a script thread.
-/// Ownership: the log owns the handler. A handler that is replaced is destroyed on the thread that replaced it: at
-/// once, or, when that thread is inside this very handler, as soon as its outermost call returns.
+/// Threads: any. The handler runs on the writing thread, outside every lock, on several threads at once if they write
+/// at once; it may write records and install another handler itself. Nothing waits for a handler to return.
+/// Ownership: the log shares a handler with the calls that are inside it. One that was replaced ends with the last of
+/// these calls, on its thread, or at once when there is none. What may end only on a thread of its own, such as a
+/// script function, the handler's destructor sends there.
+/// Failure: a handler must not throw. Whoever writes a record is often in the middle of reporting a failure.
 class Log {
 public:
     /// Handed to script as its plain number.
@@ -44,8 +46,9 @@ public:
     /// Writes a record of this moment.
     static void write(Level level, const SourceLocation& location, const std::string& message);
 
-    /// Installs `handler`, or none, in place of the one before. Waits until no other thread is inside that one; so a
-    /// handler must never wait, on a foreign thread, for a thread that installs handlers.
+    /// Installs `handler`, or none, in place of the one before. Never waits, so that one may still be running on other
+    /// threads when this returns. Throws `std::bad_alloc`, and keeps the one before, when there is no memory for a new
+    /// one; installing none cannot fail.
     static void setHandler(std::unique_ptr<Handler> handler);
 };
 
