@@ -1,10 +1,9 @@
 #include "common/utils/log.h"
 
-#include <chrono>
-#include <ratio>
 #include <utility>
 
 #include "common/utils/lock.h"
+#include "common/utils/platform_services.h"
 
 namespace common::diagnostics {
 
@@ -27,11 +26,6 @@ std::shared_ptr<Log::Handler> installedHandler() {
     return installed.handler;
 }
 
-std::int64_t currentTicks() {
-    using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
-    return std::chrono::duration_cast<Ticks>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
 }  // namespace
 
 void Log::write(Level level, const LogContext& context, const std::string& message) {
@@ -39,7 +33,7 @@ void Log::write(Level level, const LogContext& context, const std::string& messa
 }
 
 void Log::write(Level level, const SourceLocation& location, const std::string& message) {
-    write(level, LogContext{currentTicks(), location.function, location.file, location.line}, message);
+    write(level, LogContext{platform::systemTimeTicks(), location.function, location.file, location.line}, message);
 }
 
 void Log::setHandler(std::unique_ptr<Handler> handler) {

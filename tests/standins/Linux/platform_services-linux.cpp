@@ -4,11 +4,18 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <memory>
 
 namespace common::platform {
 
 std::uint32_t currentThreadId() noexcept { return static_cast<std::uint32_t>(gettid()); }
+
+std::int64_t systemTimeTicks() noexcept {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec * std::int64_t{10'000'000} + now.tv_nsec / 100;
+}
 
 // "IRefCounted", where Windows says "struct IRefCounted": this ABI's names do not tell a struct from a class.
 std::string typeName(const std::type_info& type) {

@@ -8,6 +8,13 @@ namespace common::platform {
 
 std::uint32_t currentThreadId() noexcept { return GetCurrentThreadId(); }
 
+std::int64_t systemTimeTicks() noexcept {
+    constexpr std::int64_t ticksFrom1601To1970 = 116'444'736'000'000'000;
+    FILETIME since1601{};
+    GetSystemTimePreciseAsFileTime(&since1601);
+    return (std::int64_t{since1601.dwHighDateTime} << 32 | since1601.dwLowDateTime) - ticksFrom1601To1970;
+}
+
 std::string typeName(const std::type_info& type) {
     // The standard library's inline namespace is no part of a name that people know.
     constexpr std::string_view inlineNamespace = "std::__1::";

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
 #include <thread>
 
 #include "common/com/interfaces.h"
@@ -19,6 +21,7 @@ struct Holder {};
 namespace {
 
 using common::platform::currentThreadId;
+using common::platform::systemTimeTicks;
 using common::platform::typeName;
 
 TEST(PlatformServices, aThreadHasOneIdOfItsOwn) {
@@ -29,6 +32,24 @@ TEST(PlatformServices, aThreadHasOneIdOfItsOwn) {
     std::thread([&] { other = currentThreadId(); }).join();
     EXPECT_NE(other, 0u);
     EXPECT_NE(other, mine);
+}
+
+TEST(PlatformServices, theSystemsTimeCountsFrom1970) {
+    using Microseconds = std::chrono::duration<std::int64_t, std::micro>;
+    const auto microsecondsNow = [] {
+        return std::chrono::duration_cast<Microseconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+    };
+    const std::int64_t before = microsecondsNow() * 10;
+    const std::int64_t ticks = systemTimeTicks();
+    const std::int64_t after = (microsecondsNow() + 1) * 10;
+    EXPECT_GE(ticks, before);
+    EXPECT_LE(ticks, after);
+}
+
+TEST(PlatformServices, theSystemsTimeIsFinerThanMicroseconds) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (systemTimeTicks() % 10 == 0 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_LT(std::chrono::steady_clock::now(), deadline);
 }
 
 TEST(PlatformServices, typesHaveReadableNames) {
