@@ -54,39 +54,51 @@ std::string_view stripBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-/// Puts a stream's flags and precision back as they were at construction.
-class StreamStateSaver {
+/// Puts a stream's flags back as they were at construction.
+class FlagsSaver {
 public:
-    explicit StreamStateSaver(std::ostream& out) : m_out(out), m_flags(out.flags()), m_precision(out.precision()) {}
-    ~StreamStateSaver() {
-        m_out.flags(m_flags);
-        m_out.precision(m_precision);
-    }
-    StreamStateSaver(const StreamStateSaver&) = delete;
-    StreamStateSaver& operator=(const StreamStateSaver&) = delete;
+    explicit FlagsSaver(std::ostream& out) : m_out(out), m_flags(out.flags()) {}
+    ~FlagsSaver() { m_out.flags(m_flags); }
+    FlagsSaver(const FlagsSaver&) = delete;
+    FlagsSaver& operator=(const FlagsSaver&) = delete;
 
 private:
     std::ostream& m_out;
     std::ios_base::fmtflags m_flags;
-    std::streamsize m_precision;
 };
 
-/// The option `f.P`: fixed point with P digits.
-void applyFixedFormatting(std::ostream& out, std::string_view token) {
-    if (token.size() < 3) {
-        throw common_internal::DefaultException(
-            {"common::zeb_internal::`anonymous-namespace'::FFixedFormatting::FFixedFormatting",
-             "src_native/common/utils/format", 113},
-            "Bad format", 0);
+/// The option `f.P`: fixed point with P digits as long as it lives. Leaves the base and the case alone, because options
+/// after it may have set them.
+class FFixedFormatting {
+public:
+    FFixedFormatting(std::ostream& out, std::string_view token)
+        : m_out(out), m_notation(out.flags() & std::ios_base::floatfield), m_precision(out.precision()) {
+        if (token.size() < 3) {
+            throw common_internal::DefaultException(
+                {"common::zeb_internal::`anonymous-namespace'::FFixedFormatting::FFixedFormatting",
+                 "src_native/common/utils/format", 113},
+                "Bad format", 0);
+        }
+        out.precision(toInt(std::string(token.substr(2))));
+        out.setf(std::ios_base::fixed, std::ios_base::floatfield);
     }
-    out.setf(std::ios_base::fixed, std::ios_base::floatfield);
-    out.precision(toInt(std::string(token.substr(2))));
-}
+    ~FFixedFormatting() {
+        m_out.setf(m_notation, std::ios_base::floatfield);
+        m_out.precision(m_precision);
+    }
+    FFixedFormatting(const FFixedFormatting&) = delete;
+    FFixedFormatting& operator=(const FFixedFormatting&) = delete;
+
+private:
+    std::ostream& m_out;
+    std::ios_base::fmtflags m_notation;
+    std::streamsize m_precision;
+};
 
 /// All options of one placeholder, applied in order; undone together when this goes out of scope.
 class AppliedOptions {
 public:
-    AppliedOptions(std::ostream& out, std::string_view options) : m_saver(out) {
+    AppliedOptions(std::ostream& out, std::string_view options) : m_flags(out) {
         while (!options.empty()) {
             const auto colon = options.find(':');
             apply(out, options.substr(0, colon));
@@ -95,12 +107,12 @@ public:
     }
 
 private:
-    static void apply(std::ostream& out, std::string_view token) {
+    void apply(std::ostream& out, std::string_view token) {
         if (token.empty()) return;
         switch (token.front()) {
             case 'f':
             case 'F':
-                applyFixedFormatting(out, token);
+                m_fixed.emplace(out, token);
                 break;
             case 'X':
                 out << std::uppercase;
@@ -119,7 +131,8 @@ private:
         }
     }
 
-    StreamStateSaver m_saver;
+    FlagsSaver m_flags;
+    std::optional<FFixedFormatting> m_fixed;
 };
 
 struct Placeholder {

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <locale>
+#include <ostream>
 #include <stdexcept>
+#include <streambuf>
 
 #include "common/com/crt_allocator.h"
 #include "common/com/interfaces.h"
@@ -159,6 +161,38 @@ TEST(Format, fixedPoint) {
     EXPECT_EQ(common::format("{:f.2:X:f.1}{0} {1}", 255, 0.5), "FF 0.5");
     EXPECT_EQ(common::format("{0:f.1:f.3} {0}", 3.14159), "3.142 3.14159");
     EXPECT_EQ(common::format("{0:f.2}", 1e10), "10000000000.00");
+}
+
+/// Makes the stream that it is tied to write scientific numbers as soon as that one writes anything.
+class TiedToScientific : public std::streambuf {
+public:
+    static void render(std::ostream& out, const void* value) {
+        auto* const self = static_cast<TiedToScientific*>(const_cast<void*>(value));
+        self->m_out = &out;
+        out.tie(&self->m_tied);
+    }
+
+private:
+    int sync() override {
+        m_out->tie(nullptr);
+        m_out->setf(std::ios_base::scientific);
+        return 0;
+    }
+
+    std::ostream m_tied{this};
+    std::ostream* m_out = nullptr;
+};
+
+TEST(Format, fixedPointTakesThePlaceOfScientificNotation) {
+    // Both at once would be the hexadecimal notation. Only the literal text between two arguments is written while no
+    // argument's options hold.
+    TiedToScientific tied;
+    const double number = 1.5;
+    const common::FormatArgument arguments[] = {
+        {&tied, &TiedToScientific::render},
+        {&number, &common::format_internal::renderStreamable<double>},
+    };
+    EXPECT_EQ(common::format("{0}: {1:f.2} {1}", &arguments[0], std::size_t{2}), ": 1.50 1.500000e+00");
 }
 
 TEST(Format, fixedPointWithoutPrecisionIsABadFormat) {
