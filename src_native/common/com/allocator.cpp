@@ -12,8 +12,9 @@ struct Override {
     ComPtr<Allocator> allocator ZEB_GUARDED_BY(lock);
 };
 
+// Never destroyed: objects may still be made and released while the process runs its exit handlers.
 Override& overrideSlot() {
-    static Override slot;
+    static Override& slot = *new Override;
     return slot;
 }
 

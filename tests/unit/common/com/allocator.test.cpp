@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 #include "common/com/crt_allocator.h"
 #include "unit/support/counting_allocator.h"
 #include "unit/support/log_recorder.h"
+#include "unit/support/other_thread.h"
 
 namespace {
 
@@ -99,6 +102,48 @@ TEST(CurrentAllocator, theOverrideThatGoesMayAskForTheCurrentOne) {
     setCurrentAllocator(ComPtr<Allocator>(common::makeInstance<Asking, common::ConcurrentRC>(seen)));
     setCurrentAllocator(nullptr);
     EXPECT_EQ(seen, static_cast<Allocator*>(common::CrtAllocator::shared()));
+}
+
+TEST(CurrentAllocator, theOneBeforeIsReleasedOutsideTheLock) {
+    /// Another thread must get the current allocator while this one ends.
+    class Asking : public Allocator {
+    public:
+        using Interfaces = common::TypeList<Allocator>;
+        Asking(unit::OtherThread& other, bool& answered) : m_other(other), m_answered(answered) {}
+        ~Asking() override {
+            m_answered = m_other.ends([] { static_cast<void>(currentAllocator()); });
+        }
+        void* reallocate(void*, std::size_t) noexcept override { return nullptr; }
+        void deallocate(void*, const common::BlockDescriptor&) noexcept override {}
+
+    private:
+        unit::OtherThread& m_other;
+        bool& m_answered;
+    };
+    bool answered = false;
+    unit::OtherThread other;
+    setCurrentAllocator(ComPtr<Allocator>(common::makeInstance<Asking, common::ConcurrentRC>(other, answered)));
+    setCurrentAllocator(nullptr);
+    EXPECT_TRUE(answered);
+}
+
+TEST(CurrentAllocatorDeathTest, anOverrideOutlivesEverythingThatEndsWithTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            // Runs after what is registered later, as every end of a static object is from here on.
+            static Allocator* kept = nullptr;
+            static CountingAllocator::Counts& counts = *new CountingAllocator::Counts;
+            std::atexit([] {
+                const bool isCurrent = currentAllocator().get() == kept;
+                setCurrentAllocator(nullptr);
+                std::fprintf(stderr, "%s, then %d ended\n", isCurrent ? "current" : "gone", counts.destroyed.load());
+            });
+            setCurrentAllocator(CountingAllocator::make(counts));
+            kept = currentAllocator().get();
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "current, then 1 ended");
 }
 
 TEST(CurrentAllocator, mayBeReplacedWhileOthersUseIt) {

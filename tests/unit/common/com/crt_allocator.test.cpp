@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <thread>
@@ -77,6 +79,21 @@ TEST(CrtAllocator, hasALiveWeakReference) {
     locked->release();
     weak->release();
     EXPECT_EQ(allocator->refCount(), references);
+}
+
+TEST(CrtAllocatorDeathTest, theProcessesOwnReferenceIsReleasedAtItsEnd) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            // Runs after what is registered later, as the end of the shared allocator is.
+            static CrtAllocator* kept = nullptr;
+            std::atexit([] { std::fprintf(stderr, "%u at the end\n", kept->refCount()); });
+            kept = CrtAllocator::shared();
+            kept->addRef();
+            std::fprintf(stderr, "%u before, ", kept->refCount());
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "2 before, 1 at the end");
 }
 
 }  // namespace

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
 #include "standins/recording_failure_services.h"
@@ -242,6 +245,20 @@ TEST_F(AssertionDeathTest, afterTheBoxTheProcessEnds) {
             raiseAssertionFailure(kSite, nullptr, "m_thing", "It broke");
         },
         "terminate was called");
+}
+
+TEST_F(AssertionDeathTest, aHandlerEndsWithTheProcess) {
+    struct Handler : common::AssertionHandler {
+        ~Handler() override { std::fputs("the handler ended\n", stderr); }
+        void onAssertionFailure(const SourceLocation&, const char*, const char*, const char*) override {}
+    };
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            setAssertionHandler(std::make_unique<Handler>());
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "the handler ended");
 }
 
 }  // namespace
