@@ -87,6 +87,12 @@ test('unsigned integers', () => {
   }
 });
 
+test('truth is script\'s own', () => {
+  const values = [true, false, 'yes', 'false', '0', '', 0, -0, 1, -1, 0.5, NaN, 256, 2 ** 32, 0n, 1n, null, undefined, {}, [],
+    Symbol('s'), new Boolean(false), { valueOf() { throw new Error('asked'); } }];
+  for (const value of values) assert.equal(probe.boolean(value), String(Boolean(value)), typeof value);
+});
+
 test('texts arrive as UTF-8 up to their first NUL', () => {
   const hex = (text) => Buffer.from(text).toString('hex');
   const cases = [

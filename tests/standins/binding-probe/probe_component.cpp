@@ -20,6 +20,7 @@ constexpr std::array kMethods{
     entry<&Probe::integer>("integer"),
     entry<&Probe::wideInteger>("wideInteger"),
     entry<&Probe::unsignedInteger>("unsignedInteger"),
+    entry<&Probe::boolean>("boolean"),
     entry<&Probe::text>("text"),
     entry<&Probe::two>("two"),
     entry<&Probe::mixed>("mixed"),

@@ -39,6 +39,7 @@ public:
     std::string integer(std::int32_t value) { return std::to_string(value); }
     std::string wideInteger(std::int64_t value) { return std::to_string(value); }
     std::string unsignedInteger(std::uint32_t value) { return std::to_string(value); }
+    std::string boolean(bool value) { return value ? "true" : "false"; }
     std::string text(std::string value);
     std::string two(std::int32_t number, std::string value);
     std::string mixed(std::int32_t first, std::int64_t second, std::string third, std::unique_ptr<Callback> callback);

@@ -2,6 +2,7 @@
 
 #include <v8.h>
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -66,10 +67,16 @@ std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value, ConversionF
 
 }  // namespace convert_internal
 
+/// Truth as script itself sees it: every text but the empty one is true. Never throws.
+template <std::same_as<bool> Bool>
+void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, Bool& parameter, ConversionFailure&) {
+    parameter = value->BooleanValue(isolate);
+}
+
 /// Integers: the engine's integer conversion, narrowed to the parameter's width; a conversion that throws leaves the
 /// parameter as it is.
 template <typename T>
-    requires std::is_integral_v<T> || std::is_enum_v<T>
+    requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) || std::is_enum_v<T>
 void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, T& parameter, ConversionFailure& failure) {
     std::int64_t integer = 0;
     if (readSmallInteger(value, integer) || convert_internal::toInteger(isolate, value, integer, failure)) {
