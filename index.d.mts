@@ -1,1 +1,4 @@
+import bridge = require('./index.js');
+
 export * from './index.js';
+export default bridge;

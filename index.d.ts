@@ -1,9 +1,11 @@
 /**
  * zebbridge: raw pointer input, Windows integration and package updates for desktop applications on x86-64 Windows.
  *
- * Where it runs: win32-x64, in desktop runtimes with module version 123 and in Node.js 22, 24 and 26. Anywhere else the
- * package installs and loads, and every function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says
- * what is missing.
+ * Where it runs: win32-x64, in desktop runtimes with module version 123 and in Node.js 22, 24 and 26. On other systems the
+ * package installs and loads, and `supported` is `false`: `shutdown`, `dispose` and the setters of handlers do nothing,
+ * and every other function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says what is missing. On
+ * win32-x64, a binary that is missing or cannot be loaded is an `Error` when the package is loaded; its `code` is one of
+ * `LoadErrorCode`, its `cause` is the runtime's own error.
  *
  * Threads: every function is called on the script thread of the isolate that loaded the module, and every callback is
  * called there. Worker threads may load the module too; each gets components of its own.
@@ -35,6 +37,20 @@
  * }, 5000);
  */
 
+/** Whether the native part is there. Where it is not, calls that have no effect anyway do nothing, and the rest throws. */
+export const supported: boolean;
+
+/** The `code` of the `Error` that loading the package throws, or its first use where `supported` is `false`. */
+export type LoadErrorCode =
+    /** There is no binary for this system, architecture or module version. */
+    | 'ERR_ZEBBRIDGE_UNAVAILABLE'
+    /** The binary is not where it belongs: left out by a packager or a bundler. */
+    | 'ERR_ZEBBRIDGE_BINARY_MISSING'
+    /** The process does not allow native modules (`--no-addons`, a permission model). */
+    | 'ERR_ZEBBRIDGE_ADDONS_DISABLED'
+    /** The binary is damaged, blocked, still inside an archive, for another runtime, or refuses this one. */
+    | 'ERR_ZEBBRIDGE_BINARY_FAILED';
+
 /** Pixels or device counts, as each property says. */
 export interface Point {
     x: number;
@@ -52,8 +68,9 @@ export interface MotionEvent {
     screenPoint: Point;
 }
 
-/** What happened to one button: 0 nothing, 1 released, 2 pressed. Both at once count as pressed. */
-export type ButtonTransition = 0 | 1 | 2;
+/** What happened to one button. Both at once count as pressed. */
+export const ButtonTransition: { readonly None: 0; readonly Released: 1; readonly Pressed: 2 };
+export type ButtonTransition = (typeof ButtonTransition)[keyof typeof ButtonTransition];
 
 /** A change of at least one button. A new plain object for every event. The user's button swap is already applied. */
 export interface ButtonsEvent {
@@ -62,8 +79,9 @@ export interface ButtonsEvent {
     right: ButtonTransition;
 }
 
-/** A logical button: 0 left, 1 middle, 2 right. */
-export type MouseButton = 0 | 1 | 2;
+/** A logical button: the user's button swap is already applied. */
+export const MouseButton: { readonly Left: 0; readonly Middle: 1; readonly Right: 2 };
+export type MouseButton = (typeof MouseButton)[keyof typeof MouseButton];
 
 /**
  * Brings raw mouse input to two callbacks, also while the application has no focus.
@@ -106,10 +124,10 @@ export interface Hardware {
      * Whether a button is held down at this moment. Left and right follow the user's button swap as the last capture
      * saw it; before the first capture they count as not swapped.
      *
-     * @param button 0 left, 1 middle, 2 right; any other number asks for the physical primary button.
+     * @param button Any other number asks for the physical primary button.
      *
      * @example
-     * const dragging = hardware.getButtonState(0);
+     * const dragging = hardware.getButtonState(MouseButton.Left);
      */
     getButtonState(button: MouseButton): boolean;
 
@@ -121,15 +139,16 @@ export interface Hardware {
      * @example
      * const capture = hardware.capturePointer();
      * capture.setButtonsEventCallback(({ left }) => {
-     *     if (left === 2) capture.stopCapturing();
+     *     if (left === ButtonTransition.Pressed) capture.stopCapturing();
      * });
      * capture.startCapturing();
      */
     capturePointer(): PointerCapture;
 }
 
-/** The weight of a log record: 0 information, 2 error. 1 lies between them and is not written today. */
-export type LogLevel = 0 | 1 | 2;
+/** The weight of a log record. No warning is written today. */
+export const LogLevel: { readonly Information: 0; readonly Warning: 1; readonly Error: 2 };
+export type LogLevel = (typeof LogLevel)[keyof typeof LogLevel];
 
 /** The module's own log. */
 export interface Diagnostics {
@@ -142,7 +161,7 @@ export interface Diagnostics {
      * to an attached debugger as well.
      *
      * @example
-     * diagnostics.setLogHandler((message, level) => (level === 2 ? console.error : console.log)(message));
+     * diagnostics.setLogHandler((message, level) => (level === LogLevel.Error ? console.error : console.log)(message));
      */
     setLogHandler(handler: ((message: string, level: LogLevel) => void) | null | undefined): void;
 }
@@ -153,6 +172,27 @@ export interface CrashEmitter {
     emitStackOverflow(): never;
     /** Ends the process with an access violation (exception code 0xC0000005): a write to address 0. */
     emitAccessViolation(): never;
+}
+
+/** A window's show state: the values of Win32's ShowWindow that a window placement takes, under its names. */
+export const ShowCommand: {
+    readonly Hide: 0;
+    readonly ShowNormal: 1;
+    readonly ShowMinimized: 2;
+    readonly ShowMaximized: 3;
+    readonly ShowNoActivate: 4;
+    readonly Show: 5;
+    readonly Minimize: 6;
+    readonly ShowMinNoActive: 7;
+    readonly ShowNA: 8;
+    readonly Restore: 9;
+};
+export type ShowCommand = (typeof ShowCommand)[keyof typeof ShowCommand];
+
+/** What a function that takes an address accepts beyond its own list. */
+export interface AddressOptions {
+    /** Further schemes, without their colons: `['ms-settings']`. */
+    schemes?: readonly string[];
 }
 
 /** Services of the Windows desktop. */
@@ -167,15 +207,16 @@ export interface Windows {
      * Opens an address in the user's default handler, the browser for a web address, even when an installed application
      * has claimed it. Returns before anything has opened; whether it did is not reported.
      *
-     * **An address that is not an absolute URI ends the process**, as does a system without the launcher: check what
-     * comes from outside (`URL.canParse(url)`) before you pass it.
+     * A system without the launcher ends the process.
      *
-     * @param url An absolute URI.
+     * @param url An absolute address with the scheme `http`, `https`, `mailto`, or one that `options` adds.
+     * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
      *
      * @example
-     * if (URL.canParse(url)) windows.openExternalIgnoringAppLinking(url);
+     * windows.openExternalIgnoringAppLinking('https://example.com/help');
+     * windows.openExternalIgnoringAppLinking('ms-settings:display', { schemes: ['ms-settings'] });
      */
-    openExternalIgnoringAppLinking(url: string): void;
+    openExternalIgnoringAppLinking(url: string, options?: AddressOptions): void;
 
     /**
      * The update build revision of the installed Windows: the last part of its version (the 4291 of 10.0.19045.4291).
@@ -191,11 +232,11 @@ export interface Windows {
      *
      * @param windowHandle The native window handle (HWND) as an integer. Handles have 32 significant bits.
      * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three.
-     * @param showCommand A value of Win32's ShowWindow: 1 normal, 2 minimised, 3 maximised, 0 hidden, ...
+     * @param showCommand The show state. The system decides what becomes of a number that is none of them.
      * @throws Error with the system's text when the handle is no window or Windows refuses the placement.
      *
      * @example
-     * windows.setWindowPlacement(handle, 100, 100, 1380, 820, 1);
+     * windows.setWindowPlacement(handle, 100, 100, 1380, 820, ShowCommand.ShowNormal);
      */
     setWindowPlacement(
         windowHandle: number,
@@ -203,7 +244,7 @@ export interface Windows {
         top: number,
         right: number,
         bottom: number,
-        showCommand: number,
+        showCommand: ShowCommand,
     ): void;
 }
 
@@ -238,16 +279,17 @@ export interface MsixAutoUpdater {
      * Windows closes the application to apply the update. A failure goes to the error handler. The process stays alive
      * until the deployment ends; `shutdown` waits for it.
      *
-     * Start one update at a time. **Text that is not an absolute URI, and a system without package deployment, end the
-     * process.**
+     * Start one update at a time. **A system without package deployment ends the process.**
      *
-     * @param packageUri An absolute URI of the package (`https:`, `file:`).
+     * @param packageUri The package's absolute address, with the scheme `https`, `http`, `file`, or one that `options`
+     *     adds.
+     * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
      *
      * @example
      * msix_auto_updater.setErrorHandler((message) => console.error('update failed:', message));
      * msix_auto_updater.applyUpdate('https://example.com/app.msix');
      */
-    applyUpdate(packageUri: string): void;
+    applyUpdate(packageUri: string, options?: AddressOptions): void;
 
     /** Removes the error handler. A running update goes on. */
     dispose(): void;

@@ -2,15 +2,13 @@
 //
 //   node button-state.js
 'use strict';
-const { hardware } = require('zebbridge');
-
-const BUTTONS = { left: 0, middle: 1, right: 2 };
+const { hardware, MouseButton } = require('zebbridge');
 
 let shown = '';
 const timer = setInterval(() => {
-  const held = Object.keys(BUTTONS).filter((name) => hardware.getButtonState(BUTTONS[name]));
-  const text = held.join(' ') || 'none';
+  const held = Object.keys(MouseButton).filter((name) => hardware.getButtonState(MouseButton[name]));
+  const text = held.join(' ').toLowerCase() || 'none';
   if (text !== shown) console.log(text);
   shown = text;
-  if (held.includes('left') && held.includes('right')) clearInterval(timer);
+  if (held.includes('Left') && held.includes('Right')) clearInterval(timer);
 }, 10);

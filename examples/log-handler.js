@@ -3,14 +3,13 @@
 //   node log-handler.js FILE
 'use strict';
 const fs = require('fs');
-const { diagnostics, hardware, shutdown } = require('zebbridge');
+const { diagnostics, hardware, LogLevel, shutdown } = require('zebbridge');
 
-const LEVELS = ['information', 'warning', 'error'];
 const file = fs.openSync(process.argv[2], 'a');
 
 // An exception in here is dropped, so a full disk does not stop the application.
 diagnostics.setLogHandler((message, level) => {
-  fs.writeSync(file, `${new Date().toISOString()} ${LEVELS[level] ?? level}: ${message}\n`);
+  fs.writeSync(file, `${new Date().toISOString()} ${level === LogLevel.Error ? 'error' : 'information'}: ${message}\n`);
 });
 
 const capture = hardware.capturePointer();

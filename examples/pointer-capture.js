@@ -3,9 +3,9 @@
 //
 //   node pointer-capture.js [degrees per count]
 'use strict';
-const { hardware } = require('zebbridge');
+const { ButtonTransition, hardware } = require('zebbridge');
 
-const PRESSED = 2;
+const { Pressed } = ButtonTransition;
 const sensitivity = Number(process.argv[2] ?? 0.1);
 const view = { yaw: 0, pitch: 0 };
 let shots = 0;
@@ -19,8 +19,8 @@ capture.setMotionEventCallback(({ offset }) => {
 });
 
 capture.setButtonsEventCallback(({ left, middle }) => {
-  if (left === PRESSED) console.log(`shot ${++shots} at ${view.yaw.toFixed(1)}, ${view.pitch.toFixed(1)}`);
-  if (middle === PRESSED) capture.stopCapturing();  // nothing keeps the process then
+  if (left === Pressed) console.log(`shot ${++shots} at ${view.yaw.toFixed(1)}, ${view.pitch.toFixed(1)}`);
+  if (middle === Pressed) capture.stopCapturing();  // nothing keeps the process then
 });
 
 capture.startCapturing();

@@ -9,12 +9,12 @@ msix_auto_updater.setErrorHandler((message) => {
   process.exitCode = 1;
 });
 
-// An address that is none would end the process, so look at it first.
 const address = process.argv[2];
-if (!URL.canParse(address)) {
-  console.error('not an absolute address:', address);
-  process.exit(2);
+try {
+  msix_auto_updater.applyUpdate(address);
+  console.log('updating from', address);
+} catch (error) {
+  console.error(error.message); // not an absolute address, or not on this system
+  process.exitCode = 2;
 }
-msix_auto_updater.applyUpdate(address);
-console.log('updating from', address);
 // A success is silent: Windows ends the application to replace it. Until then the process stays alive.

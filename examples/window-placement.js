@@ -3,10 +3,13 @@
 //
 //   node window-placement.js HANDLE [minimised | maximised]
 'use strict';
-const { windows } = require('zebbridge');
+const { ShowCommand, windows } = require('zebbridge');
 
-// https://learn.microsoft.com/windows/win32/api/winuser/nf-winuser-showwindow
-const SHOW = { normal: 1, minimised: 2, maximised: 3 };
+const SHOW = {
+  normal: ShowCommand.ShowNormal,
+  minimised: ShowCommand.ShowMinimized,
+  maximised: ShowCommand.ShowMaximized,
+};
 
 const saved = { left: 120, top: 90, right: 920, bottom: 690, state: process.argv[3] ?? 'normal' };
 try {

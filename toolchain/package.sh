@@ -4,7 +4,7 @@
 # <build>/package/zebbridge-<version>-symbols.tgz  a PDB per binary, for debuggers and crash dumps
 # <build>/package/content                          the first, unpacked
 PACKAGE=$BUILD/package
-PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../index.js has them too
+PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../lib/native.js has them too
 ZEB_TYPESCRIPT=$ZEB_CACHE/typescript-$(sha256sum <tests/package/package-lock.json | cut -c1-12)
 
 setup_package() {
@@ -38,8 +38,10 @@ lay_out_package() {
     version=$(python3 -c 'import json; print(json.load(open("package.json"))["version"])')
     rm -rf "$PACKAGE"
     mkdir -p "$content/prebuilds/win32-x64" "$symbols"
-    cp -r package.json index.js index.mjs index.d.ts index.d.mts README.md CHANGELOG.md SECURITY.md LICENSE docs examples \
-        "$content" || return
+    cp -r ./*.js ./*.mjs ./*.d.ts ./*.d.mts ./*.md LICENSE lib docs examples "$content" || return
+    node -e '
+        const { scripts, ...manifest } = require("./package.json");  // those are the checkout'"'"'s
+        fs.writeFileSync(process.argv[1], JSON.stringify(manifest, null, 2) + "\n");' "$content/package.json" || return
     for pair in $PACKAGE_FLAVOURS; do
         flavour=${pair%:*} abi=${pair#*:}
         cp "$BUILD/windows-package/$flavour/zebbridge.node" \

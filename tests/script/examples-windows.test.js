@@ -29,7 +29,7 @@ describe('update.js', () => {
 
   test('does not try an address that is none', async () => {
     const { status, stderr } = await run('app.msix', {});
-    assert.strictEqual(stderr, 'not an absolute address: app.msix\n');
+    assert.strictEqual(stderr, 'Invalid URL: it is no absolute address\n');
     assert.strictEqual(status, 2);
   });
 });

@@ -1,4 +1,5 @@
-// The examples, as somebody runs them who has installed the package: `require('zebbridge')` gives the built module.
+// The examples, as somebody runs them who has installed the package: `require('zebbridge')` gives the package, with the
+// built module as its binary.
 'use strict';
 const path = require('node:path');
 const { startScript } = require('./processes');
@@ -6,7 +7,10 @@ const { startScript } = require('./processes');
 const INSTALLED = `
   const Module = require('node:module');
   const resolve = Module._resolveFilename;
-  Module._resolveFilename = (request, ...rest) => (request === 'zebbridge' ? file : resolve(request, ...rest));`;
+  Module._resolveFilename = (request, ...rest) => {
+    if (/\\/prebuilds\\/.*\\.node$/.test(request)) return file;
+    return resolve(request.replace(/^zebbridge(?=$|\\/)/, () => ${JSON.stringify(path.resolve(__dirname, '../../..'))}), ...rest);
+  };`;
 
 // Starts examples/<name> with these arguments, after `before`, a script of the test's own; see startScript.
 function startExample(name, values = [], { before = '', ...options } = {}) {
