@@ -1,7 +1,6 @@
 #include "bridge/diagnostics_component.h"
 
 #include <array>
-#include <list>
 #include <memory>
 #include <new>
 #include <string>
@@ -12,6 +11,7 @@
 #include "common/utils/log.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
+#include "common/v8binding/weak_reference_holder.h"
 
 namespace zeb {
 
@@ -23,57 +23,35 @@ namespace {
 
 using LogCallback = DiagnosticsComponent::LogCallback;
 
-/// The script functions of one environment that the log may call. Theirs is its thread and its end, whichever thread
-/// takes the handler that calls them out of the log.
-class LogCallbacks final : public common::js::Attachment {
+/// A script function that the log's handler calls. Lives on its environment's thread.
+class ScriptLogFunction final : public common::js::ScriptThreadObject, private common::js::EnvironmentObserver {
 public:
-    explicit LogCallbacks(Environment&) {}
+    ScriptLogFunction(Environment& environment, std::unique_ptr<LogCallback> callback)
+        : EnvironmentObserver(&environment), m_isolate(environment.isolate()), m_callback(std::move(callback)) {}
 
-    LogCallback* add(std::unique_ptr<LogCallback> callback) {
-        m_callbacks.push_back(std::move(callback));
-        return m_callbacks.back().get();
-    }
-    /// On the environment's thread.
-    static void drop(v8::Isolate* isolate, const LogCallback* callback) {
-        Environment* const environment = Environment::of(isolate);
-        if (environment == nullptr) return;  // which has dropped them all
-        environment->attachment<LogCallbacks>()->m_callbacks.remove_if(
-            [callback](const auto& kept) { return kept.get() == callback; });
-    }
-
-private:
-    std::list<std::unique_ptr<LogCallback>> m_callbacks;
-};
-
-/// The right to call a script function, for the log's handler. Ends on any thread.
-class ScriptLogCallback {
-public:
-    ScriptLogCallback(Environment& environment, std::unique_ptr<LogCallback> callback)
-        : m_isolate(environment.isolate()),
-          m_callback(callback ? environment.attachment<LogCallbacks>()->add(std::move(callback)) : nullptr) {}
-    ScriptLogCallback(ScriptLogCallback&& other) noexcept
-        : m_isolate(other.m_isolate), m_callback(std::exchange(other.m_callback, nullptr)) {}
-    ScriptLogCallback& operator=(ScriptLogCallback&&) = delete;
-    ~ScriptLogCallback() {
-        if (m_callback == nullptr) return;
-        if (v8::Isolate::TryGetCurrent() == m_isolate) {
-            LogCallbacks::drop(m_isolate, m_callback);
-        } else {
-            Environment::post(m_isolate,
-                              [isolate = m_isolate, callback = m_callback] { LogCallbacks::drop(isolate, callback); });
-        }
-    }
-
+    /// Any thread; does nothing on others than its own.
     void operator()(Log::Level level, const char* message) const {
         v8::Isolate* const isolate = v8::Isolate::TryGetCurrent();
-        if (isolate == nullptr || isolate != m_isolate || !isolate->InContext()) return;
-        if (m_callback == nullptr || Environment::of(isolate) == nullptr) return;
+        if (isolate == nullptr || isolate != m_isolate || !isolate->InContext() || !m_callback) return;
         (*m_callback)(std::string(message), static_cast<int>(level));
     }
 
 private:
-    v8::Isolate* m_isolate;
-    LogCallback* m_callback;
+    void onEnvironmentEnd() noexcept override { m_callback.reset(); }
+
+    v8::Isolate* const m_isolate;
+    std::unique_ptr<LogCallback> m_callback;
+};
+
+/// Destroys a `ScriptLogFunction` on its thread: the handler that owns it may end on any.
+struct DestroyOnScriptThread {
+    v8::Isolate* isolate;
+    std::shared_ptr<common::js::ThreadRequests> requests;
+
+    void operator()(ScriptLogFunction* function) const noexcept {
+        std::unique_ptr<ScriptLogFunction> owned(function);
+        if (v8::Isolate::TryGetCurrent() != isolate) requests->destroy(std::move(owned));
+    }
 };
 
 void writeToDebugger(const char* message) {
@@ -97,14 +75,16 @@ DiagnosticsComponent::DiagnosticsComponent(v8::Isolate* isolate, v8::Local<v8::O
 DiagnosticsComponent::~DiagnosticsComponent() { Log::setHandler(nullptr); }
 
 void DiagnosticsComponent::setLogHandler(std::unique_ptr<LogCallback> callback) {
-    Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
+    Environment* const environment = Environment::running(v8::Isolate::GetCurrent());
     if (environment == nullptr) return;
-    Log::setHandler(
-        common::makeFunctor<Log::Handler>([script = ScriptLogCallback(*environment, std::move(callback))](
-                                              Log::Level level, const LogContext&, const char* message) noexcept {
+    std::unique_ptr<ScriptLogFunction, DestroyOnScriptThread> script(
+        callback ? new ScriptLogFunction(*environment, std::move(callback)) : nullptr,
+        DestroyOnScriptThread{environment->isolate(), environment->requests()});
+    Log::setHandler(common::makeFunctor<Log::Handler>(
+        [script = std::move(script)](Log::Level level, const LogContext&, const char* message) noexcept {
             try {
                 writeToDebugger(message);
-                if (!common::js::insideWeakCallback()) script(level, message);
+                if (script && !common::js::insideWeakCallback()) (*script)(level, message);
             } catch (const std::bad_alloc&) {
                 // Whoever logs must go on: of all that fails without memory, a record is missed least.
             }

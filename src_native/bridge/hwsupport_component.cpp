@@ -31,8 +31,9 @@ common::ComPtr<PointerCapture> HwComponentComponent::capturePointer() {
             {"zeb::HwComponentComponent::capturePointer", "src_native/bridge/hwsupport_component", 54},
             "Fail to create raw input driver", 0);
     }
+    if (!m_deliveries) m_deliveries = std::make_shared<PointerDeliveries>();
     return common::makeInstance<PointerCaptureImpl, common::StrictSingleThreadRC>(
-        common::ComPtr<RawInputDriver>(m_driver));
+        common::ComPtr<RawInputDriver>(m_driver), m_deliveries);
 }
 
 }  // namespace zeb

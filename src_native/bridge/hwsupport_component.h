@@ -2,6 +2,8 @@
 
 #include <v8.h>
 
+#include <memory>
+
 #include "bridge/component.h"
 #include "bridge/mousebutton.h"
 #include "bridge/pointercapture.h"
@@ -27,7 +29,8 @@ public:
     common::ComPtr<PointerCapture> capturePointer();
 
 private:
-    common::ComPtr<RawInputDriver> m_driver;  // made at the first capture
+    common::ComPtr<RawInputDriver> m_driver;  // this and the next: made at the first capture
+    std::shared_ptr<PointerDeliveries> m_deliveries;
 };
 
 }  // namespace zeb

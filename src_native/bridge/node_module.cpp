@@ -1,13 +1,10 @@
 #include "bridge/node_module.h"
 
-#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "bridge/module_pin.h"
-#include "common/utils/lock.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
 #include "common/v8binding/v8utils.h"
@@ -17,58 +14,8 @@ namespace zeb {
 namespace {
 
 using common::ComPtr;
-using common::Lock;
-using common::LockGuard;
 using common::js::Environment;
 using common::js::makeStr;
-
-/// A component that script can reach, and the environment whose thread it belongs to.
-struct LiveComponent {
-    ComPtr<Component> component;
-    Environment* environment;
-};
-
-struct LiveComponents {
-    Lock lock;
-    std::list<LiveComponent> list ZEB_GUARDED_BY(lock);
-};
-
-// Never destroyed: each environment's end has emptied its part, and what an abrupt end of the process left must not be
-// released without an engine.
-LiveComponents& liveComponents() {
-    static LiveComponents& instance = *new LiveComponents;
-    return instance;
-}
-
-void releaseComponentsOf(Environment& environment) noexcept {
-    std::list<LiveComponent> ours;
-    {
-        LiveComponents& live = liveComponents();
-        const LockGuard guard(live.lock);
-        for (auto next = live.list.begin(); next != live.list.end();) {
-            const auto current = next++;
-            if (current->environment == &environment) ours.splice(ours.end(), live.list, current);
-        }
-    }
-    for (LiveComponent& live : ours) {
-        // The script object outlives the component and must not keep its address.
-        environment.cutOff(live.component.get());
-        environment.retire(std::move(live.component));
-    }
-}
-
-/// Releases an environment's components when it ends without `shutdown`. One per environment, however often the module
-/// is loaded there.
-class ComponentsOfEnvironment final : public common::js::Attachment, private common::js::EnvironmentObserver {
-public:
-    explicit ComponentsOfEnvironment(Environment& environment)
-        : EnvironmentObserver(&environment), m_environment(environment) {}
-
-private:
-    void onEnvironmentEnd() noexcept override { releaseComponentsOf(m_environment); }
-
-    Environment& m_environment;
-};
 
 // False when the engine makes no objects any more, for the thread is being terminated or its stack is used up. The
 // exception that says so is pending.
@@ -77,14 +24,9 @@ bool addComponent(const RegistryEntry& entry, Environment& environment, v8::Loca
     v8::Isolate* const isolate = environment.isolate();
     v8::Local<v8::Object> object;
     if (!objectTemplate->NewInstance(context).ToLocal(&object)) return false;
-    ComPtr<Component> component = entry.factory(isolate, object);
+    const ComPtr<Component> component = entry.factory(isolate, object);
     auto* const native = static_cast<IRefCounted*>(component->query(typeid(IRefCounted)));
-    {
-        LiveComponents& all = liveComponents();
-        const LockGuard guard(all.lock);
-        all.list.push_back({std::move(component), &environment});
-    }
-    environment.link(object, native, false);
+    environment.linkComponent(object, ComPtr<IRefCounted>(native));
     common::js::setProperty(context, exports, makeStr(isolate, std::string_view(entry.name)), object);
     return true;
 }
@@ -99,7 +41,7 @@ void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<
     Environment* const environment = Environment::open(context);
     if (environment == nullptr) throw std::runtime_error("zebbridge needs a context of Node.js");
     pinModule();
-    static_cast<void>(environment->attachment<ComponentsOfEnvironment>());
+    const common::js::Receivers::CallScope loading(environment->receivers(), environment);
 
     const v8::Local<v8::ObjectTemplate> objectTemplate = v8::ObjectTemplate::New(isolate);
     objectTemplate->SetInternalFieldCount(1);
@@ -155,22 +97,6 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
     }
 }
 
-void releaseComponents(v8::Isolate* isolate) noexcept {
-    std::vector<v8::Isolate*> others;
-    {
-        LiveComponents& live = liveComponents();
-        const LockGuard guard(live.lock);
-        for (const LiveComponent& component : live.list) {
-            v8::Isolate* const owner = component.environment->isolate();
-            if (owner != isolate && (others.empty() || others.back() != owner)) others.push_back(owner);
-        }
-    }
-    for (v8::Isolate* const other : others) {
-        Environment::post(other, [other] {
-            if (Environment* const environment = Environment::of(other)) releaseComponentsOf(*environment);
-        });
-    }
-    if (Environment* const environment = Environment::of(isolate)) releaseComponentsOf(*environment);
-}
+void releaseComponents(v8::Isolate* isolate) noexcept { Environment::releaseAllComponents(isolate); }
 
 }  // namespace zeb

@@ -2,17 +2,23 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <optional>
 #include <utility>
 
 #include "bridge/eventlog-fetcher.h"
 #include "bridge/packageupdate.h"
+#include "common/utils/log.h"
+#include "common/v8binding/async_handle.h"
+#include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
 
 namespace zeb {
 
 namespace {
 
+using common::SourceLocation;
+using common::diagnostics::Log;
 using common::js::AsyncHandle;
 using common::js::Environment;
 
@@ -33,43 +39,53 @@ std::wstring widenWithSign(const std::string& text) {
     return wide;
 }
 
-AsyncHandle keepingLoopAlive(AsyncHandle handle) {
-    if (handle) uv_ref(reinterpret_cast<uv_handle_t*>(handle.get()));
-    return handle;
-}
-
 }  // namespace
 
-/// A package update with the way back to the script thread.
+/// A package update with the way back to the script thread. Keeps the event loop running.
 class WindowsPackageAutoUpdater::Update {
 public:
-    Update(WindowsPackageAutoUpdater& updater, Environment& environment, std::string packageUri)
-        : m_updater(updater),
-          m_completionSignal(keepingLoopAlive(environment.makeAsyncHandle(this, &onUpdateSignal))),
-          m_update(std::move(packageUri), [signal = m_completionSignal.get()] {
-              if (signal != nullptr) uv_async_send(signal);
-          }) {}
+    Update(WindowsPackageAutoUpdater& updater, Environment& environment)
+        : m_updater(updater), m_completionSignal(environment.makeAsyncHandle(this, &onUpdateSignal)) {}
+    ~Update() {
+        m_update.reset();  // its worker, which signals, has ended before the handle is closed
+    }
+    Update(const Update&) = delete;
+    Update& operator=(const Update&) = delete;
+
+    /// False when there is no handle to report with, or no thread.
+    bool start(std::string packageUri) {
+        if (!m_completionSignal) return false;
+        uv_ref(reinterpret_cast<uv_handle_t*>(m_completionSignal.get()));
+        m_update = std::make_unique<PackageUpdate>(std::move(packageUri),
+                                                   [signal = m_completionSignal.get()] { uv_async_send(signal); });
+        return m_update->isStarted();
+    }
+    void abandon() noexcept { PackageUpdate::abandon(std::move(m_update)); }
 
     WindowsPackageAutoUpdater& updater() const noexcept { return m_updater; }
-    bool isStarted() const noexcept { return m_update.isStarted(); }
-    std::optional<std::string> waitForReport() { return m_update.waitForReport(); }
+    std::optional<std::string> waitForReport() { return m_update->waitForReport(); }
 
 private:
     WindowsPackageAutoUpdater& m_updater;
     AsyncHandle m_completionSignal;
-    PackageUpdate m_update;  // last: its worker, which signals, has ended before the handle is closed
+    std::unique_ptr<PackageUpdate> m_update;
 };
 
 WindowsPackageAutoUpdater::WindowsPackageAutoUpdater(v8::Isolate* isolate, v8::Local<v8::Object> object)
-    : EnvironmentObserver(Environment::of(isolate)) {
+    : EnvironmentObserver(Environment::running(isolate)) {
     common::js::bindMethods(isolate, object, kMethods);
 }
 
 WindowsPackageAutoUpdater::~WindowsPackageAutoUpdater() = default;
 
 void WindowsPackageAutoUpdater::onEnvironmentEnd() noexcept {
-    m_updates.clear();
+    abandonWork();
     m_errorHandler.reset();
+}
+
+void WindowsPackageAutoUpdater::abandonWork() noexcept {
+    for (const std::unique_ptr<Update>& update : m_updates) update->abandon();
+    m_updates.clear();
 }
 
 void WindowsPackageAutoUpdater::setErrorHandler(std::unique_ptr<ErrorHandler> handler) {
@@ -81,10 +97,17 @@ std::vector<std::wstring> WindowsPackageAutoUpdater::getUpdateErrors(const std::
 }
 
 void WindowsPackageAutoUpdater::applyUpdate(std::string packageUri) {
-    Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
-    if (environment == nullptr) return;  // it is ending, and would wait for the update
-    auto update = std::make_unique<Update>(*this, *environment, std::move(packageUri));
-    if (update->isStarted()) m_updates.push_back(std::move(update));
+    if (environment() == nullptr) return;  // it has ended, and nobody would hear of the update
+    std::list<std::unique_ptr<Update>> started;
+    started.push_back(std::make_unique<Update>(*this, *environment()));
+    if (started.front()->start(std::move(packageUri))) {
+        m_updates.splice(m_updates.end(), started);
+        return;
+    }
+    Log::write(
+        Log::Level::error,
+        SourceLocation{"zeb::WindowsPackageAutoUpdater::applyUpdate", "src_native/bridge/package_auto_updater", {}},
+        "Fail to start package update");
 }
 
 void WindowsPackageAutoUpdater::dispose() { m_errorHandler.reset(); }
@@ -98,9 +121,8 @@ void WindowsPackageAutoUpdater::finish(const Update& ended) {
     const auto found = std::ranges::find_if(m_updates, [&ended](const auto& update) { return update.get() == &ended; });
     std::optional<std::string> report = (*found)->waitForReport();
     m_updates.erase(found);
-    Environment* const environment = Environment::of(v8::Isolate::GetCurrent());
-    if (!report || !m_errorHandler || environment == nullptr) return;
-    const common::js::DrainScope scope(*environment);
+    if (!report || !m_errorHandler || environment() == nullptr) return;
+    const common::js::DrainScope scope(*environment());
     (*m_errorHandler)(std::move(*report));
 }
 

@@ -11,7 +11,8 @@
 #include "bridge/component.h"
 #include "common/com/disposable.h"
 #include "common/utils/functor.h"
-#include "common/v8binding/environment.h"
+#include "common/v8binding/background_worker.h"
+#include "common/v8binding/environment_observer.h"
 
 namespace zeb {
 
@@ -20,10 +21,13 @@ namespace zeb {
 ///
 /// An update keeps the event loop running until it has ended; success calls nothing. Reports are not kept: one that
 /// finds no handler is dropped.
-/// The destructor waits for running updates, and so does the end of the script's environment.
-class WindowsPackageAutoUpdater : public Component, public common::Disposable, private common::js::EnvironmentObserver {
+/// The destructor waits for running updates. The end of the environment does not: it leaves them to themselves.
+class WindowsPackageAutoUpdater : public Component,
+                                  public common::Disposable,
+                                  public common::js::BackgroundWorker,
+                                  private common::js::EnvironmentObserver {
 public:
-    using Interfaces = common::TypeList<Component, common::Disposable>;
+    using Interfaces = common::TypeList<Component, common::Disposable, common::js::BackgroundWorker>;
     /// The script function's view: (what went wrong).
     using ErrorHandler = common::FunctorClass<0, void, common::TypeList<std::string>>;
 
@@ -38,11 +42,15 @@ public:
     std::vector<std::wstring> getUpdateErrors(const std::string& query);
 
     /// Starts to apply the package at `packageUri` and returns at once; see `PackageUpdate`. Meant to be called again
-    /// only when the update before has ended; updates that overlap report one by one.
+    /// only when the update before has ended; updates that overlap report one by one. An update that cannot start,
+    /// because the system gives no thread or the loop no handle, leaves one log record.
     void applyUpdate(std::string packageUri);
 
     /// Drops the handler. A running update goes on.
     void dispose() override;
+
+    /// Leaves running updates to themselves; nothing is reported of them any more.
+    void abandonWork() noexcept override;
 
 private:
     class Update;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "bridge/packagedeployment.h"
+#include "bridge/thread_detach.h"
 
 namespace zeb {
 
@@ -32,18 +33,36 @@ void PackageUpdate::join() noexcept {
     static_cast<void>(uv_thread_join(&m_workerThread));
 }
 
+void PackageUpdate::abandon(std::unique_ptr<PackageUpdate> update) noexcept {
+    if (!update->m_started) return;
+    const uv_thread_t workerThread = update->m_workerThread;
+    // From here on the worker owns the update, unless it has ended: then the destructor's join does not wait.
+    if (update->m_state.exchange(State::abandoned) != State::running) return;
+    static_cast<void>(update.release());
+    detachThread(workerThread);
+}
+
 void PackageUpdate::runUpdate(void* self) noexcept {
     auto* const update = static_cast<PackageUpdate*>(self);
-    std::unique_ptr<PackageDeployment> deployment = startPackageUpdate(update->m_packageUri);
-    try {
-        update->m_report = deployment->wait();
-    } catch (const DeploymentFailure& failure) {
-        update->m_report = reportText(failure);
-    } catch (...) {
-        update->m_report = "Unknown exception";
+    update->applyUpdate();
+    if (update->m_state.exchange(State::ended) == State::abandoned) {
+        update->m_joined = true;
+        delete update;
+        return;
     }
-    deployment.reset();  // whoever hears of the end finds nothing of the deployment left
     update->m_ended();
+}
+
+void PackageUpdate::applyUpdate() noexcept {
+    // Its end comes first: whoever hears of the end of the update finds nothing of the deployment left.
+    const std::unique_ptr<PackageDeployment> deployment = startPackageUpdate(m_packageUri);
+    try {
+        m_report = deployment->wait();
+    } catch (const DeploymentFailure& failure) {
+        m_report = reportText(failure);
+    } catch (...) {
+        m_report = "Unknown exception";
+    }
 }
 
 }  // namespace zeb

@@ -2,7 +2,9 @@
 
 #include <uv.h>
 
+#include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -11,7 +13,8 @@ namespace zeb {
 /// One update of the application's package, applied by a thread of its own.
 ///
 /// Threads: the script thread, except `ended`. The worker uses only what belongs to this object, and the object ends
-/// only after it: several updates may run side by side, as far as the system allows that.
+/// only after it: several updates may run side by side, as far as the system allows that. An abandoned update belongs
+/// to its worker.
 /// Failure: an address that is none, or a deployment that cannot even start, ends the process. Whoever ships such an
 /// address ships a broken update path and must see it at once. All later failures are reported.
 class PackageUpdate {
@@ -24,6 +27,9 @@ public:
     PackageUpdate(const PackageUpdate&) = delete;
     PackageUpdate& operator=(const PackageUpdate&) = delete;
 
+    /// Leaves the update to its worker, which ends it with the deployment and tells nobody. Waits for nothing.
+    static void abandon(std::unique_ptr<PackageUpdate> update) noexcept;
+
     bool isStarted() const noexcept { return m_started; }
 
     /// Waits for the worker and gives its report, which script gets word by word: what went wrong. Nothing when the
@@ -31,12 +37,16 @@ public:
     std::optional<std::string> waitForReport();
 
 private:
+    enum class State { running, ended, abandoned };
+
     static void runUpdate(void* self) noexcept;
+    void applyUpdate() noexcept;
     void join() noexcept;
 
     const std::string m_packageUri;
     const std::function<void()> m_ended;
     std::optional<std::string> m_report;  // the worker's until it is joined
+    std::atomic<State> m_state{State::running};
     uv_thread_t m_workerThread{};
     bool m_started = false;
     bool m_joined = false;

@@ -1,7 +1,9 @@
 #include "bridge/pointer_delivery.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
-#include <optional>
+#include <string_view>
 
 #include "common/v8binding/v8utils.h"
 
@@ -11,49 +13,57 @@ namespace {
 
 using Record = RawInputDriver::PointerData;
 
+// What stands in the batch before the first record.
+constexpr std::size_t kInterrupted = 0;
+constexpr std::size_t kRecord = 1;
+constexpr std::size_t kMotionDone = 2;
+constexpr std::size_t kHead = 3;
+
 constexpr std::size_t kFields = 7;
-constexpr std::size_t kHead = 2;  // what stands before the first record
 static_assert(sizeof(Record) == kFields * sizeof(std::int32_t), "the script reads the fields as they lie in memory");
 
+// The head is written before each call: the callback may run the event loop, and a drain there goes on from it.
 constexpr std::string_view kSource = R"(
 'use strict';
-(function deliver(records, step, end, motion, buttons) {
-  let motionIsDone = (step & 1) !== 0;
-  for (let index = step >> 1, at = 2 + index * 7; index < end; index++, at += 7) {
-    if (motionIsDone) {
-      motionIsDone = false;
-    } else if (motion !== undefined) {
-      const x = records[at], y = records[at + 1];
+(function deliver(batch, end, motion, buttons) {
+  let motionDone = batch[2] !== 0;
+  for (let record = batch[1], at = 3 + record * 7; record < end; record++, at += 7) {
+    if (!motionDone && motion !== undefined) {
+      const x = batch[at], y = batch[at + 1];
       if (x !== 0 || y !== 0) {
-        records[1] = index * 2 + 1;
+        batch[1] = record;
+        batch[2] = 1;
         try {
-          motion({ offset: { x, y }, screenPoint: { x: records[at + 2], y: records[at + 3] } });
+          motion({ offset: { x, y }, screenPoint: { x: batch[at + 2], y: batch[at + 3] } });
         } catch {}
-        if (records[0] !== 0) return index * 2 + 1;
+        if (batch[0] !== 0) return;
       }
     }
+    motionDone = false;
     if (buttons !== undefined) {
-      const left = records[at + 4], middle = records[at + 5], right = records[at + 6];
+      const left = batch[at + 4], middle = batch[at + 5], right = batch[at + 6];
       if (left !== 0 || middle !== 0 || right !== 0) {
-        records[1] = index * 2 + 2;
+        batch[1] = record + 1;
+        batch[2] = 0;
         try {
           buttons({ left, middle, right });
         } catch {}
-        if (records[0] !== 0) return index * 2 + 2;
+        if (batch[0] !== 0) return;
       }
     }
   }
-  return end * 2;
+  batch[1] = end;
+  batch[2] = 0;
 })
 )";
 
 // Empty when the thread is being terminated.
 v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context> context) {
-    const v8::ScriptOrigin origin(common::js::makeStr(isolate, std::string_view("zebbridge:pointer_delivery")));
-    v8::ScriptCompiler::Source source(common::js::makeStr(isolate, kSource), origin);
+    v8::ScriptOrigin origin(common::js::makeStr(isolate, std::string_view("zebbridge:pointer_delivery")));
     v8::Local<v8::Script> script;
     v8::Local<v8::Value> function;
-    if (!v8::ScriptCompiler::Compile(context, &source).ToLocal(&script) || !script->Run(context).ToLocal(&function)) {
+    if (!v8::Script::Compile(context, common::js::makeStr(isolate, kSource), &origin).ToLocal(&script) ||
+        !script->Run(context).ToLocal(&function)) {
         return {};
     }
     return function.As<v8::Function>();
@@ -61,59 +71,64 @@ v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context
 
 }  // namespace
 
-PointerDelivery::Use::Use(common::js::Environment& environment)
-    : m_delivery(environment.attachment<PointerDelivery>()) {
-    if (m_delivery->m_inUse) {
-        m_delivery.reset();
-    } else {
-        m_delivery->m_inUse = true;
+PointerDelivery::PointerDelivery(v8::Isolate* isolate) : m_isolate(isolate) {}
+
+v8::Local<v8::Int32Array> PointerDelivery::batch() {
+    v8::Local<v8::Int32Array> array = m_batch.Get(m_isolate);
+    if (array.IsEmpty() || array->Buffer()->WasDetached()) {
+        constexpr std::size_t length = kHead + (kCapacity * kFields);
+        const v8::Local<v8::ArrayBuffer> buffer = v8::ArrayBuffer::New(m_isolate, length * sizeof(std::int32_t));
+        array = v8::Int32Array::New(buffer, 0, length);
+        m_memory = buffer->GetBackingStore();
+        m_batch.Reset(m_isolate, array);
     }
+    return array;
 }
 
-PointerDelivery::Use::~Use() {
-    if (m_delivery != nullptr) m_delivery->m_inUse = false;
-}
-
-PointerDelivery::PointerDelivery(common::js::Environment& environment) : m_isolate(environment.isolate()) {
-    constexpr std::size_t length = kHead + (kCapacity * kFields);
-    const v8::Local<v8::ArrayBuffer> buffer = v8::ArrayBuffer::New(m_isolate, length * sizeof(std::int32_t));
-    m_memory = static_cast<std::int32_t*>(buffer->Data());
-    m_records.Reset(m_isolate, v8::Int32Array::New(buffer, 0, length));
-}
-
-std::optional<std::size_t> PointerDelivery::deliver(std::span<const Record> records, std::size_t step,
-                                                    const Callbacks& callbacks) {
-    m_memory[0] = 0;
-    std::memcpy(m_memory + kHead, records.data(), records.size_bytes());
+bool PointerDelivery::deliver(std::span<const Record> records, Position from, const Callbacks& callbacks) {
     const v8::HandleScope scope(m_isolate);
     const v8::TryCatch tryCatch(m_isolate);
     const v8::Local<v8::Context> context = m_isolate->GetCurrentContext();
+    const v8::Local<v8::Int32Array> array = batch();
+    std::int32_t* const head = memory();
+    head[kInterrupted] = 0;
+    head[kRecord] = static_cast<std::int32_t>(from.record);
+    head[kMotionDone] = from.isMotionDone ? 1 : 0;
+    std::memcpy(head + kHead, records.data(), records.size_bytes());
+    m_count = records.size();
+
     v8::Local<v8::Function> function = m_deliver.Get(m_isolate);
     if (function.IsEmpty()) {
         if (!compile(m_isolate, context).ToLocal(&function)) {
             common::js::keepTermination(m_isolate, tryCatch);
-            return std::nullopt;
+            return false;
         }
         m_deliver.Reset(m_isolate, function);
     }
-    std::array<v8::Local<v8::Value>, 5> arguments{
-        m_records.Get(m_isolate),
-        v8::Integer::NewFromUnsigned(m_isolate, static_cast<std::uint32_t>(step)),
+    std::array<v8::Local<v8::Value>, 4> arguments{
+        array,
         v8::Integer::NewFromUnsigned(m_isolate, static_cast<std::uint32_t>(records.size())),
         callbacks.motion,
         callbacks.buttons,
     };
-    v8::Local<v8::Value> reached;
-    if (!function->Call(context, v8::Undefined(m_isolate), static_cast<int>(arguments.size()), arguments.data())
-             .ToLocal(&reached)) {
+    if (function->Call(context, v8::Undefined(m_isolate), static_cast<int>(arguments.size()), arguments.data())
+            .IsEmpty()) {
         common::js::keepTermination(m_isolate, tryCatch);
-        return std::nullopt;
+        return false;
     }
-    return reached.As<v8::Uint32>()->Value();
+    return true;
 }
 
-void PointerDelivery::interrupt() noexcept { m_memory[0] = 1; }
+void PointerDelivery::interrupt() noexcept { memory()[kInterrupted] = 1; }
 
-std::size_t PointerDelivery::nextStep() const noexcept { return static_cast<std::size_t>(m_memory[1]); }
+PointerDelivery::Position PointerDelivery::position() const noexcept {
+    // Within bounds whatever a debugger has written there.
+    const auto record = static_cast<std::size_t>(std::max(memory()[kRecord], 0));
+    return {std::min(record, m_count), record < m_count && memory()[kMotionDone] != 0};
+}
+
+std::unique_ptr<PointerDelivery> PointerDeliveries::take(v8::Isolate* isolate) {
+    return m_idle ? std::move(m_idle) : std::make_unique<PointerDelivery>(isolate);
+}
 
 }  // namespace zeb

@@ -2,27 +2,25 @@
 
 #include <v8.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
+#include <utility>
 
 #include "bridge/rawinputdriver.h"
-#include "common/v8binding/environment.h"
 
 namespace zeb {
 
 /// Hands pointer records to script, many in one call into the engine.
 ///
 /// A call from native code into script costs several times what the call itself does, and so does every object that
-/// native code builds. So a piece of script, compiled once per environment, does both: it gets the records as numbers
-/// in one array, builds the event objects, calls the callbacks and swallows what they throw, as `FunctionMarshaller`
-/// does for single calls. Its objects are ordinary literals, which scripts read fastest.
+/// native code builds. So a piece of script, compiled once, does both: it gets the records as numbers in one array,
+/// builds the event objects, calls the callbacks and swallows what they throw, as `FunctionMarshaller` does for single
+/// calls. Its objects are ordinary literals, which scripts read fastest.
 ///
-/// Script thread; one use at a time.
-class PointerDelivery final : public common::js::Attachment {
+/// Script thread; one drain at a time.
+class PointerDelivery {
 public:
     static constexpr std::size_t kCapacity = 1024;
 
@@ -32,40 +30,53 @@ public:
         v8::Local<v8::Value> buttons;
     };
 
-    /// Claims the environment's delivery for one drain, unless a drain further up the stack has it.
-    class Use {
-    public:
-        explicit Use(common::js::Environment& environment);
-        ~Use();
-        Use(const Use&) = delete;
-        Use& operator=(const Use&) = delete;
-
-        PointerDelivery* get() const noexcept { return m_delivery.get(); }
-
-    private:
-        std::shared_ptr<PointerDelivery> m_delivery;
+    /// Where a delivery stands: a record has a motion event, then a buttons event.
+    struct Position {
+        std::size_t record = 0;
+        bool isMotionDone = false;
     };
 
-    explicit PointerDelivery(common::js::Environment& environment);
+    /// For use in the current context, to whose realm the events' objects belong.
+    explicit PointerDelivery(v8::Isolate* isolate);
+    PointerDelivery(const PointerDelivery&) = delete;
+    PointerDelivery& operator=(const PointerDelivery&) = delete;
 
-    /// Delivers at most `kCapacity` records from `step` on, and returns the step reached. A step is half a record: its
-    /// motion event, then its buttons event. Short of the end when `interrupt` was called meanwhile.
-    /// Nothing when the engine does not run script here, for the thread is being terminated or its stack is used up.
-    std::optional<std::size_t> deliver(std::span<const RawInputDriver::PointerData> records, std::size_t step,
-                                       const Callbacks& callbacks);
+    /// Delivers at most `kCapacity` records from `from` on; `position` then says how far it came: short of the end when
+    /// `interrupt` was called meanwhile. False when the engine runs no script here, because the thread is being
+    /// terminated or its stack is used up.
+    bool deliver(std::span<const RawInputDriver::PointerData> records, Position from, const Callbacks& callbacks);
 
-    /// Ends the running `deliver` after the current event: a callback has been replaced, or somebody else goes on.
+    /// Ends the running `deliver` after the current event: a callback has been replaced, or another drain goes on.
     void interrupt() noexcept;
 
-    /// The step that follows the event whose callback is running.
-    std::size_t nextStep() const noexcept;
+    /// What follows the event whose callback is running, or ran last.
+    Position position() const noexcept;
 
 private:
-    v8::Isolate* m_isolate;
+    v8::Local<v8::Int32Array> batch();
+    std::int32_t* memory() const noexcept { return static_cast<std::int32_t*>(m_memory->Data()); }
+
+    v8::Isolate* const m_isolate;
     v8::Global<v8::Function> m_deliver;
-    v8::Global<v8::Int32Array> m_records;  // [interrupted, next step, then each record's fields]
-    std::int32_t* m_memory = nullptr;      // of m_records
-    bool m_inUse = false;
+    v8::Global<v8::Int32Array> m_batch;
+    // Of m_batch. Shared with it, because a debugger can find the array and detach it.
+    std::shared_ptr<v8::BackingStore> m_memory;
+    std::size_t m_count = 0;  // of records that are being delivered
+};
+
+/// Lends deliveries to the drains of one component's captures: the same one as a rule, and a further one to each drain
+/// that a callback runs inside of another. Script thread.
+class PointerDeliveries {
+public:
+    PointerDeliveries() = default;
+    PointerDeliveries(const PointerDeliveries&) = delete;
+    PointerDeliveries& operator=(const PointerDeliveries&) = delete;
+
+    std::unique_ptr<PointerDelivery> take(v8::Isolate* isolate);
+    void giveBack(std::unique_ptr<PointerDelivery> delivery) noexcept { m_idle = std::move(delivery); }
+
+private:
+    std::unique_ptr<PointerDelivery> m_idle;
 };
 
 }  // namespace zeb

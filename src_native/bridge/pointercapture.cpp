@@ -10,6 +10,7 @@
 
 #include "bridge/record_traits.h"
 #include "common/utils/log.h"
+#include "common/v8binding/environment.h"
 
 namespace zeb {
 
@@ -20,24 +21,6 @@ using common::LockGuard;
 using common::SourceLocation;
 using common::diagnostics::Log;
 using common::js::Environment;
-
-/// Keeps the event loop running while it lives. Script thread.
-class LoopHold {
-public:
-    explicit LoopHold(uv_async_t* handle) noexcept : m_handle(reinterpret_cast<uv_handle_t*>(handle)) {
-        if (m_handle != nullptr) uv_ref(m_handle);
-    }
-    LoopHold(LoopHold&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
-    LoopHold& operator=(LoopHold&&) = delete;
-    ~LoopHold() {
-        if (m_handle != nullptr) uv_unref(m_handle);
-    }
-
-private:
-    uv_handle_t* m_handle;
-};
-
-bool isMotion(const MotionEventData& motion) { return motion.offset.x != 0 || motion.offset.y != 0; }
 
 // A capture keeps the memory of its queue from drain to drain, but not that of a burst while script was busy.
 constexpr std::size_t kKeptRecords = std::size_t{16} * 1024;
@@ -55,33 +38,51 @@ v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,
     return marshaller->function(isolate);
 }
 
-bool isTransition(const ButtonsEventData& buttons) {
-    return buttons.left != 0 || buttons.middle != 0 || buttons.right != 0;
-}
-
 }  // namespace
 
-PointerCaptureImpl::PointerCaptureImpl(ComPtr<RawInputDriver>&& driver)
-    : EnvironmentObserver(Environment::of(v8::Isolate::GetCurrent())), m_driver(std::move(driver)) {
+/// What the driver calls with its records. The driver drops it on the script thread.
+class PointerCaptureImpl::Handler {
+public:
+    explicit Handler(PointerCaptureImpl& capture) noexcept : m_capture(&capture) {}
+    Handler(Handler&& other) noexcept : m_capture(std::exchange(other.m_capture, nullptr)) {}
+    Handler& operator=(Handler&&) = delete;
+    ~Handler() {
+        if (m_capture != nullptr) m_capture->onHandlerDropped();
+    }
+    void operator()(const RawInputDriver::PointerData& record) const { m_capture->enqueue(record); }
+
+private:
+    PointerCaptureImpl* m_capture;
+};
+
+PointerCaptureImpl::PointerCaptureImpl(ComPtr<RawInputDriver>&& driver, std::shared_ptr<PointerDeliveries> deliveries)
+    : EnvironmentObserver(Environment::running(v8::Isolate::GetCurrent())),
+      m_driver(std::move(driver)),
+      m_deliveries(std::move(deliveries)) {
     Log::write(Log::Level::information,
                SourceLocation{"zeb::PointerCaptureImpl::PointerCaptureImpl", "src_native/bridge/pointercapture", 20},
                "Native: capture pointer");
-    if (Environment* const environment = Environment::of(v8::Isolate::GetCurrent())) {
-        m_wake = environment->makeAsyncHandle(this, &onPendingPointerData);
-    }
+    // The log's handler may have ended the environment.
+    if (environment() != nullptr) m_wake = environment()->makeAsyncHandle(this, &onPendingPointerData);
 }
 
 PointerCaptureImpl::~PointerCaptureImpl() { close(); }
 
-// Whoever is not told by a collection is told by the environment: from here on no thread and no handle refers to this.
-void PointerCaptureImpl::onEnvironmentEnd() noexcept { close(); }
+// An object that no garbage collection has ended is ended by its environment: from here on no thread and no handle
+// refers to it.
+void PointerCaptureImpl::onEnvironmentEnd() noexcept {
+    const ComPtr<PointerCapture> last = std::move(m_untilDelivered);
+    close();
+}
 
 void PointerCaptureImpl::close() noexcept {
+    m_isClosed = true;
     if (m_driver) {
         m_driver->releasePointerCapture();
         m_driver.reset();
     }
     m_wake.reset();
+    m_deliveries.reset();
 }
 
 void PointerCaptureImpl::setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) {
@@ -102,9 +103,20 @@ void PointerCaptureImpl::callbackReplaced() noexcept {
 
 void PointerCaptureImpl::startCapturing() {
     if (!m_driver || m_driver->isPointerCaptured()) return;
-    // The driver drops the handler, and with it the hold, on the script thread.
+    m_hasHandler = true;
+    if (m_wake) uv_ref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
     m_driver->capturePointer(common::makeFunctor<RawInputDriver::Handler>(
-        [this, hold = LoopHold(m_wake.get())](const RawInputDriver::PointerData& record) { enqueue(record); }));
+        [handler = Handler(*this)](const RawInputDriver::PointerData& record) { handler(record); }));
+}
+
+void PointerCaptureImpl::onHandlerDropped() noexcept {
+    m_hasHandler = false;
+    if (m_isClosed || !m_wake) return;
+    if (hasPending()) {
+        m_untilDelivered = ComPtr<PointerCapture>(this);
+    } else {
+        uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
+    }
 }
 
 void PointerCaptureImpl::stopCapturing() {
@@ -125,11 +137,29 @@ void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
 }
 
 void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
+    if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
+}
+
+void PointerCaptureImpl::drain() {
+    const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a garbage collection
+    bool hasMore = false;
     try {
-        if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
+        hasMore = deliverPending();
     } catch (const std::bad_alloc&) {
         // What was taken is delivered with the next record. An exception must not reach the loop's C frames.
     }
+    if (hasMore) return;
+    if (m_wake && !m_hasHandler) uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
+    m_untilDelivered.reset();
+}
+
+bool PointerCaptureImpl::deliverPending() {
+    const std::uint64_t end = uv_hrtime() + kTurnNanoseconds;
+    do {
+        if (environment() == nullptr || !takePending()) return false;  // a callback may have ended it
+        if (!deliverTaken(*environment())) return false;  // a script that is being terminated must not be run again
+    } while (uv_hrtime() < end);
+    return hasPending();
 }
 
 bool PointerCaptureImpl::takePending() {
@@ -144,31 +174,24 @@ bool PointerCaptureImpl::takePending() {
     return true;
 }
 
-void PointerCaptureImpl::drain() {
-    const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a collection
-    const std::uint64_t end = uv_hrtime() + kTurnNanoseconds;
-    do {
-        Environment* const environment = Environment::of(v8::Isolate::GetCurrent());  // a callback may end it
-        if (environment == nullptr || !takePending()) return;
-        if (!deliverTaken(*environment)) return;  // a script that is being terminated must not be run again
-    } while (uv_hrtime() < end);
+bool PointerCaptureImpl::hasPending() noexcept {
+    const LockGuard guard(m_lock);
+    return !m_pending.empty();
 }
 
 bool PointerCaptureImpl::deliverTaken(Environment& environment) {
     const common::js::DrainScope scope(environment);
     if (PointerDelivery* const interrupted = std::exchange(m_delivery, nullptr)) {
         // A callback further up the stack runs the loop. What its drain has not delivered comes before what is new.
-        m_step += interrupted->nextStep();
+        const PointerDelivery::Position reached = interrupted->position();
+        m_next = {m_next.record + reached.record, reached.isMotionDone};
         interrupted->interrupt();
     }
-    const PointerDelivery::Use use(environment);
-    bool delivered = true;
-    if (use.get() != nullptr) {
-        delivered = deliver(*use.get());
-    } else {
-        deliverOneByOne();
-    }
-    m_step = 0;
+    const std::shared_ptr<PointerDeliveries> deliveries = m_deliveries;  // a callback may end the environment
+    std::unique_ptr<PointerDelivery> delivery = deliveries->take(environment.isolate());
+    const bool delivered = deliver(*delivery);
+    deliveries->giveBack(std::move(delivery));
+    m_next = {};
     m_taken.clear();
     if (m_taken.capacity() > kKeptRecords) m_taken.shrink_to_fit();
     return delivered;
@@ -176,34 +199,23 @@ bool PointerCaptureImpl::deliverTaken(Environment& environment) {
 
 bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    while (m_step / 2 < m_taken.size()) {
-        const std::size_t first = m_step / 2;
-        const std::size_t count = std::min(m_taken.size() - first, PointerDelivery::kCapacity);
-        const std::size_t inFirst = m_step % 2;
+    while (m_next.record < m_taken.size()) {
+        const PointerDelivery::Position from{0, m_next.isMotionDone};
+        const auto records = std::span(m_taken).subspan(
+            m_next.record, std::min(m_taken.size() - m_next.record, PointerDelivery::kCapacity));
         const v8::HandleScope scope(isolate);
         // Read anew after every interruption: that is when one of them has been replaced.
         const PointerDelivery::Callbacks callbacks{scriptFunction(isolate, m_motionCallback.get()),
                                                    scriptFunction(isolate, m_buttonsCallback.get())};
-        m_step = first * 2;
         m_delivery = &delivery;
-        const auto reached = delivery.deliver(std::span(m_taken).subspan(first, count), inFirst, callbacks);
-        if (std::exchange(m_delivery, nullptr) == nullptr) continue;  // another drain has gone on, and moved m_step
-        if (!reached) return false;  // nor would single calls run: what is left is dropped, as what callbacks throw is
-        m_step += *reached;
+        const bool ran = delivery.deliver(records, from, callbacks);
+        if (std::exchange(m_delivery, nullptr) == nullptr) continue;  // another drain has gone on, and moved m_next
+        // Nor would another call run: what is left is dropped, as what callbacks throw is.
+        if (!ran || environment() == nullptr) return false;
+        const PointerDelivery::Position reached = delivery.position();
+        m_next = {m_next.record + reached.record, reached.isMotionDone};
     }
     return true;
-}
-
-void PointerCaptureImpl::deliverOneByOne() {
-    while (m_step / 2 < m_taken.size()) {
-        const RawInputDriver::PointerData record = m_taken[m_step / 2];
-        const bool isMotionStep = m_step++ % 2 == 0;  // moved on first: a callback may run the loop, and so a drain
-        if (isMotionStep) {
-            if (m_motionCallback && isMotion(record.motion)) (*m_motionCallback)(record.motion);
-        } else {
-            if (m_buttonsCallback && isTransition(record.buttons)) (*m_buttonsCallback)(record.buttons);
-        }
-    }
 }
 
 }  // namespace zeb

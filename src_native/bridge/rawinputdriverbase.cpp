@@ -1,5 +1,6 @@
 #include "bridge/rawinputdriverbase.h"
 
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -47,8 +48,12 @@ void RawInputDriverBase::releasePointerCapture() {
     m_running = false;
     interruptInputThread(m_inputThread);
     if (m_inputThread != uv_thread_t{}) static_cast<void>(uv_thread_join(&m_inputThread));
-    Log::write(Log::Level::information, SourceLocation{"zeb::RawInputDriverBase::releasePointerCapture", kFile, 49},
-               "Pointer capture released");
+    try {
+        Log::write(Log::Level::information, SourceLocation{"zeb::RawInputDriverBase::releasePointerCapture", kFile, 49},
+                   "Pointer capture released");
+    } catch (const std::bad_alloc&) {
+        // The capture is released. Without memory, a record is missed least.
+    }
 }
 
 bool RawInputDriverBase::isPointerCaptured() {

@@ -3,7 +3,10 @@
 #include <uv.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
+
+#include "bridge/thread_detach.h"
 
 namespace standins {
 
@@ -44,3 +47,13 @@ extern "C" int uv_thread_join(uv_thread_t* handle) {
     --standins::g_unjoined;
     return 0;
 }
+
+namespace zeb {
+
+void detachThread(uv_thread_t thread) noexcept {
+    const std::unique_ptr<std::thread> owned(reinterpret_cast<std::thread*>(thread));
+    owned->detach();
+    --standins::g_unjoined;
+}
+
+}  // namespace zeb

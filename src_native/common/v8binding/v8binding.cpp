@@ -3,10 +3,11 @@
 #include <cstdint>
 #include <string>
 
-#include "common/com/disposable.h"
 #include "common/utils/failure.h"
 #include "common/utils/format.h"
 #include "common/utils/log.h"
+#include "common/v8binding/environment.h"
+#include "common/v8binding/weak_reference_holder.h"
 
 namespace common {
 
@@ -18,8 +19,6 @@ void logAt(std::uint32_t line, const std::string& message) {
     diagnostics::Log::write(diagnostics::Log::Level::error, SourceLocation{"common::js::toValue", kFile, line},
                             message);
 }
-
-thread_local int t_weakCallbackDepth = 0;
 
 v8::Local<v8::String> internalizedName(v8::Isolate* isolate, const char* name) {
     return v8::String::NewFromUtf8(isolate, name, v8::NewStringType::kInternalized).ToLocalChecked();
@@ -50,7 +49,7 @@ void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info) {
 }
 
 void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept {
-    void* const found = receiver.native->query(type);
+    void* const found = receiver.native.get()->query(type);
     if (found != nullptr) {
         receiver.askedClass = &type;
         receiver.asClass = found;
@@ -67,19 +66,6 @@ void raiseUnexpectedException() {
                           "RUNTIME_FAILURE", "Unexpected exception type");
 }
 
-void disposeWrapped(IRefCounted* wrapped) {
-    const ComPtr<IRefCounted> native(wrapped);
-    if (auto* const disposable = static_cast<Disposable*>(native->query(typeid(Disposable)))) disposable->dispose();
-    unbindWrapped(*native.get());
-}
-
-void unbindWrapped(IRefCounted& wrapped) noexcept {
-    if (auto* const holder =
-            static_cast<js::V8WeakReferenceHolder*>(wrapped.query(typeid(js::V8WeakReferenceHolder)))) {
-        holder->unbind();
-    }
-}
-
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type) {
     if (!native) {
@@ -87,7 +73,7 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
         return v8::Undefined(isolate);
     }
     v8::EscapableHandleScope scope(isolate);
-    js::Environment* const environment = js::Environment::of(isolate);
+    js::Environment* const environment = js::Environment::running(isolate);
     if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nobody would ever release the object
     v8::Local<v8::Object> object;
     v8::TryCatch tryCatch(isolate);  // for the log handler, which may run script
@@ -98,9 +84,9 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
         tryCatch.ReThrow();
         return v8::Undefined(isolate);
     }
-    environment->link(object, native.get(), true);
-    IRefCounted* const owned = native.detach();
-    if (auto* const holder = static_cast<js::V8WeakReferenceHolder*>(owned->query(typeid(js::V8WeakReferenceHolder)))) {
+    js::V8WeakReferenceHolder* const holder = js::weakReferenceHolderOf(*native.get());
+    environment->linkWrapper(object, std::move(native));
+    if (holder != nullptr) {
         holder->bind(isolate, object);
     } else {
         logAt(315,
@@ -114,34 +100,6 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
 }  // namespace js_internal
 
 namespace js {
-
-WeakCallbackScope::WeakCallbackScope() noexcept { ++t_weakCallbackDepth; }
-
-WeakCallbackScope::~WeakCallbackScope() { --t_weakCallbackDepth; }
-
-bool insideWeakCallback() noexcept { return t_weakCallbackDepth > 0; }
-
-void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper) {
-    auto* const native =
-        static_cast<IRefCounted*>(wrapper->GetInternalField(0).As<v8::Value>().As<v8::External>()->Value());
-    m_bound = false;
-    m_handle.Reset(isolate, wrapper);
-    m_bound = true;
-    m_handle.SetWeak(
-        native,
-        [](const v8::WeakCallbackInfo<IRefCounted>& info) {
-            const WeakCallbackScope scope;
-            const auto wrapped = ComPtr<IRefCounted>::attach(info.GetParameter());
-            if (Environment* const environment = Environment::of(info.GetIsolate())) environment->forget(wrapped.get());
-            js_internal::disposeWrapped(wrapped.get());
-        },
-        v8::WeakCallbackType::kParameter);
-}
-
-void V8WeakReferenceHolder::unbind() noexcept {
-    m_handle.Reset();
-    m_bound = false;
-}
 
 void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods) {
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();

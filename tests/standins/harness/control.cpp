@@ -203,20 +203,23 @@ void isEventLogClosed(const FunctionCallbackInfo<Value>& info) {
 // ---- the end of an environment
 
 /// Has a collection in the middle of the end, where the engine may have one at any time.
-class CollectionAtEnd final : public common::js::Attachment, private common::js::EnvironmentObserver {
+class CollectionAtEnd final : private common::js::EnvironmentObserver {
 public:
     explicit CollectionAtEnd(common::js::Environment& environment)
         : EnvironmentObserver(&environment), m_isolate(environment.isolate()) {}
 
 private:
-    void onEnvironmentEnd() noexcept override { m_isolate->LowMemoryNotification(); }
+    void onEnvironmentEnd() noexcept override {
+        m_isolate->LowMemoryNotification();
+        delete this;
+    }
 
     v8::Isolate* const m_isolate;
 };
 
 void collectAtEnd(const FunctionCallbackInfo<Value>& info) {
-    if (auto* const environment = common::js::Environment::of(info.GetIsolate())) {
-        static_cast<void>(environment->attachment<CollectionAtEnd>());
+    if (auto* const environment = common::js::Environment::open(info.GetIsolate()->GetCurrentContext())) {
+        new CollectionAtEnd(*environment);
     }
 }
 

@@ -13,10 +13,9 @@
 
 #include "common/com/comptr.h"
 #include "common/com/interfaces.h"
-#include "common/v8binding/environment.h"
+#include "common/v8binding/receivers.h"
 #include "common/v8binding/v8convert.h"
 #include "common/v8binding/v8marshal.h"
-#include "common/v8binding/weak_reference_holder.h"
 
 namespace common::js {
 
@@ -47,13 +46,11 @@ void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info);
 /// Asks the receiver's object for the class that a method needs.
 void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept;
 
-/// The native object of the method's class behind a call's receiver, or null.
+/// The native object behind a receiver as the method's class, or null.
 template <typename Class>
-Class* receiverOf(js::Environment& environment, const v8::FunctionCallbackInfo<v8::Value>& info) {
-    js::Receiver* const receiver = environment.findReceiver(info.This());
-    if (receiver == nullptr) return nullptr;
-    return static_cast<Class*>(receiver->askedClass == &typeid(Class) ? receiver->asClass
-                                                                      : queryReceiver(*receiver, typeid(Class)));
+Class* nativeOf(js::Receiver& receiver) noexcept {
+    return static_cast<Class*>(receiver.askedClass == &typeid(Class) ? receiver.asClass
+                                                                     : queryReceiver(receiver, typeid(Class)));
 }
 
 /// Throws a script `Error` with the exception's `what()` text.
@@ -61,12 +58,6 @@ void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
 
 /// The end of a method that threw something that is no `std::exception`.
 void raiseUnexpectedException();
-
-/// Disposes a wrapped native object and frees its weak handle, as its wrapper has gone; see `toValue`.
-void disposeWrapped(IRefCounted* wrapped);
-
-/// Frees a wrapped native object's weak handle: its wrapper's collection has no effect any more.
-void unbindWrapped(IRefCounted& wrapped) noexcept;
 
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type);
@@ -122,17 +113,18 @@ void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
         js::ConversionFailure failure;
         initializeArguments(info, parameters, failure);
         if (failure.stopsCall()) return failure.rethrow(isolate);
-        js::Environment* const environment = js::Environment::of(isolate);
-        Class* const receiver = environment != nullptr ? receiverOf<Class>(*environment, info) : nullptr;
-        if (receiver == nullptr) return throwIllegalInvocation(info);
-        const js::Environment::CallScope call(*environment);
+        js::Receivers* const receivers = js::Receivers::of(isolate);
+        js::Receiver* const receiver = receivers != nullptr ? receivers->find(info.This()) : nullptr;
+        Class* const native = receiver != nullptr ? nativeOf<Class>(*receiver) : nullptr;
+        if (native == nullptr) return throwIllegalInvocation(info);
+        const js::Receivers::CallScope call(*receivers, receiver->environment);
         if constexpr (std::is_void_v<typename MethodSignature::Result>) {
-            MethodSignature::template call<method>(*receiver, parameters);
+            MethodSignature::template call<method>(*native, parameters);
         } else if constexpr (std::is_same_v<typename MethodSignature::Result, bool>) {
-            info.GetReturnValue().Set(MethodSignature::template call<method>(*receiver, parameters));
+            info.GetReturnValue().Set(MethodSignature::template call<method>(*native, parameters));
         } else {
             info.GetReturnValue().Set(
-                js::toScript(isolate, MethodSignature::template call<method>(*receiver, parameters)));
+                js::toScript(isolate, MethodSignature::template call<method>(*native, parameters)));
         }
         failure.rethrow(isolate);
     } catch (const std::exception& failure) {

@@ -2,6 +2,8 @@
 
 #include <v8.h>
 
+#include "common/com/interfaces.h"
+
 namespace common::js {
 
 /// Base of native classes whose life a script wrapper decides; the class answers it in its interface query.
@@ -17,7 +19,7 @@ public:
     /// Makes the native object in internal field 0 of `wrapper` end with it. Once per object.
     void bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper);
 
-    /// Disposes the handle, after which the wrapper's collection has no effect.
+    /// Disposes the handle, after which the wrapper's garbage collection has no effect.
     void unbind() noexcept;
 
     bool isBound() const noexcept { return m_bound; }
@@ -27,8 +29,15 @@ private:
     bool m_bound = false;
 };
 
-/// Marks the calling thread as being where script must not be called: inside a wrapper's weak callback, that is inside
-/// a collection, or at the end of an environment.
+/// The holder of `native`, or null when its class has none.
+V8WeakReferenceHolder* weakReferenceHolderOf(IRefCounted& native) noexcept;
+
+/// Disposes a native object whose wrapper has gone, if it is `Disposable`, and frees its weak handle. The caller then
+/// drops the wrapper's reference.
+void disposeWrapped(IRefCounted& native);
+
+/// Marks the calling thread as being where script must not be called: inside a wrapper's weak callback, which runs
+/// during a garbage collection, or at the end of an environment.
 class WeakCallbackScope {
 public:
     WeakCallbackScope() noexcept;

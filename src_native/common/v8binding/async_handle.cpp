@@ -1,0 +1,43 @@
+#include "common/v8binding/async_handle.h"
+
+namespace common::js {
+
+namespace {
+
+/// The memory of an async handle: libuv's part comes first, so a pointer to one is a pointer to the other.
+struct OwnedAsyncHandle {
+    uv_async_t handle;
+    AsyncHandles* maker;
+};
+
+}  // namespace
+
+void AsyncHandleCloser::operator()(uv_async_t* handle) const noexcept {
+    handle->data = nullptr;
+    uv_close(reinterpret_cast<uv_handle_t*>(handle), [](uv_handle_t* closed) {
+        const std::unique_ptr<OwnedAsyncHandle> owned(reinterpret_cast<OwnedAsyncHandle*>(closed));
+        owned->maker->handleClosed();
+    });
+}
+
+AsyncHandle AsyncHandles::make(void* owner, uv_async_cb callback) {
+    auto owned = std::make_unique<OwnedAsyncHandle>();
+    owned->maker = this;
+    owned->handle.data = owner;
+    if (uv_async_init(m_loop, &owned->handle, callback) != 0) return {};
+    uv_unref(reinterpret_cast<uv_handle_t*>(&owned->handle));
+    ++m_open;
+    return AsyncHandle(&owned.release()->handle);
+}
+
+void AsyncHandles::whenClosed(void (*then)(void*), void* argument) noexcept {
+    if (m_open == 0) return then(argument);
+    m_then = then;
+    m_argument = argument;
+}
+
+void AsyncHandles::handleClosed() noexcept {
+    if (--m_open == 0 && m_then != nullptr) m_then(m_argument);
+}
+
+}  // namespace common::js
