@@ -36,7 +36,7 @@ function absoluteUri(value, schemes, options) {
     throw invalid(input, `the scheme "${scheme}:" is none of ${[...allowed].map((each) => `${each}:`).join(', ')}`);
   }
   if (/%(?![0-9a-f]{2})/i.test(url.href)) throw invalid(input, 'a "%" must be followed by two hexadecimal digits');
-  return url.href;
+  return url.href.replaceAll(' ', '%20'); // the web's parser leaves those behind a scheme that it does not know
 }
 
 module.exports = { absoluteUri };

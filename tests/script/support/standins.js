@@ -133,6 +133,8 @@ const system = {
   text: (code) => addon.systemText(code),
   // The system's text for an HRESULT, trimmed at its end.
   message: (code) => addon.systemMessage(code),
+  // The HRESULT of the system's own parser of addresses: below 0 where a text is no absolute one.
+  parseAddress: (text) => addon.parseAddress(text),
   threadId: () => addon.currentThreadId(),
   loadedFrom: (library) => addon.loadedFrom(library),
 };

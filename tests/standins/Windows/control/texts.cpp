@@ -1,5 +1,10 @@
 #include <windows.h>
 
+#include <unknwn.h>
+
+#include <bit>
+#include <stdexcept>
+
 #include "control.h"
 
 namespace control {
@@ -34,10 +39,23 @@ napi_value systemMessage(const Arguments& arguments) {
     return toScript(arguments.env(), text);
 }
 
+// What the system's own parser of addresses makes of a text, as its HRESULT. It is loaded when it is first needed.
+napi_value parseAddress(const Arguments& arguments) {
+    using CreateUri = HRESULT(STDMETHODCALLTYPE*)(const wchar_t*, DWORD, DWORD_PTR, IUnknown**);
+    const HMODULE library = LoadLibraryW(L"urlmon.dll");
+    const auto createUri =
+        library == nullptr ? nullptr : std::bit_cast<CreateUri>(GetProcAddress(library, "CreateUri"));
+    if (createUri == nullptr) throw std::runtime_error("urlmon.dll has no CreateUri");
+    IUnknown* uri = nullptr;
+    const HRESULT result = createUri(arguments.wideText(0).c_str(), 0, 0, &uri);
+    if (uri != nullptr) uri->Release();
+    return toScript(arguments.env(), result);
+}
+
 }  // namespace
 
 std::vector<desktop::NamedFunction> textFunctions() {
-    return {{"systemText", &systemText}, {"systemMessage", &systemMessage}};
+    return {{"systemText", &systemText}, {"systemMessage", &systemMessage}, {"parseAddress", &parseAddress}};
 }
 
 }  // namespace control
