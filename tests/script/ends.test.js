@@ -11,8 +11,9 @@ const { skip } = desktop;
 
 desktop.forAllTestsOf(test);
 
+// In globalThis, because a collection ends the capture of a script that no longer reaches it.
 const END_WITH_CAPTURE = `
-  const capture = zebbridge.hardware.capturePointer();
+  const capture = globalThis.capture = zebbridge.hardware.capturePointer();
   zebbridge.diagnostics.setLogHandler((text) => console.log(text));
 `;
 

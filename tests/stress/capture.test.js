@@ -132,9 +132,12 @@ test('no call leaves script memory behind', HOUR, async () => {
       for (let count = 0; count < 2_000 * scale; ++count) call(capture);
     };
     repeat();
-    const early = await scriptBytes();
-    repeat();
-    const each = (await scriptBytes() - early) / (2_000 * scale);
+    let each = Infinity;
+    for (let round = 0; round < 5 && each > 50; ++round) {  // a leak grows every time, the engine itself only at times
+      const early = await scriptBytes();
+      repeat();
+      each = (await scriptBytes() - early) / (2_000 * scale);
+    }
     if (each > 50) left[name] = each;
   }
   assert.deepEqual(left, {});
