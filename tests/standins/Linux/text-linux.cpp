@@ -9,9 +9,10 @@ namespace common {
 
 namespace {
 
-constexpr char16_t kReplacement = 0xFFFD;
+constexpr wchar_t kReplacement = 0xFFFD;
 
-/// One conversion of the C library. The C library stops at what is ill-formed; what goes in its place is decided here.
+/// One conversion of the C library, between UTF-8 and whole characters: these two it has built in, whereas UTF-16 is a
+/// file that small systems lack. It stops at what is ill-formed; what goes in its place is decided here.
 class Converter {
 public:
     Converter(const char* to, const char* from) : m_native(iconv_open(to, from)) {
@@ -26,11 +27,11 @@ public:
     void run(std::basic_string_view<In>& in, std::basic_string<Out>& out) {
         char* source = reinterpret_cast<char*>(const_cast<In*>(in.data()));
         std::size_t sourceLeft = in.size() * sizeof(In);
-        // No unit of one form becomes more than three of the other.
+        // No unit of one form becomes more than four of the other.
         const std::size_t used = out.size();
-        out.resize(used + in.size() * 3);
+        out.resize(used + in.size() * 4);
         char* target = reinterpret_cast<char*>(out.data() + used);
-        std::size_t targetLeft = in.size() * 3 * sizeof(Out);
+        std::size_t targetLeft = in.size() * 4 * sizeof(Out);
         iconv(m_native, &source, &sourceLeft, &target, &targetLeft);
         iconv(m_native, nullptr, nullptr, nullptr, nullptr);
         out.resize(out.size() - targetLeft / sizeof(Out));
@@ -60,33 +61,64 @@ std::size_t illFormedLength(std::string_view text) {
     return length;
 }
 
+bool isHighSurrogate(wchar_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool isLowSurrogate(wchar_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+/// The C library knows characters beyond Unicode's last.
+std::wstring unitsOf(std::wstring_view characters) {
+    std::wstring units;
+    for (const wchar_t character : characters) {
+        if (character < 0x10000) {
+            units.push_back(character);
+        } else if (character > 0x10FFFF) {
+            units.push_back(kReplacement);
+        } else {
+            units.push_back(0xD800 + ((character - 0x10000) >> 10));
+            units.push_back(0xDC00 + (character & 0x3FF));
+        }
+    }
+    return units;
+}
+
+/// Lone surrogates stay, for the C library to stop at.
+std::wstring charactersOf(std::wstring_view units) {
+    std::wstring characters;
+    for (const wchar_t unit : units) {
+        if (isLowSurrogate(unit) && !characters.empty() && isHighSurrogate(characters.back())) {
+            characters.back() = 0x10000 + ((characters.back() & 0x3FF) << 10) + (unit & 0x3FF);
+        } else {
+            characters.push_back(unit);
+        }
+    }
+    return characters;
+}
+
 }  // namespace
 
 std::wstring utf8ToUtf16(std::string_view text) {
     if (text.empty()) return {};
-    Converter converter("UTF-16LE", "UTF-8");
-    std::u16string units;
+    Converter converter("WCHAR_T", "UTF-8");
+    std::wstring characters;
     for (;;) {
-        converter.run(text, units);
+        converter.run(text, characters);
         if (text.empty()) break;
-        units.push_back(kReplacement);
+        characters.push_back(kReplacement);
         text.remove_prefix(illFormedLength(text));
     }
-    return std::wstring(units.begin(), units.end());
+    return unitsOf(characters);
 }
 
 std::string utf16ToUtf8(std::wstring_view text) {
     if (text.empty()) return {};
-    std::u16string narrowed;  // wchar_t is wider than a unit here
-    for (const wchar_t unit : text) narrowed.push_back(static_cast<char16_t>(unit));
-    Converter converter("UTF-8", "UTF-16LE");
-    std::u16string_view units(narrowed);
+    Converter converter("UTF-8", "WCHAR_T");
+    const std::wstring whole = charactersOf(text);
+    std::wstring_view characters(whole);
     std::string result;
     for (;;) {
-        converter.run(units, result);
-        if (units.empty()) break;
+        converter.run(characters, result);
+        if (characters.empty()) break;
         result += "\xEF\xBF\xBD";  // U+FFFD
-        units.remove_prefix(1);
+        characters.remove_prefix(1);
     }
     return result;
 }
