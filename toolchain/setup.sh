@@ -5,6 +5,7 @@
 # The Debian packages, each with the command or file that shows its presence.
 packages() {
     cat <<END
+bubblewrap bwrap
 ca-certificates /etc/ssl/certs/ca-certificates.crt
 ccache ccache
 clang-$LLVM clang++-$LLVM

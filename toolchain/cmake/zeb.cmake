@@ -25,6 +25,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/locate.cmake)
 set(ZEB_TOOLCHAIN_DIR ${PROJECT_SOURCE_DIR}/toolchain)
 set(ZEB_SANITIZE "" CACHE STRING "address, thread (Linux) or trap (undefined behaviour ends the process, Windows)")
 set(ZEB_RUNTIME_HEADERS "" CACHE PATH "header set of the desktop runtime (include/node); default: Node.js's headers")
+set(ZEB_ENGINE "" CACHE PATH "folder of an engine with the product's flags, for native script tests (toolchain/engine)")
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(ZEB_LINUX ON)
   set(ZEB_FLAVOURS node CACHE STRING "the runtimes to build for")
@@ -184,6 +185,9 @@ if(ZEB_MSVC)
     message(FATAL_ERROR "Give Node.js ${ZEB_NODE}'s headers and library: -DZEB_NODE_HEADERS=... -DZEB_NODE_LIB=...")
   endif()
 else()
+  if(ZEB_ENGINE)
+    set(ZEB_NODE_HEADERS ${ZEB_ENGINE}/include/node)
+  endif()
   set(ZEB_NODE_HEADERS ${ZEB_NODE_LINUX}/include/node CACHE PATH "Node.js's headers (include/node)")
   set(ZEB_NODE_LIB ${ZEB_SYSROOT}/lib/node.lib)
 endif()
@@ -233,6 +237,8 @@ foreach(_flavour IN LISTS ZEB_FLAVOURS)
   elseif(_flavour STREQUAL "desktop")
     set(_definitions NODE_EMBEDDER_MODULE_VERSION=123 V8_COMPRESS_POINTERS V8_COMPRESS_POINTERS_IN_SHARED_CAGE
         V8_31BIT_SMIS_ON_64BIT_ARCH V8_ENABLE_SANDBOX)
+  elseif(_flavour STREQUAL "node" AND ZEB_ENGINE)
+    _zeb_read_runtime_headers(${_headers} _definitions)
   elseif(_flavour MATCHES "^node([0-9]+)$")
     set(_headers ${ZEB_NODE${CMAKE_MATCH_1}_LINUX}/include/node)
     if(ZEB_CROSS)
@@ -292,6 +298,9 @@ endfunction()
 # ---- tests ---------------------------------------------------------------------------------------------------------------
 # Every test leaves a JUnit file in <build>/results; the developer command adds their cases up.
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/results)
+if(ZEB_ENGINE)
+  add_custom_target(engine-tests)
+endif()
 
 set(GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest's source")
 add_library(zeb_gtest_headers INTERFACE)
@@ -325,7 +334,8 @@ function(zeb_add_unit_test stem)
 endfunction()
 
 # A node:test file, run by the Windows Node.js inside the lane's desktop session, one at a time because all share the
-# pointer. With NATIVE it also runs in Linux builds, by the Linux Node.js. Its environment:
+# pointer. With NATIVE it also runs in Linux builds, by the Linux Node.js; in a build for an engine, by that, with the
+# label "engine". Its environment:
 #
 #   ZEB_BUILD        the build folder, as the script's own system writes it: <build>/node/zebbridge.node and so on
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
@@ -338,12 +348,21 @@ function(zeb_add_script_test stem)
   if(NOT arg_FILE)
     set(arg_FILE ${stem}.test.js)
   endif()
+  if(ZEB_ENGINE)
+    set(arg_LABEL engine)
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # it is built for tests, not for speed: its start alone takes a second
+  endif()
   set(name ${arg_LABEL}-${stem})
   set(file ${CMAKE_CURRENT_SOURCE_DIR}/${arg_FILE})
   set(environment)
+  set(runner ${ZEB_RUNNER})
   if(ZEB_CROSS)
     set(node ${ZEB_NODE_WIN}/bin/node.exe)
     set(drive Z:)
+  elseif(ZEB_ENGINE AND arg_NATIVE)
+    set(node /opt/node)
+    set(drive)
+    set(runner ${ZEB_TOOLCHAIN_DIR}/engine/run ${ZEB_ENGINE}/root)
   elseif(ZEB_LINUX AND arg_NATIVE)
     set(node ${ZEB_NODE_LINUX}/bin/node)
     set(drive)
@@ -357,7 +376,7 @@ function(zeb_add_script_test stem)
     return()
   endif()
   add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
-    COMMAND ${ZEB_RUNNER} ${node} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
+    COMMAND ${runner} ${node} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
       --test-reporter=junit --test-reporter-destination=results/${name}.xml ${drive}${file})
   list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR})
   _zeb_test_properties(${name} ${environment})
@@ -366,6 +385,9 @@ function(zeb_add_script_test stem)
   else()
     add_custom_target(${name})  # what it loads, so that one test can be built and run alone
     add_dependencies(${name} zebbridge_node binding_probe zeb_harness)
+    if(ZEB_ENGINE)
+      add_dependencies(engine-tests ${name})
+    endif()
   endif()
 endfunction()
 

@@ -1,0 +1,46 @@
+# Sourced by ../zeb: a Node.js for Linux whose V8 has the product's flags, and the tests that run in it.
+#
+#   ZEB_ENGINE   the archive of one; by default ../shared/engine/engine.tar.xz beside the checkout, if there is one
+#
+# An archive is unpacked into the cache, where every checkout finds it from then on. What is in it, and how it is made:
+# engine/README.md.
+
+unpack_engine() {  # archive, folder
+    local work
+    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    tar xJf "$1" -C "$work" && [ -x "$work/root/opt/node" ] && [ -e "$work/include/node/config.gypi" ] ||
+        { rm -rf "$work"; die "$1 cannot be unpacked as an engine" "is the archive whole, and enough disk left? it takes 200 MB"; }
+    chmod 755 "$work"
+    mv -T "$work" "$2" 2>/dev/null || rm -rf "$work"
+}
+
+# Sets ENGINE to the folder of this machine's engine; false where there is none.
+find_engine() {
+    local archive=${ZEB_ENGINE:-$ROOT/../shared/engine/engine.tar.xz} folder
+    if [ -e "$archive" ]; then
+        folder=engine-$(sha256sum <"$archive" | cut -c1-12)
+        make_part "$ZEB_CACHE/$folder" "unpack the engine" unpack_engine "$archive" "$ZEB_CACHE/$folder"
+        ln -sfnT "$folder" "$ZEB_CACHE/engine"
+    elif [ -n "${ZEB_ENGINE:-}" ]; then
+        die "ZEB_ENGINE names a file that does not exist: $ZEB_ENGINE" "give the archive of an engine, or none"
+    fi
+    ENGINE=$(realpath -e "$ZEB_CACHE/engine" 2>/dev/null)
+}
+
+check_engine() {
+    local refusal
+    refusal=$(toolchain/engine/run "$ENGINE/root" /opt/node --version 2>&1 >/dev/null) ||
+        die "the engine does not start here: $refusal" \
+            "bubblewrap needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1"
+}
+
+lane_engine() {  # [stem]
+    setup_linux
+    if ! find_engine; then
+        echo "skipped: there is no engine with the product's flags; ZEB_ENGINE=<archive> gives one, ./zeb engine builds one"
+        echo 0 0 1 >>"$BUILD/totals"
+        return
+    fi
+    check_engine
+    build linux-engine "engine-${1:-tests}" && CTEST_PARALLEL_LEVEL=$ZEB_JOBS run_tests engine linux-engine "${1:-}"
+}
