@@ -100,8 +100,24 @@ test('texts arrive as UTF-8 up to their first NUL', () => {
     ['x\udc4by', '78edb18b79'], ['\uffff', 'efbfbf'], [12, hex('12')], [-0, hex('0')], [1e21, hex('1e+21')],
     [null, hex('null')], [undefined, hex('undefined')], [true, hex('true')], [10n, hex('10')], [[1, [2]], hex('1,2')],
     [{}, hex('[object Object]')], [{ toString: () => 'own' }, hex('own')], ['x'.repeat(100000), '78'.repeat(100000)],
+    ['\ud83d\ud83d\udc4b\udc4b', 'eda0bdf09f918bedb18b'], ['\ud83d\0\udc4b', 'eda0bd'], ['\ud83d\u07ff\u0800', 'eda0bddfbfe0a080'],
+    ['\u{10000}\u{10ffff}', 'f0908080f48fbfbf'],
   ];
   for (const [value, expected] of cases) assert.equal(probe.text(value), expected, String(value).slice(0, 40));
+});
+
+// Texts are read in pieces, and the engine keeps a text that was put together as its parts.
+test('long texts and texts of parts arrive whole, wherever their characters fall', () => {
+  const hex = (text) => Buffer.from(text).toString('hex');
+  for (const before of [253, 254, 255, 256, 257, 511, 512, 4095]) {
+    for (const [tail, expected] of [['👋ü', hex('👋ü')], ['\ud83dü', `eda0bd${hex('ü')}`], ['\ud83d', 'eda0bd'],
+      ['\udc4b', 'edb18b'], ['\ud83d\0x', 'eda0bd'], ['\0👋', '']]) {
+      assert.equal(probe.text('x'.repeat(before) + tail), '78'.repeat(before) + expected, `${before}, ${expected}`);
+    }
+  }
+  const half = (unit) => 'ä'.repeat(100) + String.fromCharCode(unit);
+  assert.equal(probe.text(half(0xd83d) + String.fromCharCode(0xdc4b) + half(0xdc4b)),
+    `${hex('ä'.repeat(100))}f09f918b${hex('ä'.repeat(100))}edb18b`);
 });
 
 test('a text conversion that throws: the method does not run, and script sees the exception', () => {

@@ -1,8 +1,78 @@
 #include "common/v8binding/v8convert.h"
 
-#include <iterator>
+#include <algorithm>
+#include <array>
+#include <span>
 
 namespace common::js {
+
+namespace {
+
+// V8 has renamed this call: where the new name exists, the old one is deprecated or gone.
+template <typename String>
+void copyUnits(v8::Isolate* isolate, v8::Local<String> string, int start, int count, std::uint16_t* units) {
+    if constexpr (requires { string->WriteV2(isolate, 0, 0, units); }) {
+        string->WriteV2(isolate, static_cast<std::uint32_t>(start), static_cast<std::uint32_t>(count), units);
+    } else {
+        string->Write(isolate, units, start, count, String::NO_NULL_TERMINATION);
+    }
+}
+
+constexpr bool isHighSurrogate(std::uint32_t unit) { return (unit & 0xFC00U) == 0xD800U; }
+constexpr bool isLowSurrogate(std::uint32_t unit) { return (unit & 0xFC00U) == 0xDC00U; }
+
+constexpr std::uint32_t pairOf(std::uint32_t high, std::uint32_t low) {
+    return 0x10000U + ((high & 0x3FFU) << 10U) + (low & 0x3FFU);
+}
+
+void appendUtf8(std::string& text, std::uint32_t character) {
+    const auto append = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
+    const auto appendTrail = [&](unsigned shift) { append(0x80U | ((character >> shift) & 0x3FU)); };
+    if (character < 0x80U) {
+        append(character);
+    } else if (character < 0x800U) {
+        append(0xC0U | (character >> 6U));
+        appendTrail(0);
+    } else if (character < 0x10000U) {
+        append(0xE0U | (character >> 12U));
+        appendTrail(6);
+        appendTrail(0);
+    } else {
+        append(0xF0U | (character >> 18U));
+        appendTrail(12);
+        appendTrail(6);
+        appendTrail(0);
+    }
+}
+
+/// The string up to its first NUL. Converted here because the engines' own UTF-8 views differ in what they make of a
+/// lone surrogate: its three bytes in V8 12, U+FFFD from V8 13 on.
+std::string utf8UpToNul(v8::Isolate* isolate, v8::Local<v8::String> string) {
+    std::string text;
+    std::array<std::uint16_t, 256> units;
+    std::uint32_t high = 0;  // a surrogate that waits for its other half
+    const int length = string->Length();
+    for (int start = 0; start < length;) {
+        const int count = std::min(length - start, static_cast<int>(units.size()));
+        copyUnits(isolate, string, start, count, units.data());
+        start += count;
+        for (const std::uint32_t unit : std::span(units).first(static_cast<std::size_t>(count))) {
+            if (high != 0 && isLowSurrogate(unit)) {
+                appendUtf8(text, pairOf(high, unit));
+                high = 0;
+                continue;
+            }
+            if (high != 0) appendUtf8(text, high);
+            high = isHighSurrogate(unit) ? unit : 0;
+            if (unit == 0) return text;
+            if (high == 0) appendUtf8(text, unit);
+        }
+    }
+    if (high != 0) appendUtf8(text, high);
+    return text;
+}
+
+}  // namespace
 
 void ConversionFailure::keep(v8::Isolate* isolate, const v8::TryCatch& caught) {
     keepTermination(isolate, caught);
@@ -26,8 +96,7 @@ std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value, ConversionF
         failure.stopCall();
         return {};
     }
-    const v8::String::Utf8Value text(isolate, string);
-    return *text == nullptr ? std::string() : std::string(*text);
+    return utf8UpToNul(isolate, string);
 }
 
 }  // namespace convert_internal

@@ -62,7 +62,8 @@ namespace convert_internal {
 /// False when the conversion threw.
 bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& result, ConversionFailure& failure);
 
-/// The value's string form up to its first NUL. A conversion that throws (a Symbol's, say) stops the call.
+/// The value's string form up to its first NUL, as UTF-8. A lone surrogate is kept as its own three bytes, the same in
+/// every runtime. A conversion that throws (a Symbol's, say) stops the call.
 std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value, ConversionFailure& failure);
 
 }  // namespace convert_internal
