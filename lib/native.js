@@ -33,9 +33,9 @@ function unavailable() {
   );
 }
 
-// What is likely when the runtime does not load the binary. Its own words are in `cause`.
+// What is likely when the runtime does not load the binary, with what it says, in one line. `cause` is the error as it came.
 function explained(cause) {
-  const words = String(cause?.message ?? cause).trim();
+  const words = String(cause?.message ?? cause).trim().replace(/\s+/g, ' ');
   switch (cause?.code) {
     case 'MODULE_NOT_FOUND':
       return failure(

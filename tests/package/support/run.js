@@ -11,9 +11,12 @@ function run(command, args, options = {}) {
     return { status: done.status, out: done.stdout, err: done.stderr };
 }
 
-// Runs a script in the Windows Node.js.
-function runInWindows(args) {
-    return run(path.join(root, 'toolchain/wine/run'), [path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), ...args]);
+// Runs a script in the Windows Node.js, or another program.
+function runInWindows(args, { program = path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), seconds = 120 } = {}) {
+    return run(path.join(root, 'toolchain/wine/run'), [program, ...args], {
+        env: { ...process.env, NODE_TEST_CONTEXT: undefined, ZEB_WINE_TIMEOUT: String(seconds) },
+        timeout: (seconds + 10) * 1000,
+    });
 }
 
 module.exports = { run, runInWindows };

@@ -1,0 +1,281 @@
+'use strict';
+
+// docs/packaging.md, claim by claim: its scripts are taken from the page and run as they stand there.
+
+const assert = require('node:assert');
+const fs = require('node:fs');
+const path = require('node:path');
+const { after, before, describe, test } = require('node:test');
+const { App, snippets, tools } = require('./support/app.js');
+const { binaries } = require('./support/package.js');
+const { Image } = require('./support/pe.js');
+const { run, runInWindows } = require('./support/run.js');
+
+const ABI = '127'; // of the Windows Node.js that runs here
+const REPORT = `console.log(supported, typeof hardware.getButtonState(MouseButton.Left));
+shutdown();`;
+const REQUIRE = `const { hardware, MouseButton, shutdown, supported } = require('zebbridge');\n${REPORT}`;
+const IMPORT = `import { hardware, MouseButton, shutdown, supported } from 'zebbridge';\n${REPORT}`;
+const WORKS = 'true boolean\n';
+
+const pieces = snippets('docs/packaging.md');
+const named = (name) => pieces.find((piece) => piece.name === name).text;
+const mentioning = (words) => pieces.find(({ text }) => text.includes(words)).text;
+
+describe('an application', () => {
+    let app;
+    before(() => (app = new App()));
+    after(() => app.remove());
+
+    const runs = (file) => {
+        const { status, out, err } = runInWindows([`Z:${app.path(file)}`]);
+        assert.strictEqual(err, '');
+        assert.strictEqual(out, WORKS);
+        assert.strictEqual(status, 0);
+    };
+    const built = ({ status, out, err }) => assert.strictEqual(status, 0, out + err);
+    const fails = ({ status, out, err }, pattern) => {
+        assert.notStrictEqual(status, 0);
+        assert.match(out + err, pattern);
+    };
+
+    describe('that is bundled', () => {
+        before(() => {
+            app.write('main.js', REQUIRE);
+            app.write('main.mjs', IMPORT);
+            app.write('run-webpack.js', `require('webpack')(require('./webpack.config.js'), (error, stats) => {
+                if (error || stats.hasErrors()) console.error(error ?? stats.toString());
+                process.exitCode = error || stats.hasErrors() ? 1 : 0;
+            });`);
+        });
+
+        const kept = (text) => text.replace(/^ *external\w*: .*\n/m, ''); // the package inlined by mistake
+        const tries = {
+            esbuild: ['esbuild.js', () => app.tool(app.path('esbuild.js')), 'out/main.js'],
+            webpack: ['webpack.config.js', () => app.tool(app.path('run-webpack.js')), 'out/main.js'],
+        };
+        for (const [name, [config, bundle, output]] of Object.entries(tries)) {
+            test(`by ${name}: it works as the page shows, and fails while building without that`, () => {
+                app.write(config, named(config));
+                built(bundle());
+                runs(output);
+                app.write(config, kept(named(config)));
+                assert.notStrictEqual(kept(named(config)), named(config));
+                fails(bundle(), /zebbridge\.abi\d+\.node/);
+            });
+        }
+
+        test('by rollup: the same', () => {
+            const bundle = () => app.tool('rollup/dist/bin/rollup', ['-c', app.path('rollup.config.mjs')]);
+            app.write('rollup.config.mjs', named('rollup.config.mjs'));
+            built(bundle());
+            runs('out/main.mjs');
+            const plugin = (name) => JSON.stringify(require.resolve(path.join(tools, '@rollup', name)));
+            const inlining = `import commonjs from ${plugin('plugin-commonjs')};\nimport resolve from ${plugin('plugin-node-resolve')};\n`
+                + named('rollup.config.mjs').replace(/external: .*/, 'plugins: [(resolve.nodeResolve ?? resolve)(), (commonjs.default ?? commonjs)()],');
+            app.write('rollup.config.mjs', inlining);
+            fails(bundle(), /zebbridge\.abi\d+\.node/);
+        });
+
+        test('by vite: the same', () => {
+            const bundle = () => app.tool('vite/bin/vite.js', ['build', '--logLevel', 'error']);
+            app.write('vite.config.mjs', named('vite.config.mjs'));
+            built(bundle());
+            runs('out/main.mjs');
+            app.write('vite.config.mjs', "export default { build: { ssr: 'main.mjs', outDir: 'out' }, ssr: { noExternal: true } };");
+            fails(bundle(), /zebbridge\.abi\d+\.node/);
+        });
+
+        test('by esbuild, with the binaries copied: it needs no node_modules', () => {
+            app.write('esbuild-copy.js', named('esbuild-copy.js'));
+            built(app.tool(app.path('esbuild-copy.js')));
+            const alone = app.path('alone');
+            fs.renameSync(app.path('out'), alone);
+            fs.renameSync(app.installed, app.path('away'));
+            try {
+                runs('alone/main.js');
+            } finally {
+                fs.renameSync(app.path('away'), app.installed);
+            }
+        });
+
+        test('is traced with every binary', () => {
+            app.write('trace.js', `require('@vercel/nft').nodeFileTrace(['main.js']).then(({ fileList }) => console.log([...fileList].join('\\n')));`);
+            const { out } = app.tool(app.path('trace.js'));
+            for (const { abi } of binaries) assert.match(out, new RegExp(`prebuilds/win32-x64/zebbridge\\.abi${abi}\\.node`));
+        });
+    });
+
+    describe('in an archive', () => {
+        const packed = () => {
+            const files = { 'main.js': REQUIRE };
+            for (const name of fs.readdirSync(app.installed, { recursive: true })) {
+                const file = path.join(app.installed, name);
+                if (fs.statSync(file).isFile()) files[`node_modules/zebbridge/${name}`] = fs.readFileSync(file, 'latin1');
+            }
+            return app.write('app.archive', JSON.stringify(files));
+        };
+        const host = `Z:${path.join(__dirname, 'support/archive-host.js')}`;
+        const start = () => {
+            const script = app.write('start.js', `process.env.ZEB_ARCHIVE = require('path').resolve(__dirname, 'app.archive'); require(${JSON.stringify(host)});`);
+            return runInWindows([`Z:${script}`]);
+        };
+
+        test('works with its binaries outside', () => {
+            const file = 'node_modules/zebbridge/prebuilds/win32-x64';
+            packed();
+            fs.cpSync(path.join(app.installed, 'prebuilds/win32-x64'), app.path(`app.archive.unpacked/${file}`), { recursive: true });
+            const { out, err } = start();
+            assert.strictEqual(err, '');
+            assert.strictEqual(out, WORKS);
+        });
+
+        test('hears what is wrong with its binaries inside', () => {
+            packed();
+            fs.rmSync(app.path('app.archive.unpacked'), { recursive: true, force: true });
+            const { err } = start();
+            assert.match(err, /Error: zebbridge's binary .* cannot be loaded: .* inside an archive from which it must be unpacked/);
+            assert.match(err, /code: 'ERR_ZEBBRIDGE_BINARY_FAILED'/);
+        });
+    });
+
+    test('that is a single executable under a name of its own', () => {
+        app.write('sea.js', mentioning('createRequire'));
+        app.write('sea.json', '{ "main": "sea.js", "output": "sea.blob", "disableExperimentalSEAWarning": true }');
+        const made = run(process.execPath, ['--experimental-sea-config', 'sea.json'], { cwd: app.folder });
+        assert.strictEqual(made.status, 0, made.err);
+        fs.copyFileSync(path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), app.path('calculator.exe'));
+        fs.chmodSync(app.path('calculator.exe'), 0o755);
+        const fuse = ['--sentinel-fuse', 'NODE_SEA_FUSE_fce680ab2cc467b6e072b8b5df1996b2'];
+        built(app.tool('postject/dist/cli.js', ['calculator.exe', 'NODE_SEA_BLOB', 'sea.blob', ...fuse]));
+        const { status, out, err } = runInWindows([], { program: app.path('calculator.exe') });
+        assert.strictEqual(status, 0, err);
+        assert.strictEqual(out, 'true\n');
+    });
+
+    test('whose other binaries were left out', () => {
+        app.write('main.js', REQUIRE);
+        const folder = path.join(app.installed, 'prebuilds/win32-x64');
+        fs.cpSync(folder, app.path('all'), { recursive: true });
+        for (const { abi } of binaries) if (abi !== ABI) fs.rmSync(path.join(folder, `zebbridge.abi${abi}.node`));
+        try {
+            runs('main.js');
+        } finally {
+            fs.cpSync(app.path('all'), folder, { recursive: true });
+        }
+    });
+
+    describe('with a bridge', () => {
+        test('works with functions of its own', () => {
+            const { out, err } = runInWindows([`Z:${app.write('bridge.js', mentioning('isDragging'))}`]);
+            assert.strictEqual(err, '');
+            assert.match(out, /^(true|false)\n$/);
+        });
+
+        test('does not work with a detached method', () => {
+            const detached = "const { getButtonState } = require('zebbridge').hardware; getButtonState(0);";
+            assert.match(runInWindows([`Z:${app.write('bridge.js', detached)}`]).err, /TypeError: Illegal invocation/);
+        });
+    });
+
+    describe('whose binary does not load', () => {
+        const image = () => path.join(app.installed, 'prebuilds/win32-x64', `zebbridge.abi${ABI}.node`);
+        const script = () => `Z:${app.write('main.js', REQUIRE)}`;
+        const withImage = (change, check) => {
+            fs.renameSync(image(), app.path('kept.node'));
+            try {
+                change();
+                check();
+            } finally {
+                fs.renameSync(app.path('kept.node'), image());
+            }
+        };
+        const says = ({ err, status }, code, words) => {
+            assert.match(err, words);
+            assert.match(err, new RegExp(`code: '${code}'`));
+            assert.match(err, /\[cause\]: Error/);
+            assert.strictEqual(status, 1);
+        };
+
+        test('because it is not there', () => {
+            withImage(() => {}, () => says(runInWindows([script()]), 'ERR_ZEBBRIDGE_BINARY_MISSING', /does not find its binary/));
+        });
+        test('because it is damaged', () => {
+            withImage(() => fs.writeFileSync(image(), 'no binary'), () =>
+                says(runInWindows([script()]), 'ERR_ZEBBRIDGE_BINARY_FAILED', /cannot be loaded: it is damaged/));
+        });
+        test('because it is for another module version', () => {
+            const other = path.join(app.installed, 'prebuilds/win32-x64/zebbridge.abi137.node');
+            withImage(() => fs.copyFileSync(other, image()), () =>
+                says(runInWindows([script()]), 'ERR_ZEBBRIDGE_BINARY_FAILED', /was built for another module version than this runtime's 127/));
+        });
+        test('because native modules are switched off', () => {
+            says(runInWindows(['--no-addons', script()]), 'ERR_ZEBBRIDGE_ADDONS_DISABLED', /does not allow native modules/);
+        });
+
+        const as = (version) => {
+            const text = `Object.defineProperty(process.versions, 'modules', { value: '${version}' });`;
+            return ['-r', `Z:${app.write('version.js', text)}`, script()];
+        };
+        test('because the runtime has a module version without one', () => {
+            const { err, status } = runInWindows(as(999));
+            assert.match(err, /Error: zebbridge has no binary for win32-x64 with module version 999; it runs on/);
+            assert.match(err, /code: 'ERR_ZEBBRIDGE_UNAVAILABLE'/);
+            assert.strictEqual(status, 1);
+        });
+        test('until the user has put one beside the others', () => {
+            fs.copyFileSync(image(), image().replace(`abi${ABI}`, 'abi999'));
+            const { out, err } = runInWindows(as(999));
+            assert.strictEqual(err, '');
+            assert.strictEqual(out, WORKS);
+        });
+        test('the page tells how to find the module version', () => {
+            assert.strictEqual(runInWindows([`Z:${app.write('version.js', mentioning('process.versions'))}`]).out, `${ABI}\n`);
+        });
+    });
+
+    describe('under a test runner', () => {
+        const tests = (runner) => `const { hardware, MouseButton, shutdown, supported } = require('zebbridge');
+            test('loads', () => {
+                expect(supported).toBe(process.platform === 'win32');
+                if (!supported) return;
+                const capture = hardware.capturePointer();
+                capture.startCapturing();
+                capture.stopCapturing();
+            });
+            test('can be replaced', () => {
+                const spy = ${runner}.spyOn(hardware, 'getButtonState').mockReturnValue(true);
+                expect(hardware.getButtonState(MouseButton.Left)).toBe(true);
+                spy.mockRestore();
+            });`;
+        const JEST = ['--watchman=false', '--runInBand', '--no-cache'];
+
+        test('jest, on this system', () => {
+            app.write('jest/package.test.js', tests('jest'));
+            built(app.tool('jest/bin/jest.js', ['--rootDir', app.path('jest'), ...JEST]));
+        });
+        test('jest, in the Windows Node.js', () => {
+            app.write('jest/package.test.js', tests('jest'));
+            const jest = path.join(tools, 'jest/bin/jest.js');
+            built(runInWindows([`Z:${jest}`, '--rootDir', `Z:${app.path('jest')}`, ...JEST], { seconds: 280 }));
+        });
+        test('vitest, on this system', () => {
+            const text = `import { createRequire } from 'node:module';\nimport { expect, test, vi } from ${JSON.stringify(path.join(tools, 'vitest/dist/index.js'))};\n`;
+            app.write('vitest/package.test.mjs', text + tests('vi').replace("const { hardware, MouseButton, shutdown, supported } = require('zebbridge');", "import { hardware, MouseButton, shutdown, supported } from 'zebbridge';"));
+            built(app.tool('vitest/vitest.mjs', ['run', '--root', app.path('vitest')]));
+        });
+        test('the page shows how to replace a method without one', () => {
+            assert.strictEqual(runInWindows([`Z:${app.write('mock.js', mentioning('spyOn'))}`]).out, 'true\n');
+        });
+    });
+});
+
+test('the binaries carry no signature', () => {
+    for (const { image } of binaries) assert.deepStrictEqual(new Image(image).directories[4], { rva: 0, size: 0 });
+});
+
+test('every script on the page was run', () => {
+    const used = ['esbuild.js', 'esbuild-copy.js', 'webpack.config.js', 'rollup.config.mjs', 'vite.config.mjs'].map(named);
+    used.push(...['createRequire', 'isDragging', 'process.versions', 'spyOn'].map(mentioning));
+    assert.deepStrictEqual(pieces.map(({ text }) => text).filter((text) => !used.includes(text)), []);
+});
