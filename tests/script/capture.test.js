@@ -437,11 +437,11 @@ captureTest('a change of the buttons is followed while capturing, from the next 
 captureTest('only the buttons\' setting has the module look again', async (capture, t) => {
   t.after(() => desktop.swapButtons(false));
   await desktop.startCapturing(capture);
-  const [settingChange, buttonSwap] = [0x001a, 0x0021];
+  const [settingChange, timeChange, buttonSwap] = [0x001a, 0x001e, 0x0021];
   addon.swapButtons(true, true);
   await until('the setting', () => addon.buttonsSwapped());
   await holdingLeft(() => {
-    for (const [message, parameter] of [[settingChange, 0x0020], [settingChange, 0], [0x0047, buttonSwap]]) {
+    for (const [message, parameter] of [[settingChange, 0x0020], [settingChange, 0], [timeChange, buttonSwap]]) {
       addon.sendMessage(addon.sinkWindow(), message, parameter);
       assert.equal(hardware.getButtonState(0), true);
     }

@@ -1,27 +1,31 @@
-# Shared by ./run and ./desktop.
-export WINEARCH=win64
+# Shared by ./run, ./desktop and ./prefix. The arrays wine and wineserver are these commands.
+export WINEARCH=win64 LC_ALL=C.UTF-8  # file names and texts of the system do not depend on the user
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winedbg.exe=d}  # a crash must not open the debugger's dialog
+[ -n "${ZEB_WINE_TEMPLATE:-}" ] || eval "$("$here/../locate")"
+
+# The programs themselves, because the scripts around them speak about a 32-bit half that nothing here needs.
+export WINELOADER=/usr/lib/wine/wine64 WINESERVER=/usr/lib/wine/wineserver64
+wine=("$WINELOADER")
+wineserver=("$WINESERVER")
+if [ -n "$ZEB_WINE_ROOT" ]; then
+    export FONTCONFIG_FILE=/usr/share/fontconfig/fonts.conf
+    wine=("$here/../in-root" "$ZEB_WINE_ROOT" "$WINELOADER")
+    wineserver=("$here/../in-root" "$ZEB_WINE_ROOT" "$WINESERVER")
+fi
 
 # Sets WINEPREFIX and makes the prefix, if it is missing, as a copy of the template.
 open_prefix() {
     local root build
     root=$(cd "$here/../.." && pwd)
     build=${ZEB_BUILD_DIR:-$root/build}
-    export WINEPREFIX=${WINEPREFIX:-$(realpath -m "$build")/wine}
+    export WINEPREFIX=${WINEPREFIX:-$(realpath -m "$build")/$(basename "$ZEB_WINE_TEMPLATE")}
     [ -d "$WINEPREFIX" ] && return
     mkdir -p "$(dirname "$WINEPREFIX")"
     (
         flock 9
         [ -d "$WINEPREFIX" ] && exit 0
-        eval "$("$here/../locate")"
         [ -d "$ZEB_WINE_TEMPLATE" ] || "$here/prefix" "$ZEB_WINE_TEMPLATE" || exit 1
         cp -a --reflink=auto "$ZEB_WINE_TEMPLATE" "$WINEPREFIX.copying" && mv -T "$WINEPREFIX.copying" "$WINEPREFIX"
     ) 9>"$WINEPREFIX.making.lock"
-}
-
-# Debian's wine script advises installing the 32-bit half, which nothing here needs.
-wine_noise_filter() {
-    grep -v -e 'wine32 is missing' -e 'multiarch needs to be' -e 'execute "dpkg --add' -e '^wine32:i386"\?' \
-        -e 'apt-get install wine32' || true
 }
