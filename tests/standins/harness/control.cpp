@@ -19,6 +19,7 @@
 #include "common/com/allocator.h"
 #include "common/com/shared_state.h"
 #include "common/utils/log.h"
+#include "common/utils/text.h"
 #include "common/v8binding/environment.h"
 #include "faults.h"
 #include "interposed.h"
@@ -183,17 +184,39 @@ void planDeployments(const FunctionCallbackInfo<Value>& info) {
 
 void releaseDeployments(const FunctionCallbackInfo<Value>&) { openGate(true); }
 
+// The addresses of the deployments since the plan, with line breaks between them.
+void startedDeployments(const FunctionCallbackInfo<Value>& info) {
+    std::string addresses;
+    for (const std::string& address : standins::startedDeployments()) {
+        addresses += (addresses.empty() ? "" : "\n") + address;
+    }
+    info.GetReturnValue().Set(string(info.GetIsolate(), addresses.c_str()));
+}
+
 // ---- the event log
 
-// (records, texts' length, kind of call that fails or -1, at, code)
+// (records, texts' length, kind of call that fails or -1, at, code); the records as a number or as an array of texts
 void planEventLog(const FunctionCallbackInfo<Value>& info) {
     standins::eventLog() = {};
     standins::EventLog& log = standins::eventLog();
-    log.records.assign(number(info, 0), std::wstring(number(info, 1), L'x'));
+    if (info[0]->IsArray()) {
+        const Local<v8::Context> context = info.GetIsolate()->GetCurrentContext();
+        const auto texts = info[0].As<v8::Array>();
+        for (std::uint32_t index = 0; index < texts->Length(); ++index) {
+            const v8::String::Utf8Value value(info.GetIsolate(), texts->Get(context, index).ToLocalChecked());
+            log.records.push_back(common::utf8ToUtf16({*value, static_cast<std::size_t>(value.length())}));
+        }
+    } else {
+        log.records.assign(number(info, 0), std::wstring(number(info, 1), L'x'));
+    }
     if (info[2]->IsUint32()) {
         log.faults.push_back(
             {static_cast<standins::EventLogCall>(number(info, 2)), static_cast<int>(number(info, 3)), number(info, 4)});
     }
+}
+
+void eventLogQuery(const FunctionCallbackInfo<Value>& info) {
+    info.GetReturnValue().Set(string(info.GetIsolate(), common::utf16ToUtf8(standins::eventLog().query).c_str()));
 }
 
 void isEventLogClosed(const FunctionCallbackInfo<Value>& info) {
@@ -245,6 +268,8 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "planDeployments", &planDeployments);
     NODE_SET_METHOD(control, "releaseDeployments", &releaseDeployments);
     NODE_SET_METHOD(control, "planEventLog", &planEventLog);
+    NODE_SET_METHOD(control, "startedDeployments", &startedDeployments);
+    NODE_SET_METHOD(control, "eventLogQuery", &eventLogQuery);
     NODE_SET_METHOD(control, "isEventLogClosed", &isEventLogClosed);
     static_cast<void>(exports->CreateDataProperty(context, string(isolate, "harness"), control));
 }

@@ -1,0 +1,4 @@
+import pointer = require('./pointer.js');
+
+export * from './pointer.js';
+export default pointer;

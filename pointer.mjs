@@ -1,0 +1,4 @@
+import pointer from './pointer.js';
+
+export const { PointerStream } = pointer;
+export default pointer;

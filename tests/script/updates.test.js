@@ -1,0 +1,385 @@
+// "zebbridge/updates": updates as promises, over deployments that end as a test says, and the event log's records, over
+// a log that a test fills.
+'use strict';
+const assert = require('node:assert/strict');
+const { AsyncLocalStorage } = require('node:async_hooks');
+const { getEventListeners } = require('node:events');
+const path = require('node:path');
+const { test, describe, afterEach } = require('node:test');
+const { pathToFileURL } = require('node:url');
+const { addon, file, harness, until } = require('./support/harness');
+const { root, packageOver } = require('./support/modules');
+const { runScript } = require('./support/processes');
+
+const { applyUpdate, updateErrors, UpdateError } = packageOver(addon).updates;
+const uri = 'https://example.com/app.msix';
+const running = { name: 'Error', code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' };
+const wrongOption = (name) => ({ name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: new RegExp(`"${name}"`) });
+
+// A script of its own with these functions at hand.
+const child = (script) => runScript(`
+  const { addon, harness, until, turn } = require(${JSON.stringify(path.join(__dirname, 'support', 'harness.js'))});
+  const { packageOver } = require(${JSON.stringify(path.join(__dirname, 'support', 'modules.js'))});
+  const { applyUpdate, updateErrors } = packageOver(addon).updates;
+  const uri = ${JSON.stringify(uri)};
+  ${script}`, { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' } });
+
+// ---- updates
+
+// The error of one update that ends with this report of the deployment's.
+async function failureOf(outcome) {
+  harness.planDeployments(outcome, false);
+  return applyUpdate(uri).then(() => assert.fail('it resolved'), (error) => error);
+}
+
+describe('applyUpdate', () => {
+  test('rejects with the text of the deployment', async () => {
+    const error = await failureOf('in use: \u20ac\r\n');
+    assert.ok(error instanceof UpdateError && error instanceof Error);
+    assert.equal(error.name, 'UpdateError');
+    assert.equal(error.message, 'in use: \u20ac');
+    assert.deepEqual({ ...error }, { code: undefined, hresult: undefined });
+    assert.match(error.stack, /^UpdateError: in use/);
+    assert.equal(harness.startedDeployments(), uri);
+  });
+
+  test('has the HRESULT that the text names', async () => {
+    for (const [text, code] of [
+      ['Deployment failed with HRESULT: 0x80073CF3, Package failed updates.', '0x80073CF3'],
+      ['error 0x80070003: and then 0x80073cf6', '0x80070003'],
+      ['0x80073cf3', '0x80073CF3'],
+      ['at 0x00000001 of 0x80073CF3F', undefined],
+    ]) {
+      const error = await failureOf(text);
+      assert.equal(error.message, text);
+      assert.equal(error.code, code);
+      assert.equal(error.hresult, code === undefined ? undefined : Number(code));
+    }
+  });
+
+  test('takes the report of a runtime error apart', async () => {
+    const error = await failureOf('failure');
+    assert.deepEqual([error.message, error.code, error.hresult], ['refused', '0x80070005', 0x80070005]);
+    const report = (message, code) => new UpdateError(`winrt exception with message: ${message} and code: ${code}`);
+    const nested = report('a\nb and code: 5', -2147009293);
+    assert.deepEqual([nested.message, nested.code, nested.hresult], ['a\nb and code: 5', '0x80073CF3', 0x80073cf3]);
+    const silent = report('', -1610612736);
+    assert.deepEqual([silent.message, silent.code], ['Windows could not apply the update (0xA0000000)', '0xA0000000']);
+    assert.deepEqual([report('x', 1).code, report('x', 1).hresult], ['0x00000001', 1]);
+  });
+
+  test('and anything else as it is', async () => {
+    const error = await failureOf('unknown');
+    assert.deepEqual([error.message, error.code], ['Unknown exception', undefined]);
+  });
+
+  test('refuses a second update at once, and takes the next one after the first has failed', async () => {
+    harness.planDeployments('first', true);
+    const first = applyUpdate(uri);
+    await assert.rejects(applyUpdate(uri), running);
+    await assert.rejects(applyUpdate('no address'), running);
+    harness.releaseDeployments();
+    await assert.rejects(first, { message: 'first' });
+    assert.equal((await failureOf('second')).message, 'second');
+  });
+
+  test('an update may be started where the one before is caught', async () => {
+    harness.planDeployments('again', false);
+    let count = 0;
+    const retry = (error) => (++count < 20 ? applyUpdate(uri).catch(retry) : error);
+    assert.equal((await applyUpdate(uri).catch(retry)).message, 'again');
+    assert.equal(count, 20);
+  });
+
+  test('a signal ends the waiting, not the update', async () => {
+    const aborted = { name: 'AbortError', code: 'ABORT_ERR', cause: 'why' };
+    harness.planDeployments('late', true);
+    await assert.rejects(applyUpdate(uri, { signal: AbortSignal.abort('why') }), aborted);
+    assert.equal(harness.startedDeployments(), '');
+    const controller = new AbortController();
+    const update = applyUpdate(uri, { signal: controller.signal });
+    controller.abort('why');
+    await assert.rejects(update, aborted);
+    await assert.rejects(applyUpdate(uri), running);
+    harness.releaseDeployments();
+    await until('the end', async () => {
+      const error = await failureOf('next');
+      return error.message === 'next';
+    });
+    assert.equal(getEventListeners(controller.signal, 'abort').length, 0);
+  });
+
+  test('a signal that is not aborted keeps nothing', async () => {
+    const { signal } = new AbortController();
+    harness.planDeployments('failed', false);
+    await assert.rejects(applyUpdate(uri, { signal }), { message: 'failed' });
+    assert.equal(getEventListeners(signal, 'abort').length, 0);
+  });
+
+  test('addresses that Windows would not take are TypeErrors, and leave the next update alone', async () => {
+    harness.planDeployments('', false);
+    const heard = [];
+    addon.msix_auto_updater.setErrorHandler((text) => heard.push(text));
+    for (const address of ['', 'app.msix', 'C:\\app.msix', 'https:', undefined, null, 42, 'ms-word:x']) {
+      await assert.rejects(applyUpdate(address), { name: 'TypeError', code: 'ERR_INVALID_URL' }, String(address));
+    }
+    await assert.rejects(applyUpdate(), { name: 'TypeError' });
+    assert.equal(harness.startedDeployments(), '');
+    harness.planDeployments('plain', false);
+    addon.msix_auto_updater.applyUpdate(uri);
+    await until('the report to the handler of before', () => heard.length === 1);
+    addon.msix_auto_updater.setErrorHandler(null);
+    assert.equal((await failureOf('still works')).message, 'still works');
+  });
+
+  test('further schemes may be named', async () => {
+    harness.planDeployments('failed', false);
+    await assert.rejects(applyUpdate('ms-appx:x', { schemes: ['ms-appx'] }), { message: 'failed' });
+    assert.equal(harness.startedDeployments(), 'ms-appx:x');
+  });
+
+  test('wrong options are named', async () => {
+    for (const signal of [null, 1, 'text', {}]) await assert.rejects(applyUpdate(uri, { signal }), wrongOption('signal'));
+    await assert.rejects(applyUpdate(uri, { schemes: 'https' }), wrongOption('schemes'));
+    await assert.rejects(applyUpdate(uri, { force: true }), wrongOption('force'));
+    for (const options of [null, 1, 'text']) await assert.rejects(applyUpdate(uri, options), { name: 'TypeError' });
+  });
+
+  test('the rest of an async function keeps its context', async () => {
+    const storage = new AsyncLocalStorage();
+    await storage.run('A', async () => {
+      await failureOf('failed');
+      assert.equal(storage.getStore(), 'A');
+    });
+  });
+
+  test('a success is silent, and the process ends when Windows does not end it', async () => {
+    const { status, stdout, stderr } = await child(`
+      harness.planDeployments('', false);
+      applyUpdate(uri).then(console.log, console.log);
+      process.on('exit', () => console.log('exit'));`);
+    assert.deepEqual({ status, stdout, stderr }, { status: 0, stdout: 'exit\n', stderr: '' });
+  });
+
+  test('a running update keeps the process', async () => {
+    const { status, stdout } = await child(`
+      harness.planDeployments('failed', true);
+      applyUpdate(uri).catch(({ message }) => console.log(message));
+      setTimeout(() => { console.log('releasing'); harness.releaseDeployments(); }, 100).unref();`);
+    assert.deepEqual({ status, stdout }, { status: 0, stdout: 'releasing\nfailed\n' });
+  });
+
+  test('an unhandled failure ends the process', async () => {
+    const { status, stderr } = await child(`harness.planDeployments('0x80073CF3: in use', false); applyUpdate(uri);`);
+    assert.match(stderr, /UpdateError: 0x80073CF3: in use/);
+    assert.match(stderr, /code: '0x80073CF3'/);
+    assert.equal(status, 1);
+  });
+
+  test('after shutdown() it rejects', async () => {
+    const { stdout } = await child(`
+      addon.shutdown();
+      applyUpdate(uri).catch(({ name, message }) => console.log(name, message));`);
+    assert.equal(stdout, 'TypeError Illegal invocation: shutdown() has released this object\n');
+  });
+});
+
+// ---- the event log
+
+const CHANNEL = 'Microsoft-Windows-AppXDeploymentServer/Operational';
+const structured = (filter, channel = CHANNEL) => `<QueryList><Query Id="0" Path="${channel}">` +
+  `<Select Path="${channel}">${filter}</Select></Query></QueryList>`;
+
+const NAMESPACE = 'http://schemas.microsoft.com/win/2004/08/events/event';
+const event = ({ id = 404, level = 2, time = '2026-01-02T03:04:05.1234567Z', rest = '' } = {}) =>
+  `<Event xmlns='${NAMESPACE}'><System><Provider Name='Microsoft-Windows-AppXDeployment-Server' Guid='{x}'/>` +
+  `<EventID>${id}</EventID><Version>0</Version><Level>${level}</Level><TimeCreated SystemTime='${time}'/>` +
+  `<EventRecordID>7</EventRecordID><Channel>${CHANNEL}</Channel></System>${rest}</Event>`;
+
+async function read(records, options) {
+  harness.planEventLog(records);
+  return updateErrors(options);
+}
+
+describe('updateErrors', () => {
+  afterEach(() => assert.equal(harness.isEventLogClosed(), true));
+
+  test('gives what a record has', async () => {
+    const xml = event({ rest: `<EventData><Data Name='ErrorCode'>0x80073cf3</Data><Data Name='PackageFullName'>caf\u00e9 &amp; &#x1f600;</Data><Data/></EventData>` });
+    assert.deepEqual(await read([xml]), [{
+      time: new Date('2026-01-02T03:04:05.123Z'),
+      id: 404,
+      level: 'error',
+      provider: 'Microsoft-Windows-AppXDeployment-Server',
+      text: '0x80073cf3; caf\u00e9 & \u{1f600}',
+      data: { ErrorCode: '0x80073cf3', PackageFullName: 'caf\u00e9 & \u{1f600}', 2: '' },
+      xml,
+    }]);
+  });
+
+  test('the text is the message where the record has one', async () => {
+    const [record] = await read([event({ rest: `<EventData><Data>field</Data></EventData><RenderingInfo Culture='en-US'>` +
+      '<Message>It failed.\n</Message><Level>Error</Level></RenderingInfo>' })]);
+    assert.equal(record.text, 'It failed.');
+    assert.deepEqual(record.data, { 0: 'field' });
+  });
+
+  test('the fields may be elements of the provider, with any name', async () => {
+    const [record] = await read([event({ rest: `<UserData><EventXML xmlns="x"><Error>5</Error><__proto__>p</__proto__>` +
+      '<constructor>c</constructor></EventXML></UserData>' })]);
+    assert.deepEqual(Object.entries(record.data), [['Error', '5'], ['__proto__', 'p'], ['constructor', 'c']]);
+  });
+
+  test('levels have names', async () => {
+    const levels = [0, 1, 2, 3, 4, 5, 17, ''];
+    const records = await read(levels.map((level) => event({ level })), { order: 'oldest' });
+    assert.deepEqual(records.map(({ level }) => level),
+      ['information', 'critical', 'error', 'warning', 'information', 'verbose', '17', '']);
+  });
+
+  test('of a damaged record there is the text and nothing else', async () => {
+    const damaged = ['', 'no xml', '<Event>', '<Event><System></Event>', '<Event/><Event/>', '<Event>&unknown;</Event>'];
+    const records = await read(damaged, { order: 'oldest' });
+    assert.deepEqual(records, damaged.map((xml) => ({ time: null, id: 0, level: '', provider: '', text: '', data: {}, xml })));
+    const [empty] = await read(['<Event/>']);
+    assert.deepEqual(empty, { time: null, id: 0, level: '', provider: '', text: '', data: {}, xml: '<Event/>' });
+  });
+
+  test('nothing is taken from elsewhere, and no entity grows', async () => {
+    const bomb = '<!DOCTYPE Event [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;"><!ENTITY e SYSTEM "file:///C:/x">]>' +
+      '<Event><EventData><Data>&b;&e;</Data></EventData></Event>';
+    const [record] = await read([bomb]);
+    assert.doesNotMatch(record.text, /aa/);
+  });
+
+  test('newest first, or oldest first, and no more than wanted', async () => {
+    const records = Array.from({ length: 25 }, (_, id) => event({ id }));
+    const ids = async (options) => (await read(records, options)).map(({ id }) => id);
+    assert.deepEqual(await ids(), Array.from(records, (_, index) => 24 - index));
+    assert.deepEqual(await ids({ order: 'oldest' }), Array.from(records, (_, index) => index));
+    assert.deepEqual(await ids({ limit: 2 }), [24, 23]);
+    assert.deepEqual(await ids({ limit: 2, order: 'oldest' }), [0, 1]);
+    assert.deepEqual(await read([]), []);
+  });
+
+  test('the query says what the options do', async () => {
+    const query = async (options) => {
+      await read([], options);
+      return harness.eventLogQuery();
+    };
+    const errors = '(Level=1 or Level=2)';
+    assert.equal(await query(), structured(`*[System[${errors}]]`));
+    assert.equal(await query({}), structured(`*[System[${errors}]]`));
+    assert.equal(await query({ levels: ['information', 'verbose', 'verbose'], channel: 'Application' }),
+      structured('*[System[(Level=4 or Level=0 or Level=5)]]', 'Application'));
+    const since = new Date('2026-01-02T03:04:05Z');
+    assert.equal(await query({ since, until: since.getTime() + 1 }), structured(`*[System[${errors} and ` +
+      'TimeCreated[@SystemTime&gt;=&apos;2026-01-02T03:04:05.000Z&apos; and @SystemTime&lt;=&apos;2026-01-02T03:04:05.001Z&apos;]]]'));
+    assert.equal(await query({ until: '2026-01-02T03:04:05+01:00' }), structured(`*[System[${errors} and ` +
+      'TimeCreated[@SystemTime&lt;=&apos;2026-01-02T02:04:05.000Z&apos;]]]'));
+    assert.equal(await query({ query: '*[System[EventID<"5"]]' }), structured('*[System[EventID&lt;&quot;5&quot;]]'));
+    assert.equal(await query({ query: '*', channel: `A&B"'<\u00e9\u{1f600}` }),
+      structured('*', 'A&amp;B&quot;&apos;&lt;&#xe9;&#x1f600;'));
+    assert.equal(await query({ query: ' <QueryList><!-- \u20ac --></QueryList>' }), ' <QueryList><!-- &#x20ac; --></QueryList>');
+  });
+
+  test('wrong options are named', async () => {
+    const wrong = {
+      since: [new Date(NaN), 'yesterday', NaN, {}, null, true],
+      until: [new Date(NaN), 'tomorrow', Infinity, Symbol.iterator],
+      levels: ['error', [], ['bad'], [2], ['toString'], null],
+      limit: [0, -1, 1.5, '5', null],
+      order: ['new', null, 1],
+      channel: ['', 5, null, 'nul\0', '\ud800'],
+      query: ['', 5, null, 'escape\x1b', '<QueryList>\0</QueryList>'],
+      level: ['error'],
+    };
+    for (const [name, values] of Object.entries(wrong)) {
+      for (const value of values) await assert.rejects(updateErrors({ [name]: value }), wrongOption(name));
+    }
+    await assert.rejects(updateErrors({ query: '*', since: 0 }), wrongOption('since'));
+    await assert.rejects(updateErrors({ query: '*', levels: ['error'] }), wrongOption('levels'));
+    await assert.rejects(updateErrors({ query: '<QueryList/>', channel: 'Application' }), wrongOption('channel'));
+    for (const options of [null, 1, 'text']) await assert.rejects(updateErrors(options), { name: 'TypeError' });
+  });
+
+  test('what the event log refuses rejects, with its text', async () => {
+    const OPEN = 0;
+    harness.planEventLog([], 0, OPEN, 1, 5);
+    let expected;
+    try {
+      addon.msix_auto_updater.getUpdateErrors('*');
+    } catch ({ message }) {
+      expected = message.trim();
+    }
+    assert.notEqual(expected, '');
+    harness.planEventLog([], 0, OPEN, 1, 5);
+    await assert.rejects(updateErrors(), { name: 'Error', message: expected });
+  });
+
+  test('the thread is not this one', async () => {
+    const { stdout } = await child(`
+      const many = Array.from({ length: 2000 }, (_, id) => '<Event><System><EventID>' + id + '</EventID></System></Event>');
+      harness.planEventLog(many);
+      addon.msix_auto_updater.getUpdateErrors = () => { throw new Error('on this thread'); };
+      let turns = 0;
+      const timer = setInterval(() => ++turns, 1);
+      updateErrors().then((records) => { clearInterval(timer); console.log(records.length, records[0].id, turns > 2); });`);
+    assert.equal(stdout, '2000 1999 true\n');
+  });
+
+  test('several at once', async () => {
+    harness.planEventLog([event(), event()]);
+    const all = [];
+    for (let index = 0; index < 3; ++index) all.push(await updateErrors());
+    assert.deepEqual(all.map(({ length }) => length), [2, 2, 2]);
+  });
+
+  test('the log handler is still there afterwards', async () => {
+    const { stdout } = await child(`
+      harness.planEventLog([]);
+      addon.diagnostics.setLogHandler(console.log);
+      updateErrors().then((records) => { console.log(records.length); harness.writeLog(0, 'heard'); });`);
+    assert.equal(stdout, '0\nheard 0\n');
+  });
+
+  test('a module that was not loaded by a require is asked on this thread', async () => {
+    const loaded = { exports: {} };
+    process.dlopen(loaded, file);
+    const again = packageOver(loaded.exports).updates;
+    harness.planEventLog([event()]);
+    assert.equal((await again.updateErrors()).length, 1);
+  });
+
+  test('flags and preloaded scripts of the process do not reach the thread', async () => {
+    harness.planEventLog([event()]);
+    const kept = process.execArgv;
+    process.execArgv = ['--require', './not-there.js'];
+    try {
+      assert.equal((await updateErrors()).length, 1);
+    } finally {
+      process.execArgv = kept;
+    }
+  });
+});
+
+describe('where the native part is missing', () => {
+  const sentence = Object.assign(new Error('zebbridge has no binary here'), { code: 'ERR_ZEBBRIDGE_UNAVAILABLE' });
+  const refuse = () => { throw sentence; };
+  const native = { hardware: {}, windows: {},
+    msix_auto_updater: { setErrorHandler() {}, getUpdateErrors: refuse, applyUpdate: refuse, dispose() {} } };
+
+  test('both reject with its sentence', async () => {
+    const { updates } = packageOver(native, false);
+    for (let round = 0; round < 2; ++round) {
+      await assert.rejects(updates.applyUpdate(uri), sentence);
+      await assert.rejects(updates.updateErrors(), sentence);
+    }
+  });
+});
+
+test('the ES module gives the same functions', async () => {
+  const imported = await import(pathToFileURL(path.join(root, 'updates.mjs')));
+  assert.deepEqual(Object.keys(imported).sort(), ['UpdateError', 'applyUpdate', 'default', 'updateErrors']);
+  assert.equal(imported.default.applyUpdate, imported.applyUpdate);
+});

@@ -1,0 +1,4 @@
+import updates = require('./updates.js');
+
+export * from './updates.js';
+export default updates;

@@ -1,0 +1,57 @@
+'use strict';
+
+const { abortError, checkedOptions, checkSignal } = require('./lib/options.js');
+const { eventQuery } = require('./lib/event_query.js');
+const { readRecords } = require('./lib/event_records.js');
+
+// ---- updates ---------------------------------------------------------------------------------------------------------------
+
+// What the native module reports, in one of its three forms.
+const RUNTIME_ERROR = /^winrt exception with message: ([^]*) and code: (-?\d+)$/;
+const HRESULT = /\b0x[89a-f][0-9a-f]{7}\b/i; // of a failure
+
+class UpdateError extends Error {
+  constructor(report) {
+    const [, message, code] = RUNTIME_ERROR.exec(report) ?? [undefined, report, HRESULT.exec(report)?.[0]];
+    const hresult = code === undefined ? undefined : Number(code) >>> 0;
+    const hex = hresult === undefined ? undefined : `0x${hresult.toString(16).toUpperCase().padStart(8, '0')}`;
+    super(message.trim() || `Windows could not apply the update${hex ? ` (${hex})` : ''}`);
+    this.code = hex;
+    this.hresult = hresult;
+  }
+}
+Object.defineProperty(UpdateError.prototype, 'name', { value: 'UpdateError', writable: true, configurable: true });
+
+// From the start of an update until its failure is reported. A success is not: Windows closes the application.
+let isUpdating = false;
+
+async function applyUpdate(uri, options) {
+  const { signal, schemes } = checkedOptions(options, ['signal', 'schemes']);
+  checkSignal(signal);
+  if (signal?.aborted) throw abortError(signal);
+  if (isUpdating) {
+    throw Object.assign(new Error('An update is running already.'), { code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' });
+  }
+  const { msix_auto_updater: updater } = require('./index.js'); // not before: loading it may throw
+  updater.applyUpdate(uri, { schemes });
+  isUpdating = true;
+  return new Promise((_, reject) => {
+    // Windows goes on with what it has begun. Only the waiting ends.
+    const onAbort = () => reject(abortError(signal));
+    signal?.addEventListener('abort', onAbort, { once: true });
+    updater.setErrorHandler((report) => {
+      isUpdating = false;
+      updater.setErrorHandler(null);
+      signal?.removeEventListener('abort', onAbort);
+      reject(new UpdateError(report));
+    });
+  });
+}
+
+// ---- the event log -----------------------------------------------------------------------------------------------------------
+
+async function updateErrors(options) {
+  return readRecords(eventQuery(options));
+}
+
+module.exports = { applyUpdate, updateErrors, UpdateError };
