@@ -48,6 +48,7 @@ lay_out_package() {
             "$content/prebuilds/win32-x64/zebbridge.abi$abi.node" || return
         mkdir "$symbols/abi$abi" && cp "$BUILD/windows-package/$flavour/zebbridge.pdb" "$symbols/abi$abi/" || return
     done
+    node toolchain/libraries/bundle.js "$ZEB_LIBRARIES" "$content" || return
     (cd "$content" && quietly npm pack --pack-destination "$PACKAGE") || return
     tar czf "$PACKAGE/zebbridge-$version-symbols.tgz" --sort=name --owner=0 --group=0 --mtime=@0 -C "$symbols" . &&
         ls -l "$PACKAGE"/*.tgz

@@ -4,6 +4,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
+const { describe } = test;
 const { startExample, startPiece, runExample } = require('./support/examples');
 const { temporaryFolder } = require('./support/processes');
 const { until } = require('./support/until');
@@ -37,6 +38,42 @@ test('pointer-capture.js turns, shoots and ends', { skip }, async () => {
   assert.equal(stderr, '');
   assert.equal(stdout, 'listening\nshot 1 at 10.0, 5.0\nshot 2 at 7.5, -15.0\n');
   assert.equal(status, 0);
+});
+
+test('pointer-stream.js measures drags and ends', { skip }, async () => {
+  const example = startExample('pointer-stream.js', [], { before });
+  await example.line('listening');
+  await x11.move(9, 9);
+  await x11.press(1);
+  await x11.move(20, -10);
+  await x11.move(-5, 40);
+  await x11.release(1);
+  await x11.click(2);
+  const { status, stdout, stderr } = await example.ended;
+  assert.equal(stderr, '');
+  assert.equal(stdout, 'listening\ndragged by 15, 30\n');
+  assert.equal(status, 0);
+});
+
+describe('the scripts of the page about pointer streams', { skip }, () => {
+  const page = fs.readFileSync(path.join(__dirname, '..', '..', 'docs', 'api', 'pointer.md'), 'utf8');
+  const [emitter, loop] = [...page.matchAll(/```js\n([^]*?)```/g)].map(([, script]) => script);
+  for (const [name, script, expected] of [
+    ['emitter', emitter, /^listening\n\{ x: 4, y: -3 \} \{ x: \d+, y: \d+ \}\n$/],
+    ['loop', loop, /^listening\nmoved by \{ x: 4, y: -3 \}\n$/],
+  ]) {
+    test(name, async () => {
+      const example = startPiece(script, { before });
+      await example.line('listening');
+      await x11.move(4, -3);
+      await until('the motion', () => /\{ x: 4/.test(example.output()));
+      await x11.click(2);
+      const { status, stdout, stderr } = await example.ended;
+      assert.equal(stderr, '');
+      assert.match(stdout, expected);
+      assert.equal(status, 0);
+    });
+  }
 });
 
 test('log-handler.js writes the log', async () => {

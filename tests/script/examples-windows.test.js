@@ -2,10 +2,11 @@
 'use strict';
 const { test, describe, before, after } = require('node:test');
 const assert = require('node:assert');
+const fs = require('node:fs');
 const path = require('node:path');
 const { winrt, system } = require('./support/standins');
 const desktop = require('./support/desktop');
-const { runExample } = require('./support/examples');
+const { runExample, startPiece } = require('./support/examples');
 
 const standins = JSON.stringify(path.join(__dirname, 'support', 'standins.js'));
 const scripted = (call) => ({ before: `const { winrt, eventlog } = require(${standins}); ${call}` });
@@ -31,6 +32,46 @@ describe('update.js', () => {
     const { status, stderr } = await run('app.msix', {});
     assert.strictEqual(stderr, 'Invalid URL: it is no absolute address\n');
     assert.strictEqual(status, 2);
+  });
+});
+
+describe('update-explained.js', () => {
+  before(() => winrt.install());
+  after(() => winrt.uninstall());
+  const records = ["<Event><System><TimeCreated SystemTime='2026-01-02T03:04:05Z'/></System><EventData>" +
+    "<Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>", '<Event/>'];
+  const run = (value, deployment) => runExample('update-explained.js', [value], scripted(`
+    winrt.configure({ deployment: ${JSON.stringify(deployment)} });
+    eventlog.configure({ records: ${JSON.stringify(records)} });
+    process.on('exit', () => console.log(eventlog.calls('EvtQuery').map(({ query }) => query).join()));`));
+
+  test('says why it failed, with what the event log says', async () => {
+    const { status, stdout, stderr } = await run('https://example.com/app.msix', winrt.outcomes.errorText('0x80073CF3: in use'));
+    assert.strictEqual(stderr, 'not updated: 0x80073CF3: in use\n2026-01-02T03:04:05.000Z 0x80073cf3\nat an unknown time \n');
+    assert.match(stdout, /^<QueryList><Query Id="0" Path="Microsoft-Windows-AppXDeploymentServer\/Operational">/);
+    assert.match(stdout, /TimeCreated\[@SystemTime&gt;=&apos;\d{4}-/);
+    assert.strictEqual(status, 1);
+  });
+
+  test('does not try an address that is none', async () => {
+    const { status, stdout, stderr } = await run('app.msix', {});
+    assert.match(stderr, /^not updated: Invalid URL.*\n$/);
+    assert.strictEqual(stdout, '\n');
+    assert.strictEqual(status, 1);
+  });
+
+  test('says nothing of a success', async () => {
+    assert.deepStrictEqual(await run('https://example.com/app.msix', {}), { status: 0, signal: null, stdout: '\n', stderr: '' });
+  });
+
+  test('the script of the page about updates', async () => {
+    const page = fs.readFileSync(path.join(__dirname, '..', '..', 'docs', 'api', 'updates.md'), 'utf8');
+    const [, script] = /```js\n([^]*?)```/.exec(page);
+    const { status, stderr } = await startPiece(script, scripted(`
+      winrt.configure({ deployment: ${JSON.stringify(winrt.outcomes.failure(-2147024891, 'Denied.'))} });
+      eventlog.configure({ records: ${JSON.stringify(records)} });`)).ended;
+    assert.strictEqual(stderr, 'Denied. 0x80070005\nnull \n2026-01-02T03:04:05.000Z 0x80073cf3\n');
+    assert.strictEqual(status, 0);
   });
 });
 
