@@ -385,7 +385,7 @@ function(zeb_add_script_test stem)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
   else()
     add_custom_target(${name})  # what it loads, so that one test can be built and run alone
-    add_dependencies(${name} zebbridge_node binding_probe zeb_harness)
+    add_dependencies(${name} zebbridge_node binding_probe zeb_environments zeb_harness)
     if(ZEB_ENGINE)
       add_dependencies(engine-tests ${name})
     endif()

@@ -1,0 +1,62 @@
+#include "environments.h"
+
+#include <string_view>
+
+#include "embedding.h"
+#include "paused_script.h"
+
+namespace environments {
+
+using v8::Local;
+
+Environment::Environment(v8::Isolate* isolate, node::Environment* creator)
+    : m_isolate(isolate),
+      m_creator(creator),
+      m_loop(node::GetCurrentEventLoop(isolate)),
+      m_data(node::CreateIsolateData(isolate, m_loop, node::GetMultiIsolatePlatform(creator))) {}
+
+Environment::~Environment() {
+    const v8::HandleScope scope(m_isolate);
+    if (m_environment != nullptr) {
+        const PausedScript paused(m_loop);
+        node::FreeEnvironment(m_environment);
+    }
+    m_entry.Reset();
+    m_context.Reset();
+    node::FreeIsolateData(m_data);
+}
+
+std::unique_ptr<Environment> Environment::create(v8::Isolate* isolate, Local<v8::String> mainScript) {
+    const Local<v8::Context> current = isolate->GetCurrentContext();
+    std::unique_ptr<Environment> created(new Environment(isolate, node::GetCurrentEnvironment(current)));
+    const Local<v8::Context> context = node::NewContext(isolate);
+    created->m_context.Reset(isolate, context);
+    context->SetSecurityToken(current->GetSecurityToken());  // its objects are there for the creator's script
+    const v8::Context::Scope contextScope(context);
+    // There is one inspector per isolate, and the process's state is the first environment's.
+    created->m_environment =
+        embedding::createEnvironment(created->m_data, context, node::EnvironmentFlags::kNoCreateInspector);
+    if (created->m_environment == nullptr) {
+        isolate->ThrowError("this host makes no environments");
+        return nullptr;
+    }
+    // The queue of promises is the isolate's, and the creator's script has not come to its end.
+    const v8::Isolate::SuppressMicrotaskExecutionScope later(isolate);
+    const v8::String::Utf8Value script(isolate, mainScript);
+    Local<v8::Value> entry;
+    if (!embedding::loadEnvironment(created->m_environment,
+                                    std::string_view(*script, static_cast<std::size_t>(script.length())))
+             .ToLocal(&entry)) {
+        return nullptr;
+    }
+    created->m_entry.Reset(isolate, entry.As<v8::Function>());
+    return created;
+}
+
+v8::MaybeLocal<v8::Value> Environment::call(Local<v8::Value> argument) {
+    const Local<v8::Context> context = m_context.Get(m_isolate);
+    const v8::Context::Scope contextScope(context);
+    return m_entry.Get(m_isolate)->Call(context, v8::Undefined(m_isolate), 1, &argument);
+}
+
+}  // namespace environments

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <node.h>
+#include <uv.h>
+#include <v8.h>
+
+#include <memory>
+
+namespace environments {
+
+/// One more Node.js environment on the isolate and the loop of the one that makes it, as a host has for each window.
+///
+/// Threads: the isolate's.
+/// The destructor frees the environment. Node.js turns the loop meanwhile, until the environment's handles are closed,
+/// and has the engine refuse all script of the isolate; timers and immediates of other environments come after it.
+class Environment {
+public:
+    /// Makes the environment and runs its main script, which returns the function that `call` calls. Null, with a
+    /// pending exception, when that fails.
+    static std::unique_ptr<Environment> create(v8::Isolate* isolate, v8::Local<v8::String> mainScript);
+    ~Environment();
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+    node::Environment* creator() const noexcept { return m_creator; }
+
+    /// Calls the main script's function, as part of the event that is being handled.
+    v8::MaybeLocal<v8::Value> call(v8::Local<v8::Value> argument);
+
+private:
+    Environment(v8::Isolate* isolate, node::Environment* creator);
+
+    v8::Isolate* const m_isolate;
+    node::Environment* const m_creator;
+    uv_loop_t* const m_loop;
+    node::IsolateData* const m_data;
+    node::Environment* m_environment = nullptr;
+    v8::Global<v8::Context> m_context;
+    v8::Global<v8::Function> m_entry;
+};
+
+}  // namespace environments
