@@ -2,6 +2,7 @@
 #
 # <build>/package/zebbridge-<version>.tgz          what applications install
 # <build>/package/zebbridge-<version>-symbols.tgz  a PDB per binary, for debuggers and crash dumps
+# <build>/package/zebbridge-<version>-sbom.cdx.json   what is in the binaries and the script
 # <build>/package/content                          the first, unpacked
 PACKAGE=$BUILD/package
 PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../lib/native.js has them too
@@ -27,7 +28,7 @@ fetch_package_tools() {
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
     cp tests/package/package.json tests/package/package-lock.json "$work"
     npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
-        die "npm could not fetch the tools of the package's tests" "is the network reachable? try: npm view typescript"
+        die "npm could not fetch the package's tools" "is the network reachable? try: npm view typescript"
     mv -T "$work" "$ZEB_PACKAGE_TOOLS" 2>/dev/null || true
     rm -rf "$work"
 }
@@ -38,7 +39,8 @@ lay_out_package() {
     version=$(python3 -c 'import json; print(json.load(open("package.json"))["version"])')
     rm -rf "$PACKAGE"
     mkdir -p "$content/prebuilds/win32-x64" "$symbols"
-    cp -r ./*.js ./*.mjs ./*.d.ts ./*.d.mts ./*.md LICENSE lib docs examples "$content" || return
+    cp -r ./*.js ./*.mjs ./*.d.ts ./*.d.mts ./*.md LICENSE THIRD_PARTY_NOTICES lib docs examples "$content" || return
+    sed -i '/^## Working on it/,$d' "$content/README.md"  # it links to what only the checkout has
     node -e '
         const { scripts, ...manifest } = require("./package.json");  // those are the checkout'"'"'s
         fs.writeFileSync(process.argv[1], JSON.stringify(manifest, null, 2) + "\n");' "$content/package.json" || return
@@ -48,16 +50,19 @@ lay_out_package() {
             "$content/prebuilds/win32-x64/zebbridge.abi$abi.node" || return
         mkdir "$symbols/abi$abi" && cp "$BUILD/windows-package/$flavour/zebbridge.pdb" "$symbols/abi$abi/" || return
     done
+    NODE_PATH=$ZEB_PACKAGE_TOOLS/node_modules node toolchain/sbom.js "$PACKAGE/zebbridge-$version-sbom.cdx.json" "$ZEB_LIBCXX" \
+        {"$ZEB_NODE_LINUX","$ZEB_NODE24_LINUX","$ZEB_NODE26_LINUX"}/include/node || return
     node toolchain/libraries/bundle.js "$ZEB_LIBRARIES" "$content" || return
     (cd "$content" && quietly npm pack --pack-destination "$PACKAGE") || return
     tar czf "$PACKAGE/zebbridge-$version-symbols.tgz" --sort=name --owner=0 --group=0 --mtime=@0 -C "$symbols" . &&
-        ls -l "$PACKAGE"/*.tgz
+        ls -l "$PACKAGE"/*.{tgz,json}
 }
 
 verb_package() {
     local pair targets=()
     for pair in $PACKAGE_FLAVOURS; do targets+=("zebbridge_${pair%:*}"); done
-    setup_package && step "build every flavour" build windows-package "${targets[@]}" && step "lay out" lay_out_package
+    setup_package && make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_package_tools &&
+        step "build every flavour" build windows-package "${targets[@]}" && step "lay out" lay_out_package
 }
 
 # The product once more, from a copy of the sources elsewhere and with objects that are shared with nobody.
@@ -73,7 +78,6 @@ build_again() {
 
 lane_package() {
     verb_package || return
-    make_part "$ZEB_PACKAGE_TOOLS" "fetch the tools of the package's tests" fetch_package_tools
     build windows-package desktop_control || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
     case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac

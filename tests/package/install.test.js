@@ -6,12 +6,17 @@ const os = require('node:os');
 const path = require('node:path');
 const { after, before, describe, test } = require('node:test');
 const { interfaces, manifest, tarball } = require('./support/package.js');
+const { tools } = require('./support/app.js');
 const { run, runInWindows } = require('./support/run.js');
 
-const NAMES = [...Object.keys(interfaces), 'shutdown'];
+const NAMES = [
+    ...Object.keys(interfaces),
+    ...['shutdown', 'supported', 'MouseButton', 'ButtonTransition', 'LogLevel', 'ShowCommand'],
+];
 const PRINT = 'console.log(JSON.stringify([Object.keys(z), typeof z.hardware.getButtonState(1)]));';
 const REQUIRE = `const z = require('zebbridge'); ${PRINT} z.shutdown();`;
 const IMPORT = `import * as z from 'zebbridge'; ${PRINT} z.shutdown();`;
+const DEFAULT = `import z from 'zebbridge'; ${PRINT} z.shutdown();`;
 
 describe('an application that depends on the package', () => {
     let app;
@@ -38,7 +43,7 @@ describe('an application that depends on the package', () => {
         assert.deepStrictEqual(files.filter((name) => /\.(pdb|cpp|h)$|^(src_native|tests|toolchain)|^examples.demo/.test(name)), []);
         const { dependencies, scripts } = JSON.parse(fs.readFileSync(path.join(installed, 'package.json'), 'utf8'));
         assert.strictEqual(dependencies, undefined);
-        assert.ok(!['preinstall', 'install', 'postinstall'].some((name) => name in scripts));
+        assert.strictEqual(scripts, undefined);
         assert.deepStrictEqual(fs.readdirSync(path.join(app, 'node_modules')).filter((n) => !n.startsWith('.')), [
             'zebbridge',
         ]);
@@ -54,7 +59,13 @@ describe('an application that depends on the package', () => {
     test('imports it in the Windows Node.js', () => {
         const { status, out, err } = runInWindows([`Z:${write('app.mjs', IMPORT)}`]);
         assert.strictEqual(status, 0, err);
-        assert.deepStrictEqual(JSON.parse(out), [[...NAMES].sort(), 'boolean']);
+        assert.deepStrictEqual(JSON.parse(out), [[...NAMES, 'default'].sort(), 'boolean']);
+        assert.deepStrictEqual(JSON.parse(runInWindows([`Z:${write('default.mjs', DEFAULT)}`]).out), [NAMES, 'boolean']);
+    });
+
+    test('gets at a binary of its own choice', () => {
+        const text = "console.log(require.resolve('zebbridge/prebuilds/win32-x64/zebbridge.abi123.node'));";
+        assert.match(run(process.execPath, [write('resolve.js', text)], { cwd: app }).out, /zebbridge\.abi123\.node\n$/);
     });
 
     test('loads it on this system and hears on first use why it does not work', () => {
@@ -68,12 +79,13 @@ describe('an application that depends on the package', () => {
     });
 
     describe('and is written in TypeScript', () => {
-        const tsc = path.join(process.env.ZEB_TYPESCRIPT, 'node_modules/typescript/bin/tsc');
-        const check = (names, text, ...options) => {
+        const checkWith = (compiler, names, text, ...options) => {
+            const tsc = path.join(tools, compiler, 'bin/tsc');
             const files = names.map((name) => write(name, text));
-            const fixed = ['--noEmit', '--strict', '--target', 'es2022', '--lib', 'es2022'];
+            const fixed = ['--noEmit', '--strict', '--target', 'es2021', '--lib', 'es2021'];
             return run(process.execPath, [tsc, ...fixed, ...options, ...files], { cwd: app });
         };
+        const check = (...rest) => checkWith('typescript', ...rest);
         const example = fs.readFileSync(path.join(__dirname, 'types/example.ts'), 'utf8');
 
         test('type-checks every function, as CommonJS and as ES module', () => {
@@ -86,6 +98,21 @@ describe('an application that depends on the package', () => {
             assert.strictEqual(bundler.status, 0, bundler.out);
             const classic = check(['example.ts'], example, '--module', 'commonjs', '--moduleResolution', 'node10');
             assert.strictEqual(classic.status, 0, classic.out);
+        });
+
+        test('type-checks with the oldest and the newest compiler', () => {
+            const oldest = checkWith('typescript-4.5', ['example.ts'], example, '--module', 'commonjs', '--moduleResolution', 'node');
+            assert.strictEqual(oldest.status, 0, oldest.out);
+            const newest = checkWith('typescript-7.0', ['example.cts', 'example.mts'], example, '--module', 'node16');
+            assert.strictEqual(newest.status, 0, newest.out);
+        });
+
+        test('type-checks the default export', () => {
+            const text = "import zebbridge from 'zebbridge';\nconst there: boolean = zebbridge.supported;\nif (there) zebbridge.shutdown();\n";
+            for (const compiler of ['typescript', 'typescript-7.0']) {
+                const { status, out } = checkWith(compiler, ['default.mts'], text, '--module', 'node16');
+                assert.strictEqual(status, 0, out);
+            }
         });
 
         test('is told of each mistake', () => {

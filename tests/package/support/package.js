@@ -9,6 +9,7 @@ const folder = path.resolve(process.env.ZEB_BUILD, '../package');
 const manifest = JSON.parse(fs.readFileSync(path.join(root, 'package.json'), 'utf8'));
 const tarball = path.join(folder, `zebbridge-${manifest.version}.tgz`);
 const symbols = path.join(folder, `zebbridge-${manifest.version}-symbols.tgz`);
+const sbom = path.join(folder, `zebbridge-${manifest.version}-sbom.cdx.json`);
 
 // One entry per binary: the module version, its image and its PDB.
 const binaries = ['123', '127', '137', '147'].map((abi) => ({
@@ -31,4 +32,4 @@ const interfaces = {
     msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
 };
 
-module.exports = { root, folder, manifest, tarball, symbols, binaries, interfaces };
+module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries, interfaces };

@@ -1,13 +1,19 @@
 // Uses every function as an application would.
 import {
+    ButtonTransition,
     crash_emitter,
     diagnostics,
     hardware,
+    LogLevel,
+    MouseButton,
     msix_auto_updater,
+    ShowCommand,
     shutdown,
+    supported,
     windows,
+    type AddressOptions,
     type ButtonsEvent,
-    type LogLevel,
+    type LoadErrorCode,
     type MotionEvent,
     type PointerCapture,
 } from 'zebbridge';
@@ -16,7 +22,7 @@ const path: MotionEvent[] = [];
 const presses: ButtonsEvent[] = [];
 
 diagnostics.setLogHandler((message: string, level: LogLevel) => {
-    if (level === 2) path.length = message.length;
+    if (level === LogLevel.Error) path.length = message.length;
 });
 diagnostics.setLogHandler(null);
 
@@ -24,9 +30,9 @@ const capture: PointerCapture = hardware.capturePointer();
 capture.setMotionEventCallback((event) => path.push(event));
 capture.setButtonsEventCallback((event) => {
     presses.push(event);
-    if (event.left === 2 && event.middle === 0 && event.right === 0) capture.stopCapturing();
+    if (event.left === ButtonTransition.Pressed && event.middle === 0 && event.right === 0) capture.stopCapturing();
 });
-if (!hardware.getButtonState(0)) capture.startCapturing();
+if (!hardware.getButtonState(MouseButton.Left)) capture.startCapturing();
 capture.setMotionEventCallback(null);
 capture.setButtonsEventCallback(undefined);
 const distance: number = path.reduce((sum, { offset, screenPoint }) => sum + offset.x + screenPoint.y, 0);
@@ -34,7 +40,10 @@ const distance: number = path.reduce((sum, { offset, screenPoint }) => sum + off
 windows.registerApplicationRestart();
 windows.openExternalIgnoringAppLinking('https://example.com/');
 const revision: number = windows.getWindowsUpdateBuildRevision();
-windows.setWindowPlacement(revision, 0, 0, distance, 600, 1);
+const options: AddressOptions = { schemes: ['ms-settings'] };
+windows.openExternalIgnoringAppLinking('ms-settings:display', options);
+windows.setWindowPlacement(revision, 0, 0, distance, 600, ShowCommand.ShowNormal);
+windows.setWindowPlacement(revision, 0, 0, distance, 600, 3);
 
 msix_auto_updater.setErrorHandler((message) => message.toUpperCase());
 const records: string[] = msix_auto_updater.getUpdateErrors('<QueryList/>');
@@ -44,5 +53,8 @@ msix_auto_updater.dispose();
 function crash(how: 'overflow' | 'violation'): never {
     return how === 'overflow' ? crash_emitter.emitStackOverflow() : crash_emitter.emitAccessViolation();
 }
-export { crash };
-shutdown();
+const code: LoadErrorCode = 'ERR_ZEBBRIDGE_UNAVAILABLE';
+const left: 0 = MouseButton.Left;
+const button: MouseButton = MouseButton.Right;
+export { button, code, crash, left };
+if (supported) shutdown();

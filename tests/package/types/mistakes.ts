@@ -1,5 +1,5 @@
 // What the types must refuse. Each marked line is an error, and nothing else is.
-import { diagnostics, hardware, msix_auto_updater, windows } from 'zebbridge';
+import { ButtonTransition, diagnostics, hardware, msix_auto_updater, windows } from 'zebbridge';
 
 // @ts-expect-error: no such button
 hardware.getButtonState(3);
@@ -15,6 +15,12 @@ diagnostics.setLogHandler();
 windows.setWindowPlacement(1, 2, 3, 4, 5);
 // @ts-expect-error: a bigint is not converted
 windows.setWindowPlacement(1n, 2, 3, 4, 5, 6);
+// @ts-expect-error: no such show state
+windows.setWindowPlacement(1, 2, 3, 4, 5, 99);
+// @ts-expect-error: constants do not change
+ButtonTransition.Pressed = 3;
+// @ts-expect-error: schemes are a list
+windows.openExternalIgnoringAppLinking('a:', { schemes: 'a' });
 // @ts-expect-error: text
 windows.openExternalIgnoringAppLinking(new URL('https://example.com/'));
 // @ts-expect-error: nothing is returned, a success is not reported
