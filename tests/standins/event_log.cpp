@@ -104,12 +104,13 @@ bool takeRecords(Handle, std::uint32_t capacity, Handle* records, std::uint32_t&
 
 bool renderXml(Handle record, std::uint32_t size, void* buffer, std::uint32_t& used) noexcept {
     return perform(EventLogCall::renderXml, [&] {
-        const EventLog& log = eventLog();
+        EventLog& log = eventLog();
         const std::size_t index = standins::indexOf(record);
         const std::wstring& xml = log.records.at(index);
         const auto bytes = static_cast<std::uint32_t>((xml.size() + 1) * sizeof(wchar_t));
         const auto said = log.renderSizes.find(index);
         used = said == log.renderSizes.end() ? bytes : said->second;
+        if (size != 0) log.handled.push_back("rendered " + std::to_string(index));
         if (size != 0) std::memcpy(buffer, xml.c_str(), std::min(size, bytes));
         return size < bytes ? kInsufficientBuffer : kSuccess;
     });
@@ -118,7 +119,9 @@ bool renderXml(Handle record, std::uint32_t size, void* buffer, std::uint32_t& u
 void close(Handle handle) noexcept {
     const std::uint32_t before = eventLog().lastError;
     static_cast<void>(perform(EventLogCall::close, [&] {
-        if (eventLog().open.erase(handle) == 0) ++eventLog().badCloses;
+        EventLog& log = eventLog();
+        if (log.open.erase(handle) == 0) ++log.badCloses;
+        log.handled.push_back("closed " + (handle == &log ? "the query" : std::to_string(standins::indexOf(handle))));
         return before;  // closing a handle that is open leaves the last error alone
     }));
 }

@@ -38,6 +38,7 @@ struct EventLog {
     std::vector<std::uint32_t> capacities;
     std::map<EventLogCall, int> calls;
     std::set<zeb::eventlog::Handle> open;
+    std::vector<std::string> handled;  ///< "rendered 0", "closed 0" and so on for the records, "closed the query"
     int badCloses = 0;
     std::uint32_t lastError = 0;
 

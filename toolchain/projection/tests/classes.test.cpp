@@ -177,7 +177,8 @@ public:
     int32_t put_Completed(void* handler) noexcept override {
         void* answer = nullptr;
         auto& unknown = *static_cast<UnknownAbi*>(handler);
-        handlerKnown = unknown.QueryInterface(guid("6e1c7129-61e0-5d88-9fd4-f3ce65a05719"), &answer) == 0;
+        using Handler = AsyncOperationWithProgressCompletedHandler<DeploymentResult, DeploymentProgress>;
+        handlerKnown = unknown.QueryInterface(guid_of<Handler>(), &answer) == 0;
         if (answer) {
             unknown.Release();
         }

@@ -63,6 +63,21 @@ TEST_P(EventLogFetcherCounts, recordsComeBackInOrderAndEveryHandleIsClosed) {
 
 INSTANTIATE_TEST_SUITE_P(AroundBatches, EventLogFetcherCounts, testing::Values(0u, 1u, 9u, 10u, 11u, 20u, 10'000u));
 
+TEST_F(EventLogFetcherTest, eachRecordIsClosedBeforeTheNextIsRendered) {
+    eventLog().records = numbered(2);
+    static_cast<void>(fetch());
+    EXPECT_EQ(eventLog().handled,
+              (std::vector<std::string>{"rendered 0", "closed 0", "rendered 1", "closed 1", "closed the query"}));
+}
+
+TEST_F(EventLogFetcherTest, whatAFailureLeavesIsClosedInOrder) {
+    eventLog().records = numbered(3);
+    eventLog().faults = {{EventLogCall::renderXml, 3, kAccessDenied}};  // two calls per record: the second's
+    expectFailure("zeb::EventLogFetcher::getEvent", 193, kAccessDenied);
+    EXPECT_EQ(eventLog().handled,
+              (std::vector<std::string>{"rendered 0", "closed 0", "closed 1", "closed 2", "closed the query"}));
+}
+
 TEST_F(EventLogFetcherTest, queryGoesToTheServiceAsItIs) {
     const std::wstring query = L"<QueryList>\xFF80\xFFFF \x00E9</QueryList>";
     EXPECT_TRUE(EventLogFetcher::fetchLogs(query).empty());
