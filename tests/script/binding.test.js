@@ -3,7 +3,7 @@ const assert = require('node:assert/strict');
 const test = require('node:test');
 const { buildFile, collect } = require('./support/zebbridge');
 
-const { probe, control } = require(buildFile('node', 'binding-probe.node'));
+const { probe, control, shutdown } = require(buildFile('node', 'binding-probe.node'));
 
 // Whatever earlier tests left is collected before a test looks at ends.
 function takeEnds() {
@@ -158,7 +158,14 @@ test('arguments are converted in order, all of them, and the first exception is 
   const text = { toString() { order.push('text'); return 't'; } };
   assert.equal(thrownBy(() => probe.mixed(failing('first'), failing('second'), text, null)).message, 'first');
   assert.deepEqual(order, ['first', 'second', 'text']);
-  assert.throws(() => probe.mixed(failing('only')), { message: 'Expected (4) arguments, but only (1)' });
+});
+
+test('the arguments that are there are converted before the missing one is reported', () => {
+  const order = [];
+  const failing = { valueOf() { order.push('first'); throw new Error('never seen'); } };
+  const second = { valueOf() { order.push('second'); return 2; } };
+  assertError(() => probe.mixed(failing, second), 'Expected (4) arguments, but only (2)');
+  assert.deepEqual(order, ['first', 'second']);
 });
 
 test('script thrown while nothing is wrong with the arguments stays usable', () => {
@@ -306,6 +313,20 @@ test('a wrapper that the engine does not make: undefined, one record, the object
   assert.deepEqual(control.wrappedEnds(), ['destroy outside']);
 });
 
+test('what the engine throws when it does not make a wrapper, script sees after the record', () => {
+  control.recordLog();
+  control.takeLog();
+  takeEnds();
+  control.refuseInstances(true, true);
+  try {
+    assert.throws(() => probe.wrapped(1), { name: 'RangeError', message: 'refused' });
+  } finally {
+    control.refuseInstances(false);
+  }
+  assert.equal(control.takeLog().length, 1);
+  assert.deepEqual(control.wrappedEnds(), ['destroy outside']);
+});
+
 test('a wrapper ends its object when it is collected', () => {
   takeEnds();
   assert.equal(probe.wrapped(1).value(), 1);
@@ -349,10 +370,11 @@ test('without V8WeakReferenceHolder: one record, and the object outlives its wra
 test('wrappers have one internal field with their object', () => {
   const wrapper = probe.wrapped(3);
   assert.deepEqual(Object.keys(wrapper), ['value']);
-  const { refCount, fields, interfaces } = control.inspect(wrapper);
-  assert.deepEqual({ refCount, fields, interfaces }, {
+  const { refCount, fields, counting, interfaces } = control.inspect(wrapper);
+  assert.deepEqual({ refCount, fields, counting, interfaces }, {
     refCount: 1,
     fields: 1,
+    counting: 'StrictSingleThreadRC',
     interfaces: ['IAnything', 'IRefCounted', 'common::Disposable', 'common::js::V8WeakReferenceHolder'],
   });
 });
@@ -368,4 +390,15 @@ test('properties set by hostile scripts are not called for records and arrays', 
     delete Object.prototype.first;
     delete Array.prototype[0];
   }
+});
+
+// The last test: it takes the components away.
+test('a component that a method of it releases ends when the method has returned', () => {
+  const ended = control.endedProbes();
+  assert.equal(probe.endedBy(() => {
+    shutdown();
+    assert.equal(control.endedProbes(), ended);
+  }), 0);
+  assert.equal(control.endedProbes(), ended + 1);
+  assert.throws(() => probe.nothing(), { name: 'TypeError' });
 });

@@ -56,6 +56,7 @@ for (const [name, methods] of Object.entries(COMPONENTS)) {
   test(`${name} carries its native object in one internal field`, () => {
     assert.deepEqual(control.inspect(zebbridge[name]), {
       ...BEHIND,
+      counting: 'SingleThreadRC',
       interfaces: ['IAnything', 'IRefCounted', 'zeb::Component', ...(FURTHER_INTERFACES[name] ?? [])],
       classes: CLASSES[name] ? [CLASSES[name]] : [],
     });
@@ -69,6 +70,7 @@ test('a capture object has exactly its methods and one internal field', () => {
   for (const method of methods) assertMethod(capture, method);
   assert.deepEqual(control.inspect(capture), {
     ...BEHIND,
+    counting: 'StrictSingleThreadRC',
     interfaces: ['IAnything', 'IRefCounted', 'zeb::PointerCapture', 'common::js::V8WeakReferenceHolder'],
     classes: ['zeb::PointerCaptureImpl'],
   });

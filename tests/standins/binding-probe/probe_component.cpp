@@ -26,6 +26,7 @@ constexpr std::array kMethods{
     entry<&Probe::mixed>("mixed"),
     entry<&Probe::mixedRuns>("mixedRuns"),
     entry<&Probe::call>("call"),
+    entry<&Probe::endedBy>("endedBy"),
     entry<&Probe::nothing>("nothing"),
     entry<&Probe::smallest>("smallest"),
     entry<&Probe::largest>("largest"),
@@ -72,6 +73,12 @@ std::string Probe::mixed(std::int32_t first, std::int64_t second, std::string th
 
 void Probe::call(std::unique_ptr<Callback> callback, std::string value, std::int32_t times) {
     for (std::int32_t done = 0; callback && done < times; ++done) (*callback)(value, done);
+}
+
+std::int32_t Probe::endedBy(std::unique_ptr<Callback> callback) {
+    const std::int32_t before = s_ended;
+    (*callback)("", 0);
+    return s_ended - before;
 }
 
 std::string Probe::utf8() { return "gr\xc3\xbc\xc3\x9f \xf0\x9f\x91\x8b \xff."; }

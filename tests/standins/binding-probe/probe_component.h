@@ -34,6 +34,7 @@ public:
     using Callback = common::FunctorClass<0, void, common::TypeList<std::string, int>>;
 
     Probe(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    ~Probe() override { ++s_ended; }
 
     // Parameters. What arrived comes back as text: hexadecimal bytes of texts, decimal numbers.
     std::string integer(std::int32_t value) { return std::to_string(value); }
@@ -47,6 +48,10 @@ public:
     std::int32_t mixedRuns() { return m_mixedRuns; }
     /// Calls back that many times at once.
     void call(std::unique_ptr<Callback> callback, std::string value, std::int32_t times);
+    /// How many objects of this class a callback has ended.
+    static std::int32_t endedBy(std::unique_ptr<Callback> callback);
+    /// How many have ended since the process began.
+    static std::int32_t ended() { return s_ended; }
 
     // Results.
     void nothing() {}
@@ -67,6 +72,8 @@ public:
     void throwNumber(std::int32_t number);
 
 private:
+    static inline std::int32_t s_ended = 0;
+
     std::int32_t m_mixedRuns = 0;
 };
 

@@ -23,8 +23,10 @@
 #include "common/com/shared_state.h"
 #include "common/utils/failure.h"
 #include "common/utils/log.h"
+#include "common/utils/platform_services.h"
 #include "common/v8binding/v8binding.h"
 #include "common/v8binding/v8utils.h"
+#include "probe_component.h"
 #include "probe_wrapped.h"
 #include "refusing_engine.h"
 
@@ -88,7 +90,7 @@ const KnownType kClasses[] = {
     {"zeb::PointerCaptureImpl", &typeid(zeb::PointerCaptureImpl)},
 };
 
-// (object): { fields, external, released, isRefCounted, refCount, interfaces, classes }, as far as they apply
+// (object): { fields, external, released, isRefCounted, refCount, counting, interfaces, classes }, as far as they apply
 void inspect(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const Local<v8::Object> object = info[0].As<v8::Object>();
@@ -106,6 +108,12 @@ void inspect(const FunctionCallbackInfo<Value>& info) {
     set(isolate, result, "isRefCounted",
         v8::Boolean::New(isolate, native->query(typeid(IRefCounted)) == static_cast<void*>(native)));
     set(isolate, result, "refCount", v8::Number::New(isolate, native->refCount()));
+    // An object's own class names its counting policy.
+    const std::string type = common::platform::typeName(typeid(*native));
+    for (const std::string_view policy : {"SingleThreadRC", "StrictSingleThreadRC", "ConcurrentRC"}) {
+        if (type.find("common::" + std::string(policy)) == std::string::npos) continue;
+        set(isolate, result, "counting", text(isolate, policy));
+    }
     std::vector<std::string> interfaces;
     for (const KnownType& known : kInterfaces) {
         if (native->supports(*known.id) != (native->query(*known.id) != nullptr)) interfaces.emplace_back("undecided");
@@ -143,6 +151,8 @@ void stranger(const FunctionCallbackInfo<Value>& info) {
 void wrappedEnds(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(array(info.GetIsolate(), takeWrappedEnds()));
 }
+
+void endedProbes(const FunctionCallbackInfo<Value>& info) { info.GetReturnValue().Set(Probe::ended()); }
 
 // ---- log
 // ---------------------------------------------------------------------------------------------------------------
@@ -318,7 +328,10 @@ void limitAllocations(const FunctionCallbackInfo<Value>& info) {
     common::setCurrentAllocator(common::makeInstance<LimitedAllocator, common::ConcurrentRC>(numberArgument(info, 0)));
 }
 
-void refuseAllInstances(const FunctionCallbackInfo<Value>& info) { refuseInstances(info[0]->IsTrue()); }
+// (refuse, with an exception)
+void refuseAllInstances(const FunctionCallbackInfo<Value>& info) {
+    refuseInstances(info[0]->IsTrue(), info[1]->IsTrue());
+}
 
 void unlimitAllocations(const FunctionCallbackInfo<Value>&) { common::setCurrentAllocator({}); }
 
@@ -356,6 +369,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "inspect", &inspect);
     NODE_SET_METHOD(control, "stranger", &stranger);
     NODE_SET_METHOD(control, "wrappedEnds", &wrappedEnds);
+    NODE_SET_METHOD(control, "endedProbes", &endedProbes);
     NODE_SET_METHOD(control, "recordLog", &recordLog);
     NODE_SET_METHOD(control, "takeLog", &takeLog);
     NODE_SET_METHOD(control, "writeLog", &writeLog);

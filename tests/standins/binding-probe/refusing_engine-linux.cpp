@@ -12,7 +12,16 @@ namespace probe {
 namespace {
 
 bool g_refuseInstances = false;
+bool g_refusalThrows = false;
 bool g_refuseStrings = false;
+
+v8::MaybeLocal<v8::Object> refuseInstance() {
+    if (g_refusalThrows) {
+        v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+        isolate->ThrowException(v8::Exception::RangeError(v8::String::NewFromUtf8Literal(isolate, "refused")));
+    }
+    return {};
+}
 
 }  // namespace
 
@@ -31,7 +40,7 @@ v8::MaybeLocal<v8::String> newFromTwoByte(v8::Isolate* isolate, const std::uint1
                                           int length) __asm__("__wrap_" NEW_FROM_TWO_BYTE);
 
 v8::MaybeLocal<v8::Object> newInstance(v8::ObjectTemplate* self, v8::Local<v8::Context> context) {
-    return g_refuseInstances ? v8::MaybeLocal<v8::Object>() : engineNewInstance(self, context);
+    return g_refuseInstances ? refuseInstance() : engineNewInstance(self, context);
 }
 
 v8::MaybeLocal<v8::String> newFromUtf8(v8::Isolate* isolate, const char* text, v8::NewStringType type, int length) {
@@ -43,7 +52,10 @@ v8::MaybeLocal<v8::String> newFromTwoByte(v8::Isolate* isolate, const std::uint1
     return g_refuseStrings ? v8::MaybeLocal<v8::String>() : engineNewFromTwoByte(isolate, text, type, length);
 }
 
-void refuseInstances(bool refuse) noexcept { g_refuseInstances = refuse; }
+void refuseInstances(bool refuse, bool throwing) noexcept {
+    g_refuseInstances = refuse;
+    g_refusalThrows = throwing;
+}
 
 void refuseStrings(bool refuse) noexcept { g_refuseStrings = refuse; }
 

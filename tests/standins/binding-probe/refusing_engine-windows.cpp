@@ -17,7 +17,16 @@ namespace probe {
 namespace {
 
 bool g_refuseInstances = false;
+bool g_refusalThrows = false;
 bool g_refuseStrings = false;
+
+v8::MaybeLocal<v8::Object> refuseInstance() {
+    if (g_refusalThrows) {
+        v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+        isolate->ThrowException(v8::Exception::RangeError(v8::String::NewFromUtf8Literal(isolate, "refused")));
+    }
+    return {};
+}
 
 template <typename Function>
 Function engineFunction(const char* name) {
@@ -29,7 +38,7 @@ class ObjectTemplate {
 public:
     v8::MaybeLocal<v8::Object> newInstance(v8::Local<v8::Context> context) {
         static const auto engine = engineFunction<decltype(&ObjectTemplate::newInstance)>(NEW_INSTANCE);
-        if (g_refuseInstances) return {};
+        if (g_refuseInstances) return refuseInstance();
         return (this->*engine)(context);
     }
 };
@@ -53,7 +62,10 @@ v8::MaybeLocal<v8::String> newFromTwoByte(v8::Isolate* isolate, const std::uint1
 
 }  // namespace
 
-void refuseInstances(bool refuse) noexcept { g_refuseInstances = refuse; }
+void refuseInstances(bool refuse, bool throwing) noexcept {
+    g_refuseInstances = refuse;
+    g_refusalThrows = throwing;
+}
 
 void refuseStrings(bool refuse) noexcept { g_refuseStrings = refuse; }
 

@@ -2,8 +2,9 @@
 
 namespace probe {
 
-/// While set, the engine makes no instance of any object template for this module, as when its memory is used up.
-void refuseInstances(bool refuse) noexcept;
+/// While set, the engine makes no instance of any object template for this module, as when its memory is used up; with
+/// `throwing` it throws a RangeError "refused" each time.
+void refuseInstances(bool refuse, bool throwing) noexcept;
 
 /// While set, the engine makes no string for this module.
 void refuseStrings(bool refuse) noexcept;

@@ -313,6 +313,12 @@ TEST_F(WindowsRawInputDriverTest, theEndOfADriverStopsItsLoop) {
     EXPECT_EQ(system.calls().back(), "DestroyWindow(0x51)");
 }
 
+TEST(WindowsRawInputDriver, isCountedForManyThreads) {
+    using Object = common::com_internal::ComObject<WindowsRawInputDriver, common::ConcurrentRC>;
+    const common::ComPtr<RawInputDriver> driver = makeRawInputDriver();
+    EXPECT_NE(dynamic_cast<Object*>(driver.get()), nullptr);
+}
+
 TEST(WindowsRawInputDriver, withoutMemoryThereIsNone) {
     unit::CountingAllocator::Counts counts;
     const unit::AllocatorOverride override(counts);
