@@ -77,12 +77,17 @@ v8::Local<v8::Int32Array> PointerDelivery::batch() {
     v8::Local<v8::Int32Array> array = m_batch.Get(m_isolate);
     if (array.IsEmpty() || array->Buffer()->WasDetached()) {
         constexpr std::size_t length = kHead + (kCapacity * kFields);
-        const v8::Local<v8::ArrayBuffer> buffer = v8::ArrayBuffer::New(m_isolate, length * sizeof(std::int32_t));
-        array = v8::Int32Array::New(buffer, 0, length);
-        m_memory = buffer->GetBackingStore();
+        array = v8::Int32Array::New(v8::ArrayBuffer::New(m_isolate, length * sizeof(std::int32_t)), 0, length);
         m_batch.Reset(m_isolate, array);
     }
     return array;
+}
+
+// Asked for anew after script has run: a debugger can find the array and detach it, and then there is none.
+std::int32_t* PointerDelivery::memory() const noexcept {
+    const v8::HandleScope scope(m_isolate);
+    const v8::Local<v8::ArrayBuffer> buffer = m_batch.Get(m_isolate)->Buffer();
+    return buffer->WasDetached() ? nullptr : static_cast<std::int32_t*>(buffer->Data());
 }
 
 bool PointerDelivery::deliver(std::span<const Record> records, Position from, const Callbacks& callbacks) {
@@ -90,7 +95,7 @@ bool PointerDelivery::deliver(std::span<const Record> records, Position from, co
     const v8::TryCatch tryCatch(m_isolate);
     const v8::Local<v8::Context> context = m_isolate->GetCurrentContext();
     const v8::Local<v8::Int32Array> array = batch();
-    std::int32_t* const head = memory();
+    auto* const head = static_cast<std::int32_t*>(array->Buffer()->Data());
     head[kInterrupted] = 0;
     head[kRecord] = static_cast<std::int32_t>(from.record);
     head[kMotionDone] = from.isMotionDone ? 1 : 0;
@@ -119,12 +124,15 @@ bool PointerDelivery::deliver(std::span<const Record> records, Position from, co
     return true;
 }
 
-void PointerDelivery::interrupt() noexcept { memory()[kInterrupted] = 1; }
+void PointerDelivery::interrupt() noexcept {
+    if (std::int32_t* const head = memory()) head[kInterrupted] = 1;  // without memory, the script ends by itself
+}
 
 PointerDelivery::Position PointerDelivery::position() const noexcept {
-    // Within bounds whatever a debugger has written there.
-    const auto record = static_cast<std::size_t>(std::max(memory()[kRecord], 0));
-    return {std::min(record, m_count), record < m_count && memory()[kMotionDone] != 0};
+    const std::int32_t* const head = memory();
+    if (head == nullptr) return {m_count, false};  // nobody knows any more
+    const auto record = static_cast<std::size_t>(std::max(head[kRecord], 0));
+    return {std::min(record, m_count), record < m_count && head[kMotionDone] != 0};  // a debugger can write there, too
 }
 
 std::unique_ptr<PointerDelivery> PointerDeliveries::take(v8::Isolate* isolate) {

@@ -54,13 +54,11 @@ public:
 
 private:
     v8::Local<v8::Int32Array> batch();
-    std::int32_t* memory() const noexcept { return static_cast<std::int32_t*>(m_memory->Data()); }
+    std::int32_t* memory() const noexcept;
 
     v8::Isolate* const m_isolate;
     v8::Global<v8::Function> m_deliver;
     v8::Global<v8::Int32Array> m_batch;
-    // Of m_batch. Shared with it, because a debugger can find the array and detach it.
-    std::shared_ptr<v8::BackingStore> m_memory;
     std::size_t m_count = 0;  // of records that are being delivered
 };
 
