@@ -1,11 +1,11 @@
 /**
  * zebbridge: raw pointer input, Windows integration and package updates for desktop applications on x86-64 Windows.
  *
- * Where it runs: win32-x64, in desktop runtimes with module version 123 and in Node.js 22, 24 and 26. On other systems the
- * package installs and loads, and `supported` is `false`: `shutdown`, `dispose` and the setters of handlers do nothing,
- * and every other function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says what is missing. On
- * win32-x64, a binary that is missing or cannot be loaded is an `Error` when the package is loaded; its `code` is one of
- * `LoadErrorCode`, its `cause` is the runtime's own error.
+ * Where it runs: win32-x64, in desktop runtimes with module version 123 and in Node.js 22, 24 and 26. On other systems
+ * the package installs and loads, and `supported` is `false`: `shutdown`, `dispose` and the setters of handlers do
+ * nothing, and every other function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says what is
+ * missing. On win32-x64, a binary that is missing or cannot be loaded is an `Error` when the package is loaded; its
+ * `code` is one of `LoadErrorCode`, its `cause` is the runtime's own error.
  *
  * Threads: every function is called on the script thread of the isolate that loaded the module, and every callback is
  * called there. Worker threads may load the module too; each gets components of its own.
@@ -20,7 +20,8 @@
  * - A callback is any value; `null` or `undefined` removes the one that was set. A value that is no function is not
  *   refused: its calls fail silently. What a callback throws is dropped.
  *
- * Errors, for every method: a native failure is an `Error` whose `message` is all there is to it. A method on a foreign
+ * Errors, for every method: a native failure is an `Error`. Where its `message` is the system's text, its `code` is the
+ * Win32 number, see `SystemError`. What an `async` callback throws is an unhandled rejection. A method on a foreign
  * receiver (detached or called with `new`), and a component's method after `shutdown`, is a `TypeError` "Illegal
  * invocation".
  *
@@ -37,7 +38,7 @@
  * }, 5000);
  */
 
-/** Whether the native part is there. Where it is not, calls that have no effect anyway do nothing, and the rest throws. */
+/** Whether the native part is there. Where it is not, calls that would have no effect do nothing, and the rest throws. */
 export const supported: boolean;
 
 /** The `code` of the `Error` that loading the package throws, or its first use where `supported` is `false`. */
@@ -51,7 +52,16 @@ export type LoadErrorCode =
     /** The binary is damaged, blocked, still inside an archive, for another runtime, or refuses this one. */
     | 'ERR_ZEBBRIDGE_BINARY_FAILED';
 
-/** Pixels or device counts, as each property says. */
+/** What a method throws when Windows refuses: `message` is the system's text, the line break at its end included. */
+export interface SystemError extends Error {
+    /** The Win32 error number. */
+    code: number;
+}
+
+/**
+ * Pixels or device counts, as each property says. Pixels follow the process's DPI awareness: physical ones in a process
+ * that is aware of each monitor's, scaled ones in others.
+ */
 export interface Point {
     x: number;
     y: number;
@@ -85,6 +95,8 @@ export type MouseButton = (typeof MouseButton)[keyof typeof MouseButton];
 
 /**
  * Brings raw mouse input to two callbacks, also while the application has no focus.
+ *
+ * **Make one capture object, keep it, and start and stop it as often as you like.**
  *
  * All capture objects of one `hardware` share one input source, so at most one of them captures at any time, and any of
  * them can stop the one that does. Keep a reference while you capture: when the object is collected, the capture ends,
@@ -127,6 +139,7 @@ export interface Hardware {
      * @param button Any other number asks for the physical primary button.
      *
      * @example
+     * const { hardware, MouseButton } = require('zebbridge');
      * const dragging = hardware.getButtonState(MouseButton.Left);
      */
     getButtonState(button: MouseButton): boolean;
@@ -137,6 +150,7 @@ export interface Hardware {
      * @throws Error "Fail to create raw input driver" when there is no memory for it.
      *
      * @example
+     * const { ButtonTransition, hardware } = require('zebbridge');
      * const capture = hardware.capturePointer();
      * capture.setButtonsEventCallback(({ left }) => {
      *     if (left === ButtonTransition.Pressed) capture.stopCapturing();
@@ -161,6 +175,7 @@ export interface Diagnostics {
      * to an attached debugger as well.
      *
      * @example
+     * const { diagnostics, LogLevel } = require('zebbridge');
      * diagnostics.setLogHandler((message, level) => (level === LogLevel.Error ? console.error : console.log)(message));
      */
     setLogHandler(handler: ((message: string, level: LogLevel) => void) | null | undefined): void;
@@ -213,6 +228,7 @@ export interface Windows {
      * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
      *
      * @example
+     * const { windows } = require('zebbridge');
      * windows.openExternalIgnoringAppLinking('https://example.com/help');
      * windows.openExternalIgnoringAppLinking('ms-settings:display', { schemes: ['ms-settings'] });
      */
@@ -222,7 +238,7 @@ export interface Windows {
      * The update build revision of the installed Windows: the last part of its version (the 4291 of 10.0.19045.4291).
      *
      * @returns 0 to 4294967295.
-     * @throws Error with the system's text when the registry has none.
+     * @throws SystemError when the registry has none.
      */
     getWindowsUpdateBuildRevision(): number;
 
@@ -231,12 +247,15 @@ export interface Windows {
      * minimised and maximised positions stay as they are.
      *
      * @param windowHandle The native window handle (HWND) as an integer. Handles have 32 significant bits.
-     * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three.
+     * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three: they count from the
+     *     corner of the work area, which is the screen without the taskbar. Windows with `WS_EX_TOOLWINDOW` have screen
+     *     coordinates.
      * @param showCommand The show state. The system decides what becomes of a number that is none of them.
-     * @throws Error with the system's text when the handle is no window or Windows refuses the placement.
+     * @throws SystemError when the handle is no window or Windows refuses the placement.
      *
      * @example
-     * windows.setWindowPlacement(handle, 100, 100, 1380, 820, ShowCommand.ShowNormal);
+     * const { ShowCommand, windows } = require('zebbridge');
+     * const restore = (handle) => windows.setWindowPlacement(handle, 100, 100, 1380, 820, ShowCommand.ShowNormal);
      */
     setWindowPlacement(
         windowHandle: number,
@@ -264,9 +283,10 @@ export interface MsixAutoUpdater {
      * log service, so ask for few records.
      *
      * @param query A structured XML query in ASCII that names its own channels.
-     * @throws Error with the system's text when the query is refused or one of its channels cannot be read.
+     * @throws SystemError when the query is refused or one of its channels cannot be read.
      *
      * @example
+     * const { msix_auto_updater } = require('zebbridge');
      * const records = msix_auto_updater.getUpdateErrors(`
      *     <QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Operational">
      *         <Select>*[System[(Level=2) and TimeCreated[timediff(@SystemTime) &lt;= 86400000]]]</Select>
@@ -286,6 +306,8 @@ export interface MsixAutoUpdater {
      * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
      *
      * @example
+     * const { msix_auto_updater, windows } = require('zebbridge');
+     * windows.registerApplicationRestart(); // otherwise nobody starts the application again
      * msix_auto_updater.setErrorHandler((message) => console.error('update failed:', message));
      * msix_auto_updater.applyUpdate('https://example.com/app.msix');
      */

@@ -7,12 +7,13 @@
  * The module loads on every system. Where the native part is missing, `start()` throws what is wrong.
  *
  * @example
+ * const { ButtonTransition } = require('zebbridge');
  * const { PointerStream } = require('zebbridge/pointer');
  *
  * const pointer = new PointerStream();
  * pointer.on('motion', ({ offset, screenPoint }) => console.log(offset, screenPoint));
  * pointer.on('buttons', ({ middle }) => {
- *     if (middle === 2) pointer.stop(); // pressed
+ *     if (middle === ButtonTransition.Pressed) pointer.stop();
  * });
  * pointer.start();
  */
@@ -122,11 +123,17 @@ export class PointerStream {
      * @throws TypeError that names the option which is wrong.
      *
      * @example
-     * pointer.start();
-     * for await (const event of pointer.events({ signal })) {
-     *     if (event.type === 'motion') turn(event.offset);
-     *     if (event.type === 'dropped') turn(event.offset); // the loop was too slow: their sum
+     * const { PointerStream } = require('zebbridge/pointer');
+     *
+     * async function follow(turn, signal) {
+     *     const pointer = new PointerStream();
+     *     pointer.start();
+     *     for await (const event of pointer.events({ signal })) {
+     *         if (event.type === 'motion') turn(event.offset);
+     *         if (event.type === 'dropped') turn(event.offset); // the loop was too slow: their sum
+     *     }
      * }
+     * follow(({ x }) => console.log('turned by', x));
      */
     events(options?: PointerEventsOptions): AsyncIterableIterator<PointerItem>;
 

@@ -112,6 +112,9 @@ export interface UpdateErrorRecord {
  * @throws TypeError that names the option which is wrong.
  *
  * @example
- * const lastWeek = await updateErrors({ since: Date.now() - 7 * 24 * 60 * 60 * 1000, limit: 20 });
+ * const { updateErrors } = require('zebbridge/updates');
+ *
+ * const since = Date.now() - 7 * 24 * 60 * 60 * 1000;
+ * updateErrors({ since, limit: 20 }).then((lastWeek) => console.log(lastWeek.length));
  */
 export function updateErrors(options?: UpdateErrorsOptions): Promise<UpdateErrorRecord[]>;

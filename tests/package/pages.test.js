@@ -39,7 +39,7 @@ describe('pages', () => {
     test('there is one per component and module, all with the same headings', () => {
         const names = [...Object.keys(interfaces), 'shutdown', 'pointer', 'updates'].map((name) => `docs/api/${name}.md`);
         assert.deepStrictEqual(inFolder('docs/api').sort(), names.sort());
-        const headings = (name) => [...read(name).matchAll(/^#+ .*$/gm)].map(([line]) => line).slice(1);
+        const headings = (name) => [...read(name).matchAll(/^## .*$/gm)].map(([line]) => line);
         for (const name of names) assert.deepStrictEqual(headings(name), headings(names[0]), name);
     });
 
