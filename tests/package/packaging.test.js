@@ -7,7 +7,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const { after, before, describe, test } = require('node:test');
 const { App, snippets, tools } = require('./support/app.js');
-const { binaries } = require('./support/package.js');
+const { binaries, tarball } = require('./support/package.js');
 const { Image } = require('./support/pe.js');
 const { run, runInWindows } = require('./support/run.js');
 
@@ -137,6 +137,20 @@ describe('an application', () => {
             assert.match(err, /Error: zebbridge's binary .* cannot be loaded: .* inside an archive from which it must be unpacked/);
             assert.match(err, /code: 'ERR_ZEBBRIDGE_BINARY_FAILED'/);
         });
+    });
+
+    test('whose package manager keeps packages zipped finds the binaries unpacked', () => {
+        const zipped = fs.mkdtempSync(path.join(app.folder, 'zipped-'));
+        const file = (name, text) => fs.writeFileSync(path.join(zipped, name), text);
+        fs.copyFileSync(tarball, path.join(zipped, 'zebbridge.tgz'));
+        file('package.json', '{ "name": "zipped", "dependencies": { "zebbridge": "file:./zebbridge.tgz" } }');
+        file('yarn.lock', '');
+        const env = { ...process.env, YARN_ENABLE_NETWORK: '0', YARN_ENABLE_GLOBAL_CACHE: '0', YARN_ENABLE_TELEMETRY: '0', YARN_ENABLE_IMMUTABLE_INSTALLS: '0' };
+        built(run(process.execPath, [path.join(tools, '@yarnpkg/cli-dist/bin/yarn.js'), 'install'], { cwd: zipped, env }));
+        const unpacked = fs.readdirSync(path.join(zipped, '.yarn/unplugged'), { recursive: true });
+        for (const { abi } of binaries) assert.ok(unpacked.some((name) => name.endsWith(`zebbridge.abi${abi}.node`)), abi);
+        file('main.js', "console.log(require('zebbridge').supported);");
+        assert.strictEqual(run(process.execPath, ['-r', './.pnp.cjs', 'main.js'], { cwd: zipped }).out, 'false\n');
     });
 
     test('that is a single executable under a name of its own', () => {
