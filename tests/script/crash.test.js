@@ -55,6 +55,22 @@ test('a crash inside a callback is a crash', async () => {
   assert.deepEqual({ status, stdout }, { status: ACCESS_VIOLATION, stdout: '' });
 });
 
+// Ended at their fault, as above.
+const OVERFLOW = 'zebbridge.crash_emitter.emitStackOverflow()';
+for (const [place, script] of Object.entries({
+  'inside a callback': `zebbridge.diagnostics.setLogHandler(() => ${OVERFLOW}); zebbridge.hardware.capturePointer()`,
+  'in a worker': `const { Worker, isMainThread } = require('node:worker_threads');
+    if (isMainThread) new Worker(__filename); else ${OVERFLOW}; return`,
+})) {
+  test(`emitStackOverflow ${place} is a crash`, { skip }, async () => {
+    const { exceptions, output } = await debugScript(attempt(script), { lastException: STACK_OVERFLOW });
+    const { code, module } = exceptions.at(-1);
+    assert.equal(code, STACK_OVERFLOW);
+    assert.match(module, /\\zebbridge\.node$/);
+    assert.equal(output, '');
+  });
+}
+
 const PROBE = `const probe = require(buildFile('node', 'binding-probe.node'));`;
 const report = (expression, callee, file, line, message) =>
   `\nASSERTION FAILURE: ${expression}\n\nCallee:(${callee}) in module:()\nsrc_native/${file}(${line}):${message}\n`;

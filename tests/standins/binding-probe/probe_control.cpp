@@ -23,7 +23,6 @@
 #include "common/com/shared_state.h"
 #include "common/utils/failure.h"
 #include "common/utils/log.h"
-#include "common/utils/platform_services.h"
 #include "common/v8binding/v8binding.h"
 #include "common/v8binding/v8utils.h"
 #include "probe_component.h"
@@ -90,6 +89,20 @@ const KnownType kClasses[] = {
     {"zeb::PointerCaptureImpl", &typeid(zeb::PointerCaptureImpl)},
 };
 
+// The weak reference is the shared state, whose class names the counting policy.
+std::string_view countingOf(IRefCounted& native) {
+    using namespace common::com_internal;
+    IWeakReference* const state = native.getWeakReference();
+    std::string_view policy = "unknown";
+    if (dynamic_cast<ComClassSharedState<common::SingleThreadRC>*>(state) != nullptr) policy = "SingleThreadRC";
+    if (dynamic_cast<ComClassSharedState<common::StrictSingleThreadRC>*>(state) != nullptr) {
+        policy = "StrictSingleThreadRC";
+    }
+    if (dynamic_cast<ComClassSharedState<common::ConcurrentRC>*>(state) != nullptr) policy = "ConcurrentRC";
+    state->release();
+    return policy;
+}
+
 // (object): { fields, external, released, isRefCounted, refCount, counting, interfaces, classes }, as far as they apply
 void inspect(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
@@ -108,12 +121,7 @@ void inspect(const FunctionCallbackInfo<Value>& info) {
     set(isolate, result, "isRefCounted",
         v8::Boolean::New(isolate, native->query(typeid(IRefCounted)) == static_cast<void*>(native)));
     set(isolate, result, "refCount", v8::Number::New(isolate, native->refCount()));
-    // An object's own class names its counting policy.
-    const std::string type = common::platform::typeName(typeid(*native));
-    for (const std::string_view policy : {"SingleThreadRC", "StrictSingleThreadRC", "ConcurrentRC"}) {
-        if (type.find("common::" + std::string(policy)) == std::string::npos) continue;
-        set(isolate, result, "counting", text(isolate, policy));
-    }
+    set(isolate, result, "counting", text(isolate, countingOf(*native)));
     std::vector<std::string> interfaces;
     for (const KnownType& known : kInterfaces) {
         if (native->supports(*known.id) != (native->query(*known.id) != nullptr)) interfaces.emplace_back("undecided");
