@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "common/utils/lock.h"
+#include "common/v8binding/v8utils.h"
 
 namespace common::js {
 
@@ -64,7 +65,7 @@ void Receivers::leave() noexcept {
 void Receivers::link(ReceiverList& home, Environment& environment, v8::Local<v8::Object> object,
                      ComPtr<IRefCounted> native, bool isComponent) {
     IRefCounted* const address = native.get();
-    const v8::Local<v8::External> field = v8::External::New(m_isolate, address);
+    const v8::Local<v8::External> field = makeExternal(m_isolate, address);
     ReceiverList added;
     added.push_back({std::move(native), &environment, &home, isComponent, v8::Global<v8::Object>(m_isolate, object)});
     added.back().object.SetWeak();
@@ -78,7 +79,7 @@ Receiver* Receivers::searchTable(v8::Local<v8::Object> object) {
     if (object->InternalFieldCount() != 1) return nullptr;
     const v8::Local<v8::Data> field = object->GetInternalField(0);
     if (!field->IsValue() || !field.As<v8::Value>()->IsExternal()) return nullptr;
-    const auto found = m_table.find(field.As<v8::Value>().As<v8::External>()->Value());
+    const auto found = m_table.find(externalValue(field.As<v8::Value>().As<v8::External>()));
     if (found == m_table.end() || found->second->object != object) return nullptr;
     m_last = &*found->second;
     return m_last;
@@ -100,7 +101,7 @@ void Receivers::retire(Receiver& receiver) noexcept {
     {
         const v8::HandleScope scope(m_isolate);
         const v8::Local<v8::Object> object = receiver.object.Get(m_isolate);
-        if (!object.IsEmpty()) object->SetInternalField(0, v8::External::New(m_isolate, nullptr));
+        if (!object.IsEmpty()) object->SetInternalField(0, makeExternal(m_isolate, nullptr));
     }
     receiver.object.Reset();
     if (m_innermost == nullptr) return;

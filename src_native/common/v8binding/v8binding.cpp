@@ -41,7 +41,7 @@ void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info) {
     if (receiver->InternalFieldCount() == 1) {
         const v8::Local<v8::Data> field = receiver->GetInternalField(0);
         released = field->IsValue() && field.As<v8::Value>()->IsExternal() &&
-                   field.As<v8::Value>().As<v8::External>()->Value() == nullptr;
+                   js::externalValue(field.As<v8::Value>().As<v8::External>()) == nullptr;
     }
     const std::string_view message =
         released ? "Illegal invocation: shutdown() has released this object" : "Illegal invocation";

@@ -3,6 +3,7 @@
 #include "common/com/comptr.h"
 #include "common/com/disposable.h"
 #include "common/v8binding/receivers.h"
+#include "common/v8binding/v8utils.h"
 
 namespace common::js {
 
@@ -36,7 +37,7 @@ void disposeWrapped(IRefCounted& native) {
 
 void V8WeakReferenceHolder::bind(v8::Isolate* isolate, v8::Local<v8::Object> wrapper) {
     auto* const native =
-        static_cast<IRefCounted*>(wrapper->GetInternalField(0).As<v8::Value>().As<v8::External>()->Value());
+        static_cast<IRefCounted*>(externalValue(wrapper->GetInternalField(0).As<v8::Value>().As<v8::External>()));
     m_bound = false;
     m_handle.Reset(isolate, wrapper);
     m_bound = true;
