@@ -21,10 +21,12 @@
 #   zeb_add_script_test(<stem> [FILE <file>] [NATIVE] [LABEL <label>] [TIMEOUT <seconds>])
 include_guard(GLOBAL)
 include(${CMAKE_CURRENT_LIST_DIR}/locate.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/runtime_headers.cmake)
 
 set(ZEB_TOOLCHAIN_DIR ${PROJECT_SOURCE_DIR}/toolchain)
 set(ZEB_SANITIZE "" CACHE STRING "address, thread (Linux) or trap (undefined behaviour ends the process, Windows)")
 set(ZEB_RUNTIME_HEADERS "" CACHE PATH "header set of the desktop runtime (include/node); default: Node.js's headers")
+set(ZEB_RUNTIME_LIB "" CACHE FILEPATH "node.lib of that runtime; default: looked for beside the headers")
 set(ZEB_ENGINE "" CACHE PATH "folder of an engine with the product's flags, for native script tests (toolchain/engine)")
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(ZEB_LINUX ON)
@@ -117,13 +119,13 @@ add_library(zeb_windows_link INTERFACE)
 if(ZEB_CROSS)
   target_link_options(zeb_windows_link INTERFACE
     LINKER:/debug:full LINKER:/opt:ref LINKER:/opt:icf LINKER:/incremental:no LINKER:/manifest:no
-    LINKER:/dynamicbase LINKER:/highentropyva LINKER:/nxcompat LINKER:/guard:cf
+    LINKER:/dynamicbase LINKER:/highentropyva LINKER:/nxcompat LINKER:/guard:cf LINKER:/cetcompat
     LINKER:/Brepro LINKER:/pdbaltpath:%_PDB% LINKER:/pdbsourcepath:/build LINKER:/lldignoreenv)
   list(TRANSFORM ZEB_SYSTEM_LIBS REPLACE "(.+)" "${ZEB_SYSROOT}/lib/\\1.lib" OUTPUT_VARIABLE _system_libs)
   target_link_libraries(zeb_windows_link INTERFACE ${ZEB_SYSROOT}/lib/cxx.lib ${_system_libs})
 elseif(ZEB_MSVC)
   target_link_options(zeb_windows_link INTERFACE
-    /DEBUG:FULL /OPT:REF /OPT:ICF /INCREMENTAL:NO /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /guard:cf /Brepro)
+    /DEBUG:FULL /OPT:REF /OPT:ICF /INCREMENTAL:NO /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT /guard:cf /CETCOMPAT /Brepro)
   target_link_libraries(zeb_windows_link INTERFACE
     kernel32 user32 gdi32 advapi32 ole32 oleaut32 shell32 version wevtapi runtimeobject)
 endif()
@@ -192,30 +194,8 @@ else()
   set(ZEB_NODE_LIB ${ZEB_SYSROOT}/lib/node.lib)
 endif()
 
-# The V8 flags and the module version that a header set's own config.gypi states.
-function(_zeb_read_runtime_headers dir definitions)
-  file(READ ${dir}/config.gypi gypi)
-  set(result)
-  foreach(pair IN ITEMS
-      v8_enable_pointer_compression=V8_COMPRESS_POINTERS
-      v8_enable_pointer_compression_shared_cage=V8_COMPRESS_POINTERS_IN_SHARED_CAGE
-      v8_enable_31bit_smis_on_64bit_arch=V8_31BIT_SMIS_ON_64BIT_ARCH
-      v8_enable_sandbox=V8_ENABLE_SANDBOX)
-    string(REPLACE "=" ";" pair ${pair})
-    list(GET pair 0 variable)
-    list(GET pair 1 definition)
-    if(gypi MATCHES "['\"]${variable}['\"]: *['\"]?(1|true)")
-      list(APPEND result ${definition})
-    endif()
-  endforeach()
-  if(NOT gypi MATCHES "['\"]node_module_version['\"]: *['\"]?([0-9]+)")
-    message(FATAL_ERROR "${dir}/config.gypi names no node_module_version")
-  endif()
-  list(APPEND result NODE_EMBEDDER_MODULE_VERSION=${CMAKE_MATCH_1})
-  set(${definitions} ${result} PARENT_SCOPE)
-endfunction()
-
-# The import library of one release's node.exe: mangled names follow V8's signatures, which change between releases.
+# The import library of one runtime, from its program or its own library: mangled names follow V8's signatures, which
+# change between releases.
 function(_zeb_make_node_library flavour node)
   set(script ${ZEB_TOOLCHAIN_DIR}/sysroot/imports/make_import_library.py)
   set(library ${CMAKE_BINARY_DIR}/${flavour}/node.lib)
@@ -233,12 +213,18 @@ foreach(_flavour IN LISTS ZEB_FLAVOURS)
   set(_definitions)
   if(_flavour STREQUAL "desktop" AND ZEB_RUNTIME_HEADERS)
     set(_headers ${ZEB_RUNTIME_HEADERS})
-    _zeb_read_runtime_headers(${ZEB_RUNTIME_HEADERS} _definitions)
+    zeb_read_runtime_headers(${ZEB_RUNTIME_HEADERS} _definitions)
+    if(ZEB_CROSS)
+      zeb_find_runtime_library(${ZEB_RUNTIME_HEADERS} _library)
+      _zeb_make_node_library(desktop ${_library})
+    elseif(ZEB_MSVC)
+      zeb_find_runtime_library(${ZEB_RUNTIME_HEADERS} ZEB_LIB_desktop)
+    endif()
   elseif(_flavour STREQUAL "desktop")
     set(_definitions NODE_EMBEDDER_MODULE_VERSION=123 V8_COMPRESS_POINTERS V8_COMPRESS_POINTERS_IN_SHARED_CAGE
         V8_31BIT_SMIS_ON_64BIT_ARCH V8_ENABLE_SANDBOX)
   elseif(_flavour STREQUAL "node" AND ZEB_ENGINE)
-    _zeb_read_runtime_headers(${_headers} _definitions)
+    zeb_read_runtime_headers(${_headers} _definitions)
   elseif(_flavour MATCHES "^node([0-9]+)$")
     set(_headers ${ZEB_NODE${CMAKE_MATCH_1}_LINUX}/include/node)
     if(ZEB_CROSS)
@@ -260,7 +246,9 @@ function(zeb_add_flavour_library target)
 endfunction()
 
 # A Node add-on for one runtime: <build>/<flavour>/<output name>.node, the PDB beside it. Its imports from node.exe are
-# bound at run time to whatever program hosts it, so applications may rename their executable.
+# bound at run time to whatever program hosts it, so applications may rename their executable. System DLLs are looked for
+# in system32 alone, because the folder of an add-on may be writable for everybody: by the loader, which knows the flag
+# from Windows 10 1607 on, and by the helper for delay-loaded ones, whatever the release.
 function(zeb_add_node_addon target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR;OUTPUT_NAME" "SOURCES;LIBS")
   if(NOT arg_OUTPUT_NAME)
@@ -282,16 +270,19 @@ function(zeb_add_node_addon target)
   if(TARGET node_library_${arg_FLAVOUR})
     add_dependencies(${target} node_library_${arg_FLAVOUR})
     target_link_libraries(${target} PRIVATE ${CMAKE_BINARY_DIR}/${arg_FLAVOUR}/node.lib)
+  elseif(ZEB_LIB_${arg_FLAVOUR})
+    target_link_libraries(${target} PRIVATE ${ZEB_LIB_${arg_FLAVOUR}})
   else()
     target_link_libraries(${target} PRIVATE ${ZEB_NODE_LIB})
   endif()
   if(ZEB_CROSS)
     target_link_libraries(${target} PRIVATE ${ZEB_SYSROOT}/lib/delayload.lib)
-    target_link_options(${target} PRIVATE LINKER:/delayload:node.exe)
+    target_link_options(${target} PRIVATE LINKER:/delayload:node.exe LINKER:/delayload:wevtapi.dll
+      LINKER:/merge:.after=.data LINKER:/dependentloadflag:0x800)  # .after: see delay_load.cpp
   else()
     target_sources(${target} PRIVATE ${ZEB_TOOLCHAIN_DIR}/cmake/delayhook.cpp)
     target_link_libraries(${target} PRIVATE delayimp)
-    target_link_options(${target} PRIVATE /DELAYLOAD:node.exe)
+    target_link_options(${target} PRIVATE /DELAYLOAD:node.exe /DELAYLOAD:wevtapi.dll /IGNORE:4199 /DEPENDENTLOADFLAG:0x800)
   endif()
 endfunction()
 
@@ -360,6 +351,7 @@ function(zeb_add_script_test stem)
   if(ZEB_CROSS)
     set(node ${ZEB_NODE_WIN}/bin/node.exe)
     set(drive Z:)
+    list(APPEND environment ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)  # the stand-ins for system DLLs
   elseif(ZEB_ENGINE AND arg_NATIVE)
     set(node /opt/node)
     set(drive)

@@ -3,6 +3,8 @@
 #include <node.h>
 #include <uv.h>
 #include <windows.h>
+// after windows.h
+#include <delayimp.h>
 
 #include <memory>
 #include <string>
@@ -99,7 +101,42 @@ void dictionary(const FunctionCallbackInfo<Value>& info) {
         shape->NewInstance(isolate->GetCurrentContext(), v8::MemorySpan<v8::MaybeLocal<Value>>(values, 2)));
 }
 
-void callMissing(const FunctionCallbackInfo<Value>&) { zebSelftestMissing(); }
+// Works while the process ends, too.
+void say(const std::string& text) {
+    DWORD written = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
+// What a crash reporter reads that knows the exception.
+LONG CALLBACK decode(EXCEPTION_POINTERS* pointers) {
+    const EXCEPTION_RECORD& exception = *pointers->ExceptionRecord;
+    if (exception.ExceptionCode == 0xC06D007F && exception.NumberParameters == 1) {
+        const auto& info = *reinterpret_cast<const DelayLoadInfo*>(exception.ExceptionInformation[0]);
+        const bool sound = info.cb == sizeof info && info.dlp.fImportByName && !info.pfnCur && info.pidd &&
+                           *info.ppfn && info.hmodCur == GetModuleHandleW(nullptr);
+        say(std::string("record: ") + (sound ? "sound " : "broken ") + info.szDll + ' ' + info.dlp.szProcName + ' ' +
+            std::to_string(info.dwLastError) + '\n');
+    }
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
+void callMissing(const FunctionCallbackInfo<Value>&) {
+    AddVectoredExceptionHandler(1, decode);
+    zebSelftestMissing();
+}
+
+bool endIsTold = false;
+
+struct Ending {
+    const char* what;
+    ~Ending() {
+        if (endIsTold) say(what);
+    }
+};
+Ending staticObject{"a static object ends\n"};
+thread_local Ending threadObject{"a thread's object ends\n"};
+
+void tellEnd(const FunctionCallbackInfo<Value>&) { endIsTold = threadObject.what != nullptr; }
 
 std::unique_ptr<PointerWindow> window;
 
@@ -118,6 +155,13 @@ void pointer(const FunctionCallbackInfo<Value>& info) {
 }  // namespace
 }  // namespace selftest
 
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
+    if (reason == DLL_PROCESS_DETACH && selftest::endIsTold) {
+        selftest::say(reserved ? "the process ends\n" : "the module is unloaded\n");
+    }
+    return TRUE;
+}
+
 // The exported name alone registers the module: node_register_module_v<module version>.
 extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object> exports, v8::Local<v8::Value>,
                                                            v8::Local<v8::Context>) {
@@ -128,6 +172,7 @@ extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object>
     NODE_SET_METHOD(exports, "onPoolThread", onPoolThread);
     NODE_SET_METHOD(exports, "dictionary", dictionary);
     NODE_SET_METHOD(exports, "callMissing", callMissing);
+    NODE_SET_METHOD(exports, "tellEnd", tellEnd);
     NODE_SET_METHOD(exports, "openWindow", openWindow);
     NODE_SET_METHOD(exports, "closeWindow", closeWindow);
     NODE_SET_METHOD(exports, "pointer", pointer);

@@ -65,6 +65,17 @@ test('a host that lacks a function is named, with the function', () => {
   const { status, stderr } = runNode(process.execPath, `require(${JSON.stringify(file)}).callMissing()`);
   assert.equal(status, 0xc06d007f, 'the code that Windows users know: procedure not found');
   assert.match(stderr, /selftest\.node: node\.exe has no zebSelftestMissing/);
+  assert.match(stderr, /^record: sound node\.exe zebSelftestMissing 127$/m, 'what crash reporters decode');
+});
+
+// Modules end in the order opposite to their start, so the first one's words come after everything of the second.
+test('the end of the process destroys no objects of a module', () => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
+  const copies = ['first.node', 'second.node'].map((name) => path.join(folder, name));
+  for (const copy of copies) fs.copyFileSync(file, copy);
+  const { status, stderr } = runNode(process.execPath,
+    `for (const copy of ${JSON.stringify(copies)}) require(copy).tellEnd(); process.exitCode = 5;`);
+  assert.deepEqual({ status, stderr }, { status: 5, stderr: 'the process ends\nthe process ends\n' });
 });
 
 test('raw pointer input reaches Windows programs', { skip: x11.available ? false : 'needs a desktop session' }, async () => {

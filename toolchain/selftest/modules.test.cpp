@@ -9,6 +9,21 @@
 
 using namespace selftest;
 
+// The program is its own host: it imports this function, late, under the other name.
+extern "C" __declspec(dllexport) double zebSelftestJoin(double first, double second, double third, double fourth) {
+    return first * 1000 + second * 100 + third * 10 + fourth;
+}
+extern "C" __declspec(dllimport) double zebSelftestOfHost(double, double, double, double);
+
+// In place of the C runtime's, which has none when it has no memory.
+static bool namesAreRefused = false;
+extern "C" const char* __cdecl __std_type_info_name(void* record, void* list) {
+    using Function = decltype(&__std_type_info_name);
+    static const auto real = reinterpret_cast<Function>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ucrtbase.dll"), "__std_type_info_name")));
+    return namesAreRefused ? nullptr : real(record, list);
+}
+
 namespace {
 
 void expectAll(const Checks& checks) {
@@ -36,6 +51,21 @@ private:
 };
 
 TEST(Program, LanguageAndLibrary) { expectAll(allChecks()); }
+
+// The linker's thunk keeps them where the helper, as any function, may have its home space.
+TEST(Program, FloatingPointArgumentsSurviveTheFirstCallOfADelayLoadedFunction) {
+    EXPECT_EQ(zebSelftestOfHost(1, 2, 3, 4), 1234);
+    EXPECT_EQ(zebSelftestOfHost(5, 6, 7, 8), 5678);
+}
+
+TEST(Program, ATypeHasANameWithoutMemoryToo) {
+    namesAreRefused = true;
+    const char* const name = typeid(Square).name();
+    namesAreRefused = false;
+    ASSERT_NE(name, nullptr);
+    EXPECT_STREQ(name, "?AUSquare@selftest@@");
+    EXPECT_STREQ(typeid(Square).name(), "struct selftest::Square");
+}
 
 TEST(Dll, LanguageAndLibrary) {
     LoadedProbe probe;

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Make a short-form import library (OUT.lib), from mingw-w64's library or from an image's export table.
+"""Make a short-form import library (OUT.lib), from another import library or from an image's export table.
 
     make_import_library.py LLVM_LIB OUT.lib libfoo.a      mingw-w64's import library, which may name several DLLs
     make_import_library.py LLVM_LIB OUT.lib program.exe   the exports of a program
+    make_import_library.py LLVM_LIB OUT.lib runtime.lib   a runtime's own import library, short-form too
 
 mingw-w64's own import libraries are not linked: theirs are long-form objects, so that unused imports stay in the
 product, and they bring in helpers compiled for another ABI without control-flow-guard marks.
@@ -83,6 +84,11 @@ def mingw_exports(path):
     return exports
 
 
+def with_views(symbols):
+    views = {name.replace(MICROSOFT_VIEW, LIBCXX_VIEW): entry for name, entry in symbols.items() if MICROSOFT_VIEW in name}
+    return {**symbols, **views}
+
+
 def image_exports(path):
     """The same for an image's export table. Forwarders are left out; code is what lies in an executable section."""
     data = path.read_bytes()
@@ -108,9 +114,21 @@ def image_exports(path):
         rva, = struct.unpack_from('<I', data, offset(functions) + 4 * ordinal)
         if not table_rva <= rva < table_rva + table_size:
             symbols[name] = (name, bool(section_of(rva)[9] & 0x20000000))
-    for name in [n for n in symbols if MICROSOFT_VIEW in n]:
-        symbols[name.replace(MICROSOFT_VIEW, LIBCXX_VIEW)] = symbols[name]
-    return {path.name: symbols}
+    return {path.name: with_views(symbols)}
+
+
+def library_exports(path):
+    """The same for a runtime's import library. Whatever it calls the program, modules call their host node.exe."""
+    symbols = {}
+    for member in archive_members(path.read_bytes()):
+        if member[:4] == b'\0\0\xff\xff' and struct.unpack_from('<H', member, 6)[0] == 0x8664:
+            kind, = struct.unpack_from('<H', member, 18)
+            if kind >> 2 & 7 == 1:  # imported by its name
+                name = c_string(member, 20)
+                symbols[name] = (name, kind & 3 == 0)
+    if not symbols:
+        sys.exit(f'{path} is no import library for x86-64')
+    return {'node.exe': with_views(symbols)}
 
 
 def definition(dll, symbols):
@@ -123,7 +141,8 @@ def definition(dll, symbols):
 
 def main():
     llvm_lib, out, source = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-    exports = mingw_exports(source) if source.suffix == '.a' else image_exports(source)
+    read = {'.a': mingw_exports, '.lib': library_exports}.get(source.suffix, image_exports)
+    exports = read(source)
     with tempfile.TemporaryDirectory() as folder:
         parts = []
         for dll, symbols in sorted(exports.items()):

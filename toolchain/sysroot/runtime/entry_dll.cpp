@@ -1,5 +1,6 @@
-// Entry point of a DLL. Its static objects, which compiled code registers with atexit, end with the DLL (FreeLibrary,
-// or the end of the process) and not when the host calls exit().
+// Entry point of a DLL. Its static objects, which compiled code registers with atexit, end when the DLL is unloaded,
+// and not when the host calls exit(). At the end of the process they do not end at all: the system has ended the other
+// threads by then, wherever they were, so that a destructor could wait for a lock for ever or meet half a list.
 #include "runtime.h"
 
 extern "C" {
@@ -24,6 +25,7 @@ BOOL WINAPI __attribute__((weak)) DllMain(HINSTANCE, DWORD, LPVOID) { return TRU
 static void detach() {
     if (attached) {
         attached = false;
+        endThread();
         _execute_onexit_table(&atexitTable);
         freeTypeNames();
     }
@@ -45,9 +47,7 @@ BOOL WINAPI _DllMainCRTStartup(HINSTANCE instance, DWORD reason, LPVOID reserved
         return FALSE;
     }
     const BOOL result = DllMain(instance, reason, reserved);
-    if (reason == DLL_PROCESS_DETACH) {
-        // Also when the process ends (reserved is set), as with Microsoft's runtime: destructors of static objects run
-        // in both cases. By then the process has no other threads.
+    if (reason == DLL_PROCESS_DETACH && !reserved) {  // reserved: the process ends
         detach();
     }
     return result;

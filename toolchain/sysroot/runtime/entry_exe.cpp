@@ -13,6 +13,7 @@ char** __cdecl _get_initial_narrow_environment();
 int* __cdecl __p___argc();
 char*** __cdecl __p___argv();
 int __cdecl _crt_atexit(Procedure);
+void __cdecl _register_thread_local_exe_atexit_callback(PIMAGE_TLS_CALLBACK);
 [[noreturn]] void __cdecl terminate();
 
 int __cdecl atexit(Procedure procedure) { return _crt_atexit(procedure); }
@@ -32,6 +33,7 @@ void mainCRTStartup() {
     if (_configure_narrow_argv(1) != 0 || _initialize_narrow_environment() != 0 || !runInitializers()) {
         ExitProcess(255);
     }
+    _register_thread_local_exe_atexit_callback([](PVOID, DWORD, PVOID) { endThread(); });  // exit() does it first
     exit(main(*__p___argc(), *__p___argv(), _get_initial_narrow_environment()));
 }
 

@@ -19,4 +19,7 @@ void freeTypeNames();
 
 void __cdecl __dyn_tls_on_demand_init();
 
+// Destroys the calling thread's thread_locals.
+void endThread();
+
 }  // extern "C"

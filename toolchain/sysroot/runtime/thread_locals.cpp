@@ -60,20 +60,24 @@ int __cdecl __tlregdtor(Procedure destructor) {
     return 0;
 }
 
-// Called by the loader for each thread that starts or ends and at the end of the process. Objects with constructors
-// demand it by this name.
+void endThread() {
+    while (DestructorBlock* block = destructors) {
+        if (block->count) {
+            block->destructors[--block->count]();  // may register another one
+        } else {
+            destructors = block->next;
+            HeapFree(GetProcessHeap(), 0, block);
+        }
+    }
+}
+
+// Called by the loader for each thread that starts or ends. It also tells that the image ends, but not whether with the
+// process: that is for the entry points. Objects with constructors demand this by its name.
 void NTAPI __dyn_tls_init(PVOID, DWORD reason, PVOID) {
     if (reason == DLL_THREAD_ATTACH) {
         __dyn_tls_on_demand_init();
-    } else if (reason == DLL_THREAD_DETACH || reason == DLL_PROCESS_DETACH) {
-        while (DestructorBlock* block = destructors) {
-            if (block->count) {
-                block->destructors[--block->count]();  // may register another one
-            } else {
-                destructors = block->next;
-                HeapFree(GetProcessHeap(), 0, block);
-            }
-        }
+    } else if (reason == DLL_THREAD_DETACH) {
+        endThread();
     }
 }
 __attribute__((section(".CRT$XLC"), used)) PIMAGE_TLS_CALLBACK zebTlsCallback = __dyn_tls_init;

@@ -24,7 +24,8 @@ namespace std {
 type_info::~type_info() {}
 
 const char* type_info::name() const noexcept {
-    return __std_type_info_name(const_cast<void*>(static_cast<const void*>(&__data)), &names);
+    const char* const name = __std_type_info_name(const_cast<void*>(static_cast<const void*>(&__data)), &names);
+    return name ? name : &__data.__decorated_name[1];  // there is no memory for the readable one
 }
 
 int type_info::__compare(const type_info& other) const noexcept {
