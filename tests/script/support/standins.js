@@ -1,5 +1,5 @@
-// The stand-ins for the system's services: scripted here, found by the module through the real loader and the real
-// activation. Both live in DLLs beside the module and keep their state per process.
+// The stand-ins for the system's services: scripted here, found by the module through the real loader (in system32) and
+// the real activation. They keep their state per process.
 'use strict';
 const path = require('node:path');
 const { buildFile } = require('./zebbridge'); // first: the loader itself must have found what the module imports
@@ -12,7 +12,7 @@ const value = (item) => (typeof item === 'boolean' ? String(Number(item)) : Stri
 
 // A stand-in's two functions; see tests/standins/Windows/control_text.h.
 function standin(file) {
-  const library = addon.loadStandin(buildFile('node', file));
+  const library = addon.loadStandin(file);
   return {
     command: (...lines) => addon.commandStandin(library, lines.map((line) => line.map(value).join('\t')).join('\n')),
     report: (topic) => JSON.parse(addon.reportStandin(library, topic)),
@@ -20,9 +20,11 @@ function standin(file) {
 }
 
 // ---- the event log --------------------------------------------------------------------------------------------------
-const log = standin('wevtapi.dll');
+const logFile = path.join(process.env.SystemRoot, 'system32', 'wevtapi.dll');
+const log = standin(logFile);
 
 const eventlog = {
+  file: logFile,
   // Replaces the whole log:
   //   channels  [{ name, status }]          what every query names; a status other than 0 cannot be read
   //   records   [xml, ...]                  oldest first
@@ -48,7 +50,7 @@ const eventlog = {
 };
 
 // ---- the activatable classes ----------------------------------------------------------------------------------------
-const server = standin('runtime-classes.dll');
+const server = standin(buildFile('node', 'runtime-classes.dll'));
 
 const classes = {
   Uri: 'Windows.Foundation.Uri',
@@ -161,6 +163,8 @@ const imports = {
   watch: (module = 'zebbridge.node') => addon.watchImports(module),
   // Lets a function answer without asking the system, until the next `take`.
   answer: (name, result, lastError = 0) => addon.answerImport(name, result, lastError),
+  // Of each library whose functions a module binds late: { library, functions, bound, readOnly }.
+  late: (module = 'zebbridge.node') => JSON.parse(addon.lateImports(module)),
   // The calls since the last time; forgets the answers too.
   take: () => JSON.parse(addon.takeImportCalls()),
 };

@@ -128,6 +128,39 @@ napi_value watchImports(const Arguments& arguments) {
     return desktop::toScript(arguments.env(), watch(reinterpret_cast<std::byte*>(image)));
 }
 
+bool isReadOnly(const void* address) {
+    MEMORY_BASIC_INFORMATION memory{};
+    return VirtualQuery(address, &memory, sizeof memory) != 0 && memory.Protect == PAGE_READONLY;
+}
+
+// Of each library whose functions a module binds late: how many there are, how many are bound, how many of their places
+// cannot be written to. As JSON.
+napi_value lateImports(const Arguments& arguments) {
+    const HMODULE module = GetModuleHandleW(arguments.wideText(0).c_str());
+    if (module == nullptr) desktop::throwLastError("GetModuleHandleW");
+    auto* const image = reinterpret_cast<std::byte*>(module);
+    const auto at = [image](DWORD offset) { return static_cast<void*>(image + offset); };
+    const auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
+    const auto headers = static_cast<const IMAGE_NT_HEADERS*>(at(static_cast<DWORD>(dos->e_lfanew)));
+    const DWORD table = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_DELAY_IMPORT].VirtualAddress;
+    std::vector<std::string> libraries;
+    for (auto each = static_cast<const IMAGE_DELAYLOAD_DESCRIPTOR*>(at(table)); each->DllNameRVA != 0; ++each) {
+        int functions = 0;
+        int bound = 0;
+        int readOnly = 0;
+        auto name = static_cast<const IMAGE_THUNK_DATA*>(at(each->ImportNameTableRVA));
+        auto slot = static_cast<std::byte* const*>(at(each->ImportAddressTableRVA));
+        for (; name->u1.AddressOfData != 0; ++name, ++slot, ++functions) {
+            if (*slot < image || *slot >= image + headers->OptionalHeader.SizeOfImage) ++bound;
+            if (isReadOnly(slot)) ++readOnly;
+        }
+        JsonObject library;
+        library.add("library", static_cast<const char*>(at(each->DllNameRVA))).add("functions", functions);
+        libraries.push_back(library.add("bound", bound).add("readOnly", readOnly).text());
+    }
+    return desktop::toScript(arguments.env(), standins::jsonArray(libraries));
+}
+
 // Name, result, last error.
 napi_value answerImport(const Arguments& arguments) {
     const std::string name = arguments.text(0);
@@ -149,7 +182,10 @@ napi_value takeImportCalls(const Arguments& arguments) {
 }  // namespace
 
 std::vector<desktop::NamedFunction> importFunctions() {
-    return {{"watchImports", &watchImports}, {"answerImport", &answerImport}, {"takeImportCalls", &takeImportCalls}};
+    return {{"watchImports", &watchImports},
+            {"answerImport", &answerImport},
+            {"takeImportCalls", &takeImportCalls},
+            {"lateImports", &lateImports}};
 }
 
 }  // namespace control

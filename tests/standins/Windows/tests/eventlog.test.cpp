@@ -48,7 +48,7 @@ protected:
         return text;
     }
 
-    StandinClient log{L"wevtapi.dll"};
+    StandinClient log{L"system32\\wevtapi.dll"};
     decltype(&EvtQuery) evtQuery = log.function<decltype(EvtQuery)>("EvtQuery");
     decltype(&EvtNext) evtNext = log.function<decltype(EvtNext)>("EvtNext");
     decltype(&EvtRender) evtRender = log.function<decltype(EvtRender)>("EvtRender");

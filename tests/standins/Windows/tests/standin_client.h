@@ -9,7 +9,7 @@
 
 namespace standins {
 
-/// Steers one stand-in from a test program. The DLLs lie in the folder "node" of the build; the program three below it.
+/// Steers one stand-in from a test program. Its file is named from the build folder; the program lies three below that.
 class StandinClient {
 public:
     explicit StandinClient(std::wstring_view file) : m_path(folder() + std::wstring(file)) {
@@ -46,7 +46,7 @@ private:
         wchar_t program[MAX_PATH] = L"";
         std::wstring path(&program[0], GetModuleFileNameW(nullptr, &program[0], MAX_PATH));
         for (int level = 0; level != 4; ++level) path.resize(path.rfind(L'\\'));
-        return path + L"\\node\\";
+        return path + L"\\";
     }
 
     std::wstring m_path;
