@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "bridge/host_check.h"
 #include "bridge/module_pin.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
@@ -89,6 +90,7 @@ const node::node_module& moduleRecord() {
 
 void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::Local<v8::Context> context, void*) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+    if (!checkHost(isolate, context)) return;
     const v8::HandleScope scope(isolate);
     try {
         fillExports(isolate, exports, context);

@@ -3,15 +3,17 @@
 #include <shellapi.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "../control_text.h"
 
-// A program that hosts the module and is no Node.js: it takes the record that the module hands over while it is loaded,
-// and of the engine it has nothing but the first function that the module's entry calls.
+// A host of the module that is no Node.js: it takes the record that the module hands over while it is loaded, and of
+// the engine it has no more than the module needs in order to be loaded.
 //
 //   recording-host MODULE    prints what came, as JSON
+//   divided-host MODULE      the same, from a libnode.dll beside the program
 
 using standins::JsonObject;
 
@@ -97,7 +99,16 @@ Isolate* Isolate::GetCurrent() { throw EngineReached(); }
 
 }  // namespace v8
 
-int main() {
+// What else the module must find. Never called, for nobody gets past the function above.
+#pragma comment( \
+    linker,      \
+    "/export:?NewFromUtf8@String@v8@@SA?AV?$MaybeLocal@VString@v8@@@2@PEAVIsolate@2@PEBDW4NewStringType@2@H@Z=engineFunction")
+#pragma comment( \
+    linker, "/export:?Error@Exception@v8@@SA?AV?$Local@VValue@v8@@@2@V?$Local@VString@v8@@@2@V32@@Z=engineFunction")
+#pragma comment(linker, "/export:?ThrowException@Isolate@v8@@QEAA?AV?$Local@VValue@v8@@@2@V32@@Z=engineFunction")
+extern "C" void engineFunction() { std::abort(); }
+
+extern "C" __declspec(dllexport) int runRecordingHost() {
     int count = 0;
     wchar_t** const arguments = CommandLineToArgvW(GetCommandLineW(), &count);
     if (count != 2) return 2;

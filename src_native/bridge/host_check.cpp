@@ -1,0 +1,160 @@
+#include "bridge/host_check.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "bridge/host_imports.h"
+#include "common/v8binding/small_integer.h"
+#include "common/v8binding/v8utils.h"
+
+// Only calls into the engine, and reads inside the objects that it hands out, are safe before the flags are known. So
+// nothing here asks a value for its type or its fields by an inlined accessor, but for what is compared.
+
+namespace zeb {
+
+namespace {
+
+using Values = v8::internal::ValueHelper;
+
+#ifdef V8_ENABLE_SANDBOX
+constexpr bool kSandbox = true;
+#else
+constexpr bool kSandbox = false;
+#endif
+
+/// One of the engine's build flags, as its configuration calls it, and whether the module was compiled with it.
+struct Flag {
+    std::string_view name;
+    bool on;
+};
+
+constexpr Flag kReferences[] = {
+    {"v8_enable_pointer_compression", v8::internal::PointerCompressionIsEnabled()},
+    {"v8_enable_sandbox", kSandbox},
+};
+constexpr Flag kIntegers = {"v8_enable_31bit_smis_on_64bit_arch", v8::internal::SmiValuesAre31Bits()};
+
+v8::MaybeLocal<v8::Value> property(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<v8::Value> object,
+                                   std::string_view name) {
+    v8::Local<v8::String> key;
+    v8::Local<v8::Object> holder;
+    if (!v8::String::NewFromUtf8(isolate, name.data(), v8::NewStringType::kNormal, static_cast<int>(name.size()))
+             .ToLocal(&key) ||
+        !object->ToObject(context).ToLocal(&holder)) {
+        return {};
+    }
+    return holder->Get(context, key);
+}
+
+// Where the engine keeps its constants depends on these flags: compared are the undefined that it hands out, and the
+// word at the place where the module's headers expect its reference.
+bool referencesFit(v8::Isolate* isolate, v8::Local<v8::Context> context) {
+    v8::Local<v8::Value> undefined;
+    if (!property(isolate, context, context->Global(), "undefined").ToLocal(&undefined))
+        return true;  // no engine to ask
+    return Values::ValueAsAddress(*undefined) == Values::ValueAsAddress(*v8::Undefined(isolate));
+}
+
+bool integersFit(v8::Isolate* isolate) {
+    constexpr std::int32_t kNumber = -1234567;
+    std::int64_t read = 0;
+    return common::js::readSmallInteger(v8::Integer::New(isolate, kNumber), read) && read == kNumber;
+}
+
+/// The flags that the runtime says its engine was built with: `process.config.variables`, where there is such a thing.
+class Configuration {
+public:
+    Configuration(v8::Isolate* isolate, v8::Local<v8::Context> context) : m_isolate(isolate), m_context(context) {
+        v8::Local<v8::Value> value = context->Global();
+        for (const std::string_view name : {"process", "config", "variables"}) {
+            if (!property(isolate, context, value, name).ToLocal(&value)) return;
+        }
+        m_variables = value;
+    }
+
+    /// Whether the runtime says the opposite of what the module was compiled for.
+    bool contradicts(const Flag& flag) const {
+        v8::Local<v8::Value> value;
+        double number = 0;
+        return !m_variables.IsEmpty() && property(m_isolate, m_context, m_variables, flag.name).ToLocal(&value) &&
+               value->NumberValue(m_context).To(&number) && (number == 0 || number == 1) && (number == 1) != flag.on;
+    }
+
+private:
+    v8::Isolate* m_isolate;
+    v8::Local<v8::Context> m_context;
+    v8::Local<v8::Value> m_variables;
+};
+
+/// The flags that do not fit, as a list of what the module was compiled with and one of what this engine has.
+class Differences {
+public:
+    void add(const Flag& flag) {
+        append(m_compiled, flag.name, flag.on);
+        append(m_found, flag.name, !flag.on);
+    }
+    /// One of these, and it is not known which.
+    template <std::size_t Count>
+    void addUnknown(const Flag (&flags)[Count]) {
+        for (const Flag& flag : flags) append(m_compiled, flag.name, flag.on);
+        m_found += m_found.empty() ? "others" : ", others";
+    }
+    std::string text() const {
+        return "this zebbridge was compiled for an engine with " + m_compiled + ", and this program's has " + m_found;
+    }
+
+private:
+    static void append(std::string& list, std::string_view name, bool on) {
+        if (!list.empty()) list += ", ";
+        list += name;
+        list += on ? "=1" : "=0";
+    }
+
+    std::string m_compiled;
+    std::string m_found;
+};
+
+std::string mismatch(v8::Isolate* isolate, v8::Local<v8::Context> context) {
+    v8::TryCatch tryCatch(isolate);  // script may have put anything in place of process.config
+    const bool references = referencesFit(isolate, context);
+    const bool integers = integersFit(isolate);
+    Differences differences;
+    if (!references) {
+        const Configuration configuration(isolate, context);
+        bool known = false;
+        for (const Flag& flag : kReferences) {
+            if (!configuration.contradicts(flag)) continue;
+            differences.add(flag);
+            known = true;
+        }
+        if (!known) differences.addUnknown(kReferences);
+    }
+    if (!integers) differences.add(kIntegers);
+    common::js::keepTermination(isolate, tryCatch);
+    return references && integers ? std::string() : differences.text();
+}
+
+void throwError(v8::Isolate* isolate, const char* text) {
+    v8::Local<v8::String> message;
+    if (!v8::String::NewFromUtf8(isolate, text).ToLocal(&message)) return;  // then it has thrown
+    isolate->ThrowException(v8::Exception::Error(message));
+}
+
+}  // namespace
+
+bool checkHost(v8::Isolate* isolate, v8::Local<v8::Context> context) noexcept {
+    try {
+        std::string problem = missingImport();
+        if (problem.empty()) problem = mismatch(isolate, context);
+        if (problem.empty()) return true;
+        throwError(isolate, problem.c_str());
+    } catch (const std::exception& failure) {
+        throwError(isolate, failure.what());
+    }
+    return false;
+}
+
+}  // namespace zeb

@@ -1,0 +1,3 @@
+extern "C" int runRecordingHost();
+
+int main() { return runRecordingHost(); }
