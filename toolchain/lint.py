@@ -3,6 +3,7 @@
 
   format     C++ sources are as clang-format writes them
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in theirs
+  catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no package registry's address, nothing that only its writers understand
   tidy       clang-tidy over the product's sources, each as the first build that has it compiles it; results are kept
              in CACHE
@@ -87,6 +88,20 @@ def check_layers():
     return errors
 
 
+# std::bad_cast, std::bad_typeid and std::bad_exception may come from the C runtime, whose objects have another layout than
+# the C++ library's: a reference finds what() in both, a copy would be made by the wrong one's rules.
+CAUGHT_BY_VALUE = re.compile(r'\bcatch\s*\(\s*(const\s+)?std::\w+(\s+const)?\s*\w*\s*\)')
+
+
+def check_catches():
+    errors = []
+    for name in tracked('.cpp', '.h'):
+        for number, line in enumerate((ROOT / name).read_text(encoding='utf-8').splitlines(), 1):
+            if CAUGHT_BY_VALUE.search(line):
+                errors.append(f'{name}:{number}: catch it by reference')
+    return errors
+
+
 # Written so that this file does not match itself.
 FORBIDDEN = [
     (re.compile(r'\b[s]pec(ification)?s?\.md\b|\bthe [s]pec(ification)?\b|\b[P]arts? \d+\.\d+|\b[s]eed document', re.I),
@@ -168,6 +183,7 @@ def main():
     checks = {
         'format': lambda: check_format(llvm),
         'layers': check_layers,
+        'catches': check_catches,
         'words': check_words,
         'tidy': lambda: check_tidy(llvm, builds, cache),
     }

@@ -3,7 +3,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
-const { startScript, runScript, debugScript, temporaryFolder } = require('./support/processes');
+const { TERMINATED, startScript, runScript, debugScript, temporaryFolder } = require('./support/processes');
 const { until } = require('./support/until');
 const desktop = require('./support/desktop');
 const x11 = require('./support/x11');
@@ -103,7 +103,7 @@ test('an assertion failure shows its report in an error box and ends the process
   await x11.waitForWindow('^FAILURE$', 30000);  // for everybody to see, not only for the system
   await dismissBox(child.pid, EMPTY_POINTER);
   const { status, stdout } = await child.ended;
-  assert.deepEqual({ status, stdout }, { status: 3, stdout: '' });
+  assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });
 });
 
 test('the process stands still behind the box', { skip }, async () => {
@@ -116,7 +116,7 @@ test('the process stands still behind the box', { skip }, async () => {
   const { status, stdout } = await child.ended;
   assert.equal(stdout, before);
   assert.match(stdout, /before\n$/);
-  assert.equal(status, 3);
+  assert.equal(status, TERMINATED);
 });
 
 test('a method that throws what is no exception', { skip }, async () => {
@@ -124,7 +124,7 @@ test('a method that throws what is no exception', { skip }, async () => {
   await dismissBox(child.pid, report('RUNTIME_FAILURE', 'common::js::getFunctionTemplate::<lambda_1>::operator ()',
     'common/include/common/v8binding/v8binding', 197, 'Unexpected exception type'));
   const { status, stdout } = await child.ended;
-  assert.deepEqual({ status, stdout }, { status: 3, stdout: '' });
+  assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });
 });
 
 test('a component that cannot be made stops the loading', { skip }, async () => {
@@ -134,7 +134,7 @@ test('a component that cannot be made stops the loading', { skip }, async () => 
   await dismissBox(child.pid, report('m_instance', 'common::ComPtr<struct zeb::Component>::operator ->',
     'common/include/common/com/comptr', 180, 'ComPtr<struct zeb::Component> is not dereferencible'));
   const { status, stdout } = await child.ended;
-  assert.deepEqual({ status, stdout }, { status: 3, stdout: '' });
+  assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });
 });
 
 test('under a debugger the report goes there first, and the process stops in it', { skip }, async () => {
@@ -147,7 +147,7 @@ test('under a debugger the report goes there first, and the process stops in it'
   const { exitCode, debugStrings, exceptions } = await ended;
   assert.deepEqual(debugStrings, [EMPTY_POINTER]);
   assert.equal(exceptions.filter(({ code }) => code === BREAKPOINT).length, 2);  // the loader's own, then ours
-  assert.equal(exitCode, 3);
+  assert.equal(exitCode, TERMINATED);
 });
 
 test('an assertion failure on a string that the engine does not make', { skip }, async () => {
@@ -155,5 +155,5 @@ test('an assertion failure on a string that the engine does not make', { skip },
   await dismissBox(child.pid, report('maybeJsStr.ToLocal(&jsStr) && !jsStr.IsEmpty()', 'common::js::makeStr',
     'common/include/common/v8binding/v8utils', 28, 'Fail to allocate js string: (%1 {0})'));
   const { status } = await child.ended;
-  assert.equal(status, 3);
+  assert.equal(status, TERMINATED);
 });

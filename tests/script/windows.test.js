@@ -6,7 +6,7 @@ const path = require('node:path');
 const { zebbridge } = require('./support/zebbridge');
 const { winrt, system, registry, windows, imports } = require('./support/standins');
 const desktop = require('./support/desktop');
-const { startScript } = require('./support/processes');
+const { TERMINATED, startScript } = require('./support/processes');
 const { until } = require('./support/until');
 
 const component = zebbridge.windows;
@@ -233,7 +233,7 @@ describe('openExternalIgnoringAppLinking', () => {
         assert.match(report, /v8binding\(197\):Unexpected exception type/);
         desktop.addon.postMessage(box.window, 0x0010 /* WM_CLOSE */, 0);
         const { status, stdout } = await child.ended;
-        assert.strictEqual(status, 3);
+        assert.strictEqual(status, TERMINATED);
         assert.strictEqual(stdout, '');
       });
     }

@@ -88,20 +88,30 @@ class Image {
         return this.importsOf(13);
     }
 
-    // Of the load configuration: the flags and the number of functions in the control-flow guard table.
+    // Of the load configuration: the flags and the number of functions in the control-flow guard table, the number of
+    // continuations of exception handlers, and where the loader looks for the DLLs that the image needs.
     get guard() {
         const { rva } = this.directories[10];
-        return { functions: Number(this.u64(rva + 136)), flags: this.u32(rva + 144) };
+        return {
+            functions: Number(this.u64(rva + 136)),
+            flags: this.u32(rva + 144),
+            continuations: Number(this.u64(rva + 272)),
+        };
     }
 
-    // The PDB that debuggers look for, and whether the image says that it is reproducible.
+    get dependentLoadFlags() {
+        return this.bytes.readUInt16LE(this.offset(this.directories[10].rva + 78));
+    }
+
+    // The PDB that debuggers look for, whether the image says that it is reproducible, and its further properties.
     get debug() {
         const { rva, size } = this.directories[6];
-        const result = { reproducible: false };
+        const result = { reproducible: false, properties: 0 };
         for (let at = rva; at < rva + size; at += 28) {
             const type = this.u32(at + 12);
             if (type === 2) result.pdb = this.text(this.u32(at + 20) + 24);
             if (type === 16) result.reproducible = true;
+            if (type === 20) result.properties = this.u32(this.u32(at + 20));
         }
         return result;
     }

@@ -13,6 +13,10 @@ const desktop = require(${JSON.stringify(path.join(__dirname, 'desktop.js'))});
 const { until, turn } = require(${JSON.stringify(path.join(__dirname, 'until.js'))});
 `;
 
+// The exit code of std::terminate: Windows ends such a process by a fast fail, Wine's C runtime with a code of its own.
+const onWine = process.platform === 'win32' && fs.existsSync(path.join(process.env.SystemRoot, 'system32', 'winecfg.exe'));
+const TERMINATED = onWine ? 3 : 0xc0000409;
+
 const temporaryFolder = () => fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
 
 function prepare(script, { prelude = true } = {}) {
@@ -64,4 +68,4 @@ async function debugScript(script, { milliseconds = 60000, lastException = 0 } =
   return { ...seen, output };
 }
 
-module.exports = { startScript, runScript, debugScript, temporaryFolder };
+module.exports = { TERMINATED, startScript, runScript, debugScript, temporaryFolder };
