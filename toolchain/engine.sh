@@ -2,8 +2,8 @@
 #
 #   ZEB_ENGINE   the archive of one; by default ../shared/engine/engine.tar.xz beside the checkout, if there is one
 #
-# An archive is unpacked into the cache, where every checkout finds it from then on. What is in it, and how it is made:
-# engine/README.md.
+# An archive is unpacked into the cache, where every checkout finds it from then on; ./zeb engine builds one into the same
+# place. See engine/README.md.
 
 unpack_engine() {  # archive, folder
     local work
@@ -32,6 +32,21 @@ check_engine() {
     refusal=$(toolchain/engine/run "$ENGINE/root" /opt/node --version 2>&1 >/dev/null) ||
         die "the engine does not start here: $refusal" \
             "bubblewrap needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1"
+}
+
+verb_engine() {
+    local work=$ZEB_CACHE/engine-build folder free
+    setup_linux
+    mkdir -p "$work"
+    free=$(df --output=avail -B1G "$work" | tail -n 1)
+    [ -e "$work/.compiled" ] || [ "$free" -ge 12 ] || die "the disk has $free GB left" "12 are needed below $ZEB_CACHE"
+    step "build the engine (two hours on two processors; ./zeb engine goes on where it was interrupted)" \
+        nice toolchain/engine/build "$work" "$ENGINE_RELEASE" "$ZEB_JOBS" ||
+        die "the engine is not complete" "./zeb engine goes on where it stopped; its folder: $work"
+    folder=engine-$(sha256sum <"$work/engine/root/opt/node" | cut -c1-12)
+    [ -d "$ZEB_CACHE/$folder" ] || mv -T "$work/engine" "$ZEB_CACHE/$folder" || exit
+    ln -sfnT "$folder" "$ZEB_CACHE/engine" && rm -rf "$work"
+    echo "./zeb test engine now runs in $ZEB_CACHE/$folder"
 }
 
 lane_engine() {  # [stem]
