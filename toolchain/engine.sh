@@ -11,6 +11,7 @@ unpack_engine() {  # archive, folder
     tar xJf "$1" -C "$work" && [ -x "$work/root/opt/node" ] && [ -e "$work/include/node/config.gypi" ] ||
         { rm -rf "$work"; die "$1 cannot be unpacked as an engine" "is the archive whole, and enough disk left? it takes 200 MB"; }
     chmod 755 "$work"
+    [ -e "$work/root/usr/lib64" ] || mv "$work/root/lib64" "$work/root/usr/"  # where this machine's /lib64 points to
     mv -T "$work" "$2" 2>/dev/null || rm -rf "$work"
 }
 
@@ -29,7 +30,7 @@ find_engine() {
 
 check_engine() {
     local refusal
-    refusal=$(toolchain/engine/run "$ENGINE/root" /opt/node --version 2>&1 >/dev/null) ||
+    refusal=$(toolchain/in-root "$ENGINE/root" /opt/node --version 2>&1 >/dev/null) ||
         die "the engine does not start here: $refusal" \
             "bubblewrap needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1"
 }

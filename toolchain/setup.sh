@@ -28,10 +28,7 @@ xdotool xdotool
 xvfb Xvfb
 xz-utils xz
 END
-    if [ -n "$ZEB_WINE_ROOT" ]; then  # Wine and its libraries are in a root of their own
-        echo bubblewrap bwrap
-        return
-    fi
+    [ -z "$ZEB_WINE_ROOT" ] || return 0  # Wine and its libraries are in a root of their own
     cat <<END
 libxcomposite1 /usr/lib/x86_64-linux-gnu/libXcomposite.so.1
 libxcursor1 /usr/lib/x86_64-linux-gnu/libXcursor.so.1
