@@ -6,12 +6,12 @@
 # place. See engine/README.md.
 
 unpack_engine() {  # archive, folder
-    local work
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
-    tar xJf "$1" -C "$work" && [ -x "$work/root/opt/node" ] && [ -e "$work/include/node/config.gypi" ] ||
+    local work root
+    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX") root=$work/root
+    tar xJf "$1" -C "$work" && [ -x "$root/opt/node" ] && [ -e "$work/include/node/config.gypi" ] ||
         { rm -rf "$work"; die "$1 cannot be unpacked as an engine" "is the archive whole, and enough disk left? it takes 200 MB"; }
     chmod 755 "$work"
-    [ -e "$work/root/usr/lib64" ] || mv "$work/root/lib64" "$work/root/usr/"  # where this machine's /lib64 points to
+    [ -e "$root/usr/lib64" ] || mv "$root/lib64" "$root/usr/"  # where this machine's /lib64 points to
     mv -T "$work" "$2" 2>/dev/null || rm -rf "$work"
 }
 
@@ -36,7 +36,7 @@ check_engine() {
 }
 
 verb_engine() {
-    local work=$ZEB_CACHE/engine-build folder free
+    local work=$ZEB_CACHE/engine-build folder free made
     setup_linux
     mkdir -p "$work"
     free=$(df --output=avail -B1G "$work" | tail -n 1)
@@ -44,8 +44,9 @@ verb_engine() {
     step "build the engine (two hours on two processors; ./zeb engine goes on where it was interrupted)" \
         nice toolchain/engine/build "$work" "$ENGINE_RELEASE" "$ZEB_JOBS" ||
         die "the engine is not complete" "./zeb engine goes on where it stopped; its folder: $work"
-    folder=engine-$(sha256sum <"$work/engine/root/opt/node" | cut -c1-12)
-    [ -d "$ZEB_CACHE/$folder" ] || mv -T "$work/engine" "$ZEB_CACHE/$folder" || exit
+    made=$work/engine
+    folder=engine-$(sha256sum <"$made/root"/opt/node | cut -c1-12)
+    [ -d "$ZEB_CACHE/$folder" ] || mv -T "$made" "$ZEB_CACHE/$folder" || exit
     ln -sfnT "$folder" "$ZEB_CACHE/engine" && rm -rf "$work"
     echo "./zeb test engine now runs in $ZEB_CACHE/$folder"
 }
