@@ -10,6 +10,13 @@ const bench = require(path.join(modulesFolder, 'bench_module.node'));
 const loadTime = Number(process.hrtime.bigint() - loadStart);
 const peers = require(path.join(modulesFolder, 'bench_peers.node'));
 
+// The package's own stream over the measured module, as its loader would have found it.
+const root = path.join(__dirname, '..');
+const loader = path.join(root, 'lib', 'native.js');
+require.cache[loader] = { id: loader, filename: loader, loaded: true,
+  exports: { native: { windows: {}, msix_auto_updater: {}, ...bench }, supported: true } };
+const { PointerStream } = require(path.join(root, 'pointer.js'));
+
 const RECORDS = Number(process.env.ZEB_BENCH_RECORDS || 1000000);
 const BATCHES = [1, 8, 64, 1024];
 
@@ -80,6 +87,7 @@ function stream(start, push, stop, total, batch) {
 }
 
 let capture = null;
+const pointer = new PointerStream();
 const contenders = {
   zebbridge: [
     (onRecord) => {
@@ -89,6 +97,11 @@ const contenders = {
     },
     (count) => bench.raw.burst(count),
     () => capture.stopCapturing(),
+  ],
+  'zebbridge/pointer': [
+    (onRecord) => pointer.removeAllListeners().on('motion', onRecord).start(),
+    (count) => bench.raw.burst(count),
+    () => pointer.stop(),
   ],
   obvious: [bench.raw.startObvious, bench.raw.pushObvious, bench.raw.stopObvious],
   'thread-safe function': [peers.start, peers.push, peers.stop],
@@ -100,18 +113,31 @@ function pureScript(total) {
   return Number(process.hrtime.bigint() - begin) / total;
 }
 
+// What a listener of a stream costs, as a multiple of the plain callback: the fastest of many short rounds of each, in
+// turn, because the machine's other work only ever adds to a round.
+async function streamRatio(batch) {
+  const best = { zebbridge: Infinity, 'zebbridge/pointer': Infinity };
+  for (let round = 0; round < 300; round++) {
+    for (const name of Object.keys(best)) {
+      best[name] = Math.min(best[name], await stream(...contenders[name], batch * Math.ceil(2048 / batch), batch));
+    }
+  }
+  return best['zebbridge/pointer'] / best.zebbridge;
+}
+
 async function events() {
   const rows = {};
   for (const batch of BATCHES) {
     const total = Math.max(batch, Math.floor(RECORDS / (batch === 1 ? 10 : batch === 8 ? 4 : 1) / batch) * batch);
     const row = (rows[batch] = {});
-    for (let round = 0; round < 3; round++) {
+    for (let round = 0; round < 5; round++) {
       for (const [name, [start, push, stop]] of Object.entries(contenders)) {
         (row[name] ??= []).push(await stream(start, push, stop, total, batch));
       }
       (row['pure script'] ??= []).push(pureScript(total));
     }
     for (const name of Object.keys(row)) row[name] = median(row[name]);
+    row.streamRatio = await streamRatio(batch);
   }
   return rows;
 }
