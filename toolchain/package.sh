@@ -78,7 +78,7 @@ build_again() {
 
 lane_package() {
     verb_package || return
-    build windows-package desktop_control || return
+    build windows-package desktop_control standin_control || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
     case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac
     ZEB_PACKAGE_TOOLS=$ZEB_PACKAGE_TOOLS run_tests package windows-package "$1"

@@ -34,8 +34,9 @@ for (const input of Object.keys(metafile.inputs)) {
 const packages = new Set(Object.keys(metafile.inputs).map((input) => /node_modules\/((@[^/]+\/)?[^/]+)/.exec(input)?.[1])
   .filter(Boolean));
 for (const name of packages) {
-  const { version, homepage } = JSON.parse(fs.readFileSync(path.join(modules, name, 'package.json'), 'utf8'));
+  const { version, homepage, license } = JSON.parse(fs.readFileSync(path.join(modules, name, 'package.json'), 'utf8'));
   const licence = fs.readFileSync(path.join(modules, name, 'LICENSE'), 'utf8').trim();
+  const line = '='.repeat(100);
   fs.appendFileSync(path.join(content, 'THIRD_PARTY_NOTICES'),
-    `${'-'.repeat(78)}\n${name} ${version} (${homepage})\nbundled into lib/event_worker_source.js\n\n${licence}\n\n`);
+    `\n${line}\n${name} ${version} (${homepage}), in lib/event_worker_source.js: ${license} License\n${line}\n\n${licence}\n`);
 }

@@ -1,0 +1,144 @@
+'use strict';
+
+// The modules beside the plain one, as they are in the tarball: with the real binary, in bundles and in archives.
+
+const assert = require('node:assert');
+const fs = require('node:fs');
+const path = require('node:path');
+const { after, before, describe, test } = require('node:test');
+const { App, snippets, tools } = require('./support/app.js');
+const { run, runInWindows } = require('./support/run.js');
+
+const built = path.join(process.env.ZEB_BUILD, 'node');
+const XML = "<Event><System><EventID>404</EventID><Level>2</Level></System><EventData><Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>";
+
+// An event log of one record, for the binary that is used; then everything in short.
+const main = (head) => `${head}
+  const control = require(${JSON.stringify(`Z:${built}/standin-control.node`)});
+  const log = control.loadStandin(${JSON.stringify(`Z:${built}/wevtapi.dll`)});
+  control.commandStandin(log, ${JSON.stringify(`reset\nchannel\tA\t0\nrecord\t${XML}`)});
+  const pointer = new PointerStream();
+  console.log(pointer.start().capturing, pointer.stop().capturing);
+  (async () => {
+    console.log(await applyUpdate('C:/app.msix').catch(({ code }) => code));
+    const [{ id, level, data }] = await updateErrors();
+    console.log(id, level, data.ErrorCode);
+  })();`;
+const REQUIRE = main(`const { PointerStream } = require('zebbridge/pointer');
+  const { applyUpdate, updateErrors } = require('zebbridge/updates');`);
+const IMPORT = main(`import { createRequire } from 'node:module';
+  import { PointerStream } from 'zebbridge/pointer';
+  import { applyUpdate, updateErrors } from 'zebbridge/updates';
+  const require = createRequire(import.meta.url);`);
+const WORKS = 'true false\nERR_INVALID_URL\n404 error 0x80073cf3\n';
+
+describe('zebbridge/pointer and zebbridge/updates', () => {
+    let app;
+    before(() => (app = new App()));
+    after(() => app.remove());
+
+    // The loader looks for what a binary imports beside it first.
+    const withLog = (folder) => fs.copyFileSync(path.join(built, 'wevtapi.dll'), path.join(folder, 'wevtapi.dll'));
+    const works = (file) => {
+        const { status, out, err } = runInWindows([`Z:${file}`]);
+        assert.strictEqual(err, '');
+        assert.strictEqual(out, WORKS);
+        assert.strictEqual(status, 0);
+    };
+    const prebuilds = 'prebuilds/win32-x64';
+
+    test('work when they are required and imported', () => {
+        withLog(path.join(app.installed, prebuilds));
+        works(app.write('main.js', REQUIRE));
+        works(app.write('main.mjs', IMPORT));
+    });
+
+    test('say on this system what is missing when they are started', () => {
+        app.write('missing.js', `const { PointerStream } = require('zebbridge/pointer');
+            const { applyUpdate, updateErrors } = require('zebbridge/updates');
+            const say = ({ code, message }) => console.log(code, message.split(';')[0]);
+            try { new PointerStream().start(); } catch (error) { say(error); }
+            applyUpdate('https://example.com/app.msix').catch(say).then(() => updateErrors()).catch(say);`);
+        const { status, out } = run(process.execPath, [app.path('missing.js')]);
+        assert.match(out, /^(ERR_ZEBBRIDGE_UNAVAILABLE zebbridge has no binary for linux-x64 with module version \d+\n){3}$/);
+        assert.strictEqual(status, 0);
+    });
+
+    test('bring their library along, and nothing to look for', () => {
+        const files = fs.readdirSync(path.join(app.installed, 'lib'));
+        assert.ok(files.includes('event_worker_source.js') && !files.includes('event_worker.js'));
+        const source = fs.readFileSync(path.join(app.installed, 'lib/event_worker_source.js'), 'utf8');
+        assert.doesNotMatch(source, /xmldom\/xmldom|__dirname/);
+        const notices = fs.readFileSync(path.join(app.installed, 'THIRD_PARTY_NOTICES'), 'utf8');
+        assert.match(notices, /^@xmldom\/xmldom \d+\.\d+\.\d+ .*MIT License\n=+\n\nCopyright/m);
+    });
+
+    const bundlers = snippets('docs/packaging.md').filter(({ name }) => name);
+    const bundle = {
+        'esbuild.js': () => app.tool(app.path('esbuild.js')),
+        'esbuild-copy.js': () => app.tool(app.path('esbuild-copy.js')),
+        'webpack.config.js': () => app.tool(app.write('run-webpack.js', `require('webpack')(require('./webpack.config.js'),
+            (error, stats) => { process.exitCode = error || stats.hasErrors() ? 1 : 0; });`)),
+    };
+    for (const [name, make] of Object.entries(bundle)) {
+        test(`work in a bundle, made by the page's ${name}`, () => {
+            fs.rmSync(app.path('out'), { recursive: true, force: true });
+            // The stand-ins are not the application's.
+            app.write('main.js', REQUIRE.replace('require("Z:', 'process.mainModule.require("Z:'));
+            app.write(name, bundlers.find((piece) => piece.name === name).text);
+            const { status, out, err } = make();
+            assert.strictEqual(status, 0, out + err);
+            withLog(path.join(app.installed, prebuilds));
+            withLog(app.path('out'));
+            works(app.path('out/main.js'));
+        });
+    }
+
+    test('work in an archive whose binaries are outside', () => {
+        const files = { 'main.js': REQUIRE };
+        for (const name of fs.readdirSync(app.installed, { recursive: true })) {
+            const file = path.join(app.installed, name);
+            if (fs.statSync(file).isFile()) files[`node_modules/zebbridge/${name}`] = fs.readFileSync(file, 'latin1');
+        }
+        app.write('app.archive', JSON.stringify(files));
+        const unpacked = app.path(`app.archive.unpacked/node_modules/zebbridge/${prebuilds}`);
+        fs.cpSync(path.join(app.installed, prebuilds), unpacked, { recursive: true });
+        withLog(unpacked);
+        works(app.write('start.js', `process.env.ZEB_ARCHIVE = require('path').resolve(__dirname, 'app.archive');
+            require(${JSON.stringify(`Z:${path.join(__dirname, 'support/archive-host.js')}`)});`));
+    });
+
+    describe('in TypeScript', () => {
+        const example = fs.readFileSync(path.join(__dirname, 'types/modules.ts'), 'utf8');
+        const check = (compiler, names, text, ...options) => {
+            const files = names.map((name) => app.write(name, text));
+            const fixed = ['--noEmit', '--strict', '--target', 'es2021', '--lib', 'es2021,dom'];
+            return run(process.execPath, [path.join(tools, compiler, 'bin/tsc'), ...fixed, ...options, ...files], { cwd: app.folder });
+        };
+
+        test('type-check with every compiler and resolution', () => {
+            for (const [compiler, names, ...options] of [
+                ['typescript', ['modules.cts', 'modules.mts'], '--module', 'node16'],
+                ['typescript', ['modules.ts'], '--module', 'esnext', '--moduleResolution', 'bundler'],
+                ['typescript', ['modules.ts'], '--module', 'commonjs', '--moduleResolution', 'node10'],
+                ['typescript-4.5', ['modules.ts'], '--module', 'commonjs', '--moduleResolution', 'node'],
+                ['typescript-7.0', ['modules.cts', 'modules.mts'], '--module', 'node16'],
+            ]) {
+                const { status, out } = check(compiler, names, example, ...options);
+                assert.strictEqual(status, 0, `${compiler} ${options.join(' ')}: ${out}`);
+            }
+        });
+
+        test('know Symbol.dispose also where the compiler does', () => {
+            const text = "import { PointerStream } from 'zebbridge/pointer';\n{ using pointer = new PointerStream(); pointer.start(); }\n";
+            const { status, out } = check('typescript', ['using.mts'], text, '--module', 'node16', '--lib', 'es2022,esnext.disposable,dom');
+            assert.strictEqual(status, 0, out);
+        });
+
+        test('are told of each mistake', () => {
+            const mistakes = fs.readFileSync(path.join(__dirname, 'types/modules-mistakes.ts'), 'utf8');
+            const { status, out } = check('typescript', ['mistakes.cts'], mistakes, '--module', 'node16');
+            assert.strictEqual(status, 0, out);
+        });
+    });
+});
