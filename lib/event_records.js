@@ -1,5 +1,6 @@
 'use strict';
 
+const { AsyncResource } = require('node:async_hooks');
 const Module = require('node:module');
 const { Worker } = require('node:worker_threads');
 const source = require('./event_worker_source.js');
@@ -12,20 +13,42 @@ function binaryOf({ msix_auto_updater: updater }) {
   return loaded?.filename;
 }
 
-// Reads the records in a thread of their own, because the event log's service answers when it likes.
+// The thread that reads, because the event log's service answers when it likes. It is made once and stays: the end of
+// any thread that has loaded the native module takes the application's log handler away. While nobody waits for it, it
+// keeps no process.
+let thread = null;
+const waiting = []; // in the order of the requests, which is that of the answers
+const context = new AsyncResource('ZebbridgeEventLog'); // a thread keeps the context that it was made in
+
+function makeThread() {
+  const worker = new Worker(source, { eval: true, execArgv: [] });
+  let failure;
+  worker.on('message', ({ records, error }) => {
+    const { resolve, reject } = waiting.shift();
+    if (waiting.length === 0) worker.unref();
+    if (error === undefined) resolve(records);
+    else reject(Object.assign(new Error(error.message), error.code === undefined ? {} : { code: error.code }));
+  });
+  worker.on('error', (error) => { failure = error; });
+  worker.on('exit', (status) => {
+    thread = null;
+    failure ??= new Error(`The thread that reads the event log ended with ${status}.`);
+    for (const { reject } of waiting.splice(0)) reject(failure);
+  });
+  return worker;
+}
+
 async function readRecords({ query, order, limit }) {
   const { native } = require('./native.js'); // not before: loading it may throw
+  native.hardware.getButtonState(1); // throws where the native part is missing, and after shutdown()
   const file = binaryOf(native);
-  // A module that the thread cannot load is asked here: one that is not there throws its sentence.
+  // A module that the thread cannot load is asked here.
   const texts = file === undefined ? native.msix_auto_updater.getUpdateErrors(query) : undefined;
   return new Promise((resolve, reject) => {
-    const worker = new Worker(source, { eval: true, execArgv: [], workerData: { file, texts, query, order, limit } });
-    worker.on('message', ({ records, error }) => {
-      if (error === undefined) resolve(records);
-      else reject(Object.assign(new Error(error.message), error.code === undefined ? {} : { code: error.code }));
-    });
-    worker.on('error', reject);
-    worker.on('exit', (status) => reject(new Error(`The thread that reads the event log ended with ${status}.`)));
+    thread ??= context.runInAsyncScope(makeThread);
+    thread.postMessage({ file, texts, query, order, limit });
+    thread.ref();
+    waiting.push({ resolve, reject });
   });
 }
 

@@ -1,9 +1,10 @@
 'use strict';
 
-// The thread that reads the event log: { file, texts, query, order, limit } comes, { records } or { error } goes.
+// The thread that reads the event log: for each { file, texts, query, order, limit } that comes, { records } or { error }
+// goes.
 const fs = require('node:fs');
 const path = require('node:path');
-const { parentPort, workerData } = require('node:worker_threads');
+const { parentPort } = require('node:worker_threads');
 const { eventRecord } = require('./event_record.js');
 
 // The application's host may show an archive as a folder, but not to this thread. Its binaries stand beside it then.
@@ -20,9 +21,11 @@ function read({ file, texts, query, order, limit }) {
   return found.slice(0, limit).map(eventRecord);
 }
 
-try {
-  parentPort.postMessage({ records: read(workerData) });
-} catch (error) {
-  // A copy of an error has lost what is not every error's.
-  parentPort.postMessage({ error: { message: String(error?.message ?? error).trim(), code: error?.code } });
-}
+parentPort.on('message', (request) => {
+  try {
+    parentPort.postMessage({ records: read(request) });
+  } catch (error) {
+    // A copy of an error has lost what is not every error's.
+    parentPort.postMessage({ error: { message: String(error?.message ?? error).trim(), code: error?.code } });
+  }
+});

@@ -329,18 +329,54 @@ describe('updateErrors', () => {
   });
 
   test('several at once', async () => {
-    harness.planEventLog([event(), event()]);
-    const all = [];
-    for (let index = 0; index < 3; ++index) all.push(await updateErrors());
-    assert.deepEqual(all.map(({ length }) => length), [2, 2, 2]);
+    harness.planEventLog([event({ id: 1 }), event({ id: 2 })]);
+    const all = await Promise.all([updateErrors(), updateErrors({ order: 'oldest' }), updateErrors({ limit: 1 })]);
+    assert.deepEqual(all.map((records) => records.map(({ id }) => id)), [[2, 1], [1, 2], [2]]);
   });
 
-  test('the log handler is still there afterwards', async () => {
+  test('the log handler stays', async () => {
     const { stdout } = await child(`
       harness.planEventLog([]);
       addon.diagnostics.setLogHandler(console.log);
-      updateErrors().then((records) => { console.log(records.length); harness.writeLog(0, 'heard'); });`);
+      updateErrors().then((records) => console.log(records.length));
+      process.once('beforeExit', () => harness.writeLog(0, 'heard'));`);
     assert.equal(stdout, '0\nheard 0\n');
+  });
+
+  test('a thread that ends rejects, and the next call has a new one', async () => {
+    const { stdout } = await child(`
+      harness.planEventLog([]);
+      process.once('worker', (worker) => worker.terminate());
+      const first = updateErrors().then(console.log, ({ message }) => console.log(message));
+      const second = updateErrors().then(console.log, ({ message }) => console.log(message));
+      Promise.all([first, second]).then(() => updateErrors()).then(console.log);`);
+    assert.match(stdout, /^(The thread that reads the event log ended with [01]\.\n){2}\[\]\n$/);
+  });
+
+  test('after shutdown() it rejects', async () => {
+    const { stdout } = await child(`
+      harness.planEventLog([]);
+      updateErrors().then((records) => {
+        console.log(records.length);
+        addon.shutdown();
+        return updateErrors();
+      }).catch(({ message }) => console.log(message));`);
+    assert.equal(stdout, '0\nIllegal invocation: shutdown() has released this object\n');
+  });
+
+  test('the thread does not keep the context of the first call', async () => {
+    const { stdout } = await child(`
+      const { AsyncLocalStorage } = require('node:async_hooks');
+      harness.planEventLog([]);
+      const storage = new AsyncLocalStorage();
+      let store = {};
+      const reference = new WeakRef(store);
+      storage.run(store, () => updateErrors()).then(async () => {
+        store = null;
+        await until('its collection', async () => { global.gc(); await turn(); return reference.deref() === undefined; });
+        console.log('collected');
+      });`);
+    assert.equal(stdout, 'collected\n');
   });
 
   test('a module that was not loaded by a require is asked on this thread', async () => {
@@ -366,7 +402,7 @@ describe('updateErrors', () => {
 describe('where the native part is missing', () => {
   const sentence = Object.assign(new Error('zebbridge has no binary here'), { code: 'ERR_ZEBBRIDGE_UNAVAILABLE' });
   const refuse = () => { throw sentence; };
-  const native = { hardware: {}, windows: {},
+  const native = { hardware: { getButtonState: refuse }, windows: {},
     msix_auto_updater: { setErrorHandler() {}, getUpdateErrors: refuse, applyUpdate: refuse, dispose() {} } };
 
   test('both reject with its sentence', async () => {
