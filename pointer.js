@@ -82,7 +82,7 @@ function watch() {
     } catch (error) {
       for (const stream of [...running]) stream[kFail](error);
     }
-  }, WATCH_INTERVAL).unref();
+  }, WATCH_INTERVAL);
 }
 
 // ---- streams -------------------------------------------------------------------------------------------------------------

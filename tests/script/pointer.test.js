@@ -518,6 +518,17 @@ test('what follows a listener keeps its context', async () => {
   assert.deepEqual(seen, ['tick A', 'promise A', 'immediate A']);
 });
 
+test('nothing keeps the context that a stream was started in', async () => {
+  const storage = new AsyncLocalStorage();
+  const stream = newStream();
+  let store = {};
+  const reference = new WeakRef(store);
+  storage.run(store, () => stream.start());
+  store = null;
+  await until('its collection', async () => (await counts(), reference.deref() === undefined));
+  assert.equal(stream.capturing, true);
+});
+
 test('an uncaught exception is thrown in that context', async () => {
   const { stdout } = await child(`
     const { AsyncLocalStorage } = require('node:async_hooks');
@@ -720,6 +731,16 @@ test('a stream that runs keeps the process, a stopped one does not', async () =>
     setTimeout(() => push([0, 0, 0, 0, 2, 0, 0]), 50).unref();
     process.on('beforeExit', () => console.log('nothing left to do'));`);
   assert.deepEqual({ status, stdout }, { status: 0, stdout: 'button\nnothing left to do\n' });
+});
+
+test('also while another object has ended the capture', async () => {
+  const { status, stdout } = await child(`
+    stream.on('motion', () => { console.log('moved'); stream.stop(); });
+    stream.start();
+    addon.hardware.capturePointer().stopCapturing();
+    const began = setInterval(() => { if (harness.counts().threads > 0) moves(1); }, 5).unref();
+    globalThis.kept = began;`);
+  assert.deepEqual({ status, stdout }, { status: 0, stdout: 'moved\n' });
 });
 
 test('process.exit in a listener', async () => {
