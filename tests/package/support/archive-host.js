@@ -18,10 +18,11 @@ Module._resolveFilename = function (request, parent, ...rest) {
     if (files.has(inside(request))) return request;
     const from = parent?.filename && inside(parent.filename);
     if (from === undefined || Module.isBuiltin(request)) return resolve.call(this, request, parent, ...rest);
-    const name = request.startsWith('.')
-        ? path.posix.join(path.posix.dirname(from), request)
-        : `node_modules/${request}/index.js`;
-    if (files.has(name)) return path.join(archive, name);
+    const names = request.startsWith('.')
+        ? [path.posix.join(path.posix.dirname(from), request)]
+        : [`node_modules/${request}/index.js`, `node_modules/${request}.js`];
+    const name = names.find((each) => files.has(each));
+    if (name !== undefined) return path.join(archive, name);
     throw Object.assign(new Error(`Cannot find module '${request}'`), { code: 'MODULE_NOT_FOUND' });
 };
 Module._extensions['.js'] = ((extend) => function (module, file) {
