@@ -225,6 +225,21 @@ test('a stream that runs is held, whoever has lost it', async () => {
   await until('the end', () => harness.counts().threads === 0);
 });
 
+test('a stopped stream is held by nobody, also while others run', async () => {
+  const going = newStream();
+  const seen = record(going);
+  going.start();
+  const stopped = [];
+  for (let round = 1; round <= 2; ++round) {
+    const stream = new PointerStream();
+    stream.on('motion', () => stream.stop());
+    stopped.push(new WeakRef(stream.start()));
+    push(motion(1, 0));
+    await until('the event', () => seen.length === round && !stopped.at(-1).deref().capturing);
+  }
+  await until('their collection', async () => (await counts(), stopped.every((each) => each.deref() === undefined)));
+});
+
 test('5,000 streams leave nothing', async () => {
   let collected = 0;
   const registry = new FinalizationRegistry(() => ++collected);
