@@ -3,12 +3,11 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <iterator>
 #include <string_view>
 
 extern "C" {
 
-const extern IMAGE_DOS_HEADER __ImageBase;
+const extern IMAGE_DOS_HEADER __ImageBase;  // NOLINT(bugprone-reserved-identifier): the linker's name
 
 // From the start-up code: the module that provides a delay-loaded DLL's functions, and the end of all changes to the
 // table. toolchain/sysroot/runtime/delay_load.cpp has them, for Microsoft's linker toolchain/cmake/delayhook.cpp.
@@ -53,9 +52,9 @@ bool isHost(const IMAGE_DELAYLOAD_DESCRIPTOR& descriptor) {
 
 void note(const char* name, const char* library, HMODULE module) {
     if (g_missing.name == nullptr) g_missing = {name, library, module};
-    g_cannotReport = g_cannotReport ||
-                     std::any_of(std::begin(kNeededToReport), std::end(kNeededToReport),
-                                 [name](std::string_view start) { return std::string_view(name).starts_with(start); });
+    g_cannotReport = g_cannotReport || std::ranges::any_of(kNeededToReport, [name](std::string_view start) {
+                         return std::string_view(name).starts_with(start);
+                     });
 }
 
 void bind(const IMAGE_DELAYLOAD_DESCRIPTOR& descriptor) {
