@@ -61,19 +61,21 @@ void bind(const IMAGE_DELAYLOAD_DESCRIPTOR& descriptor) {
     const char* const library = at<char>(descriptor.DllNameRVA);
     const HMODULE module = zebDelayLoadedModule(library);
     *at<HMODULE>(descriptor.ModuleHandleRVA) = module;
-    const auto* entry = at<IMAGE_THUNK_DATA>(descriptor.ImportNameTableRVA);
-    auto* slot = at<FARPROC>(descriptor.ImportAddressTableRVA);
-    for (; entry->u1.AddressOfData != 0; ++entry, ++slot) {
-        const char* const name = &at<IMAGE_IMPORT_BY_NAME>(entry->u1.AddressOfData)->Name[0];
-        const FARPROC function = module != nullptr ? GetProcAddress(module, name) : nullptr;
-        DWORD before = 0;
-        if (function == nullptr) {
+    const auto* const entries = at<IMAGE_THUNK_DATA>(descriptor.ImportNameTableRVA);
+    auto* const slots = at<FARPROC>(descriptor.ImportAddressTableRVA);
+    SIZE_T count = 0;
+    while (entries[count].u1.AddressOfData != 0) ++count;
+    DWORD before = 0;  // Microsoft's linker makes the table read-only from the beginning
+    if (VirtualProtect(slots, count * sizeof *slots, PAGE_READWRITE, &before) == FALSE) return;
+    for (SIZE_T i = 0; i != count; ++i) {
+        const char* const name = &at<IMAGE_IMPORT_BY_NAME>(entries[i].u1.AddressOfData)->Name[0];
+        if (const FARPROC function = module != nullptr ? GetProcAddress(module, name) : nullptr) {
+            slots[i] = function;
+        } else {
             note(name, library, module);
-        } else if (VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &before) != FALSE) {
-            *slot = function;
-            VirtualProtect(slot, sizeof *slot, before, &before);
         }
     }
+    VirtualProtect(slots, count * sizeof *slots, before, &before);
 }
 
 template <typename Wanted>
