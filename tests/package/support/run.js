@@ -11,10 +11,15 @@ function run(command, args, options = {}) {
     return { status: done.status, out: done.stdout, err: done.stderr };
 }
 
-// Runs a script in the Windows Node.js, or another program.
+// Runs a script in the Windows Node.js, or another program, with the stand-ins for system DLLs in system32.
 function runInWindows(args, { program = path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), seconds = 120 } = {}) {
     return run(path.join(root, 'toolchain/wine/run'), [program, ...args], {
-        env: { ...process.env, NODE_TEST_CONTEXT: undefined, ZEB_WINE_TIMEOUT: String(seconds) },
+        env: {
+            ...process.env,
+            NODE_TEST_CONTEXT: undefined,
+            ZEB_WINE_TIMEOUT: String(seconds),
+            ZEB_WINE_SYSTEM32: path.join(process.env.ZEB_BUILD, 'system32'),
+        },
         timeout: (seconds + 10) * 1000,
     });
 }
