@@ -641,10 +641,10 @@ test('a full buffer says what it dropped', async () => {
   const iterator = stream.events({ limit: 2 });
   const events = record(stream);
   stream.start();
-  push(motion(1, 5), buttons(2, 0, 0), motion(2, -10), buttons(1, 0, 2), motion(3, 0), motion(4, 0), buttons(0, 2, 0));
+  push(motion(1, 5), buttons(2, 0, 0), motion(2, -10), buttons(0, 0, 2), motion(3, 0), motion(4, 0), buttons(0, 2, 0));
   await until('all', () => events.length === 7);
   assert.deepEqual(await take(iterator, 3), [
-    { type: 'dropped', motions: 3, transitions: 2, offset: { x: 6, y: -5 }, left: 1, middle: 0, right: 2 },
+    { type: 'dropped', motions: 3, transitions: 2, offset: { x: 6, y: -5 }, left: 2, middle: 0, right: 2 },
     { type: 'motion', offset: { x: 4, y: 0 }, screenPoint: { x: 0, y: 0 } },
     { type: 'buttons', left: 0, middle: 2, right: 0 },
   ]);

@@ -176,6 +176,15 @@ describe('applyUpdate', () => {
     assert.equal(status, 1);
   });
 
+  test('shutdown() waits for a running update, of which nobody hears then', async () => {
+    const { stdout, status } = await child(`
+      harness.planDeployments('failed', false);
+      applyUpdate(uri).then(console.log, console.log);
+      addon.shutdown();
+      console.log(harness.counts().deployments);`);
+    assert.deepEqual({ stdout, status }, { stdout: '0\n', status: 0 });
+  });
+
   test('after shutdown() it rejects', async () => {
     const { stdout } = await child(`
       addon.shutdown();
