@@ -2,7 +2,7 @@
 'use strict';
 const assert = require('node:assert/strict');
 const { AsyncLocalStorage, createHook, executionAsyncResource } = require('node:async_hooks');
-const { EventEmitter, once } = require('node:events');
+const { EventEmitter, getEventListeners, once } = require('node:events');
 const path = require('node:path');
 const test = require('node:test');
 const { pathToFileURL } = require('node:url');
@@ -714,6 +714,24 @@ test('a signal ends the loop with an AbortError', async () => {
   const left = stream.events({ signal: early });
   await left.return();
   assert.deepEqual(await left.next(), { value: undefined, done: true });
+});
+
+test('a signal holds no loop but one that waits', async () => {
+  const stream = newStream().start();
+  const { signal } = new AbortController();
+  const listeners = () => getEventListeners(signal, 'abort').length;
+  const iterator = stream.events({ signal });
+  assert.equal(listeners(), 0);
+  const waiting = iterator.next();
+  assert.equal(listeners(), 1);
+  push(motion(1, 0));
+  await waiting;
+  assert.equal(listeners(), 0);
+  const ended = iterator.next();
+  assert.equal(listeners(), 1);
+  stream.stop();
+  assert.deepEqual(await ended, { value: undefined, done: true });
+  assert.equal(listeners(), 0);
 });
 
 test('a loop may wait before the stream starts, and several at once', async () => {
