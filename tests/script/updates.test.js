@@ -83,6 +83,15 @@ describe('applyUpdate', () => {
     assert.equal((await failureOf('second')).message, 'second');
   });
 
+  test('afterwards there is no error handler', async () => {
+    let handler;
+    const updater = { setErrorHandler: (value) => { handler = value; }, getUpdateErrors() {}, applyUpdate() {}, dispose() {} };
+    const update = packageOver({ hardware: {}, msix_auto_updater: updater }).updates.applyUpdate(uri);
+    handler('failed');
+    assert.equal(handler, null);
+    await assert.rejects(update, { name: 'UpdateError', message: 'failed' });
+  });
+
   test('an update may be started where the one before is caught', async () => {
     harness.planDeployments('again', false);
     let count = 0;

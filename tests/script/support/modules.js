@@ -1,27 +1,34 @@
-// The package's own script over a native module of the test's choice, as the loader would have found it.
+// The package's own script over a native module of the test's choice, in place of the one that the loader would find.
 'use strict';
+const fs = require('node:fs');
 const path = require('node:path');
+const vm = require('node:vm');
 
 const root = path.join(__dirname, '..', '..', '..');
-const loader = path.join(root, 'lib', 'native.js');
-const ours = (file) => file.startsWith(root + path.sep) && !file.startsWith(path.join(root, 'tests'));
 
-// Fresh copies of the modules: { index, pointer, updates }. Not every stand-in has every component.
+// Copies of the modules of their own: { index, pointer, updates }. Not every stand-in has every component.
 function packageOver(native, supported = true) {
-  for (const file of Object.keys(require.cache).filter(ours)) {
-    if (!file.endsWith('.node')) delete require.cache[file];
-  }
-  require.cache[loader] = { id: loader, filename: loader, loaded: true, exports: { native: { windows: {}, ...native }, supported },
-    children: [] };
+  const loaded = new Map([[path.join(root, 'lib', 'native.js'), { exports: { native: { windows: {}, ...native }, supported } }]]);
+  const load = (file) => {
+    if (!loaded.has(file)) {
+      const module = { exports: {} };
+      loaded.set(file, module);
+      const requireFrom = (name) => (name.startsWith('.') ? load(path.resolve(path.dirname(file), name)) : require(name));
+      const parameters = ['module', 'exports', 'require', '__filename', '__dirname'];
+      vm.compileFunction(fs.readFileSync(file, 'utf8'), parameters, { filename: file })(
+        module, module.exports, requireFrom, file, path.dirname(file));
+    }
+    return loaded.get(file).exports;
+  };
   return {
     get index() {
-      return require(path.join(root, 'index.js'));
+      return load(path.join(root, 'index.js'));
     },
     get pointer() {
-      return require(path.join(root, 'pointer.js'));
+      return load(path.join(root, 'pointer.js'));
     },
     get updates() {
-      return require(path.join(root, 'updates.js'));
+      return load(path.join(root, 'updates.js'));
     },
   };
 }
