@@ -111,8 +111,8 @@ test('the script on the first page', { skip }, async () => {
   await x11.click(1);
   const { status, stdout, stderr } = await example.ended;
   assert.equal(stderr, '');
-  assert.match(stdout, /^log 0: Native: capture pointer$/m);
+  assert.match(stdout, /^left button down: false\nNative: capture pointer$/m);
   assert.match(stdout, /^moved \{ x: 4, y: -3 \} to \{ x: \d+, y: \d+ \}$/m);
-  assert.match(stdout, /^log 0: Pointer capture released$/m);
+  assert.match(stdout, /^Pointer capture released$/m);
   assert.equal(status, 0);
 });
