@@ -9,7 +9,7 @@ const updater = zebbridge.msix_auto_updater;
 const query = '<QueryList><Query Id="0"><Select Path="Application">*</Select></Query></QueryList>';
 const read = () => updater.getUpdateErrors(query);
 const records = (count) => Array.from({ length: count }, (_, index) => `<Event><EventRecordID>${index}</EventRecordID></Event>`);
-const message = (code) => ({ name: 'Error', message: system.text(code) });
+const message = (code) => ({ name: 'Error', message: system.text(code), code });
 const times = (name) => eventlog.counts()[name];
 
 beforeEach(() => eventlog.configure({ channels: [{ name: 'Application' }] }));

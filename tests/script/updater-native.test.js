@@ -101,7 +101,7 @@ describe('the event log', () => {
 
   test('fails with the text of the system', () => {
     platform.setEventLog(3, 15007);
-    assert.throws(() => updater.getUpdateErrors('x'), { name: 'Error', message: 'System text for 0.\r\n' });
+    assert.throws(() => updater.getUpdateErrors('x'), { name: 'Error', message: 'System text for 0.\r\n', code: 0 });
     assert.strictEqual(platform.openHandles(), 0);
   });
 });

@@ -14,7 +14,7 @@ const component = zebbridge.windows;
 // What system calls gave, seen from inside the module.
 imports.watch();
 beforeEach(() => imports.take());
-const message = (code) => ({ name: 'Error', message: system.text(code) });
+const message = (code) => ({ name: 'Error', message: system.text(code), code });
 
 test('has four methods, in order', () => {
   assert.deepStrictEqual(Object.keys(component), ['registerApplicationRestart', 'openExternalIgnoringAppLinking',

@@ -6,6 +6,7 @@
 #include "common/utils/failure.h"
 #include "common/utils/format.h"
 #include "common/utils/log.h"
+#include "common/utils/system_exception.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/weak_reference_holder.h"
 
@@ -57,8 +58,18 @@ void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept
     return found;
 }
 
+// Called while the failure is caught. What kind it is, its handlers tell: the Windows build has no dynamic_cast.
 void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
-    isolate->ThrowException(v8::Exception::Error(js::makeStr(isolate, std::string_view(failure.what()))));
+    const v8::Local<v8::Value> error = v8::Exception::Error(js::makeStr(isolate, std::string_view(failure.what())));
+    try {
+        throw;
+    } catch (const common_internal::SystemException& refusal) {
+        static_cast<void>(
+            error.As<v8::Object>()->CreateDataProperty(isolate->GetCurrentContext(), internalizedName(isolate, "code"),
+                                                       v8::Integer::NewFromUnsigned(isolate, refusal.systemError())));
+    } catch (...) {  // it has nothing but its text
+    }
+    isolate->ThrowException(error);
 }
 
 void raiseUnexpectedException() {

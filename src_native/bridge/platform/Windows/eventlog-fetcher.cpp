@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "bridge/system_error_text.h"
-#include "common/utils/failure.h"
+#include "common/utils/system_exception.h"
 
 namespace zeb {
 
@@ -20,8 +20,8 @@ namespace {
 
 constexpr std::string_view kFile = "src_native/bridge/platform/Windows/eventlog-fetcher";
 
-common::common_internal::DefaultException failure(std::string_view function, std::uint32_t line, std::uint32_t error) {
-    return {{function, kFile, line}, systemErrorText(error), 0};
+common::common_internal::SystemException failure(std::string_view function, std::uint32_t line, std::uint32_t error) {
+    return {{function, kFile, line}, systemErrorText(error), error};
 }
 
 struct HandleCloser {

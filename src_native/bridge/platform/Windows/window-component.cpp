@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "bridge/system_error_text.h"
-#include "common/utils/failure.h"
+#include "common/utils/system_exception.h"
 #include "common/utils/text.h"
 #include "common/v8binding/v8binding.h"
 
@@ -17,8 +17,8 @@ namespace zeb {
 
 namespace {
 
-common::common_internal::DefaultException failure(std::string_view function, std::uint32_t line, DWORD error) {
-    return {{function, "src_native/bridge/platform/Windows/window-component", line}, systemErrorTextUtf8(error), 0};
+common::common_internal::SystemException failure(std::string_view function, std::uint32_t line, DWORD error) {
+    return {{function, "src_native/bridge/platform/Windows/window-component", line}, systemErrorTextUtf8(error), error};
 }
 
 constexpr std::array kMethods{
