@@ -255,7 +255,7 @@ export interface Windows {
      *
      * @example
      * const { ShowCommand, windows } = require('zebbridge');
-     * const restore = (handle) => windows.setWindowPlacement(handle, 100, 100, 1380, 820, ShowCommand.ShowNormal);
+     * const restore = (hwnd) => windows.setWindowPlacement(hwnd, 100, 100, 1380, 820, ShowCommand.ShowNormal);
      */
     setWindowPlacement(
         windowHandle: number,
