@@ -1,5 +1,8 @@
 #include "common/com/allocator.h"
 
+#include <cstddef>
+#include <new>
+
 #include "common/com/crt_allocator.h"
 #include "common/utils/lock.h"
 
@@ -12,9 +15,11 @@ struct Override {
     ComPtr<Allocator> allocator ZEB_GUARDED_BY(lock);
 };
 
-// Never destroyed: objects may still be made and released while the process runs its exit handlers.
+// Never destroyed: objects may still be made and released while the process runs its exit handlers. In memory that is
+// there, because asking for an allocator cannot fail.
 Override& overrideSlot() {
-    static Override& slot = *new Override;
+    alignas(Override) static std::byte memory[sizeof(Override)];
+    static Override& slot = *new (&memory[0]) Override;
     return slot;
 }
 
