@@ -330,6 +330,7 @@ endfunction()
 #
 #   ZEB_BUILD        the build folder, as the script's own system writes it: <build>/node/zebbridge.node and so on
 #   NODE_PATH        the libraries of the package's own script, which the finished package has inside
+#   ZEB_PATIENCE     how many times longer deadlines are than elsewhere (engines only)
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
 #
 # FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; the label is by default
@@ -342,7 +343,7 @@ function(zeb_add_script_test stem)
   endif()
   if(ZEB_ENGINE)
     set(arg_LABEL engine)
-    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # it is built for tests, not for speed: its start alone takes a second
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 10")  # it is built for tests, not for speed: its start alone takes a second
   endif()
   set(name ${arg_LABEL}-${stem})
   set(file ${CMAKE_CURRENT_SOURCE_DIR}/${arg_FILE})
@@ -356,6 +357,7 @@ function(zeb_add_script_test stem)
     set(node /opt/node)
     set(drive)
     set(runner ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root)
+    list(APPEND environment ZEB_PATIENCE=10)
   elseif(ZEB_LINUX AND arg_NATIVE)
     set(node ${ZEB_NODE_LINUX}/bin/node)
     set(drive)

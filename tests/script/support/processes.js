@@ -5,6 +5,7 @@ const { spawn } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
+const { PATIENCE, until } = require('./until');
 
 // What every child script finds: the module, the desktop helpers and the usual waiting.
 const PRELUDE = `'use strict';
@@ -34,14 +35,13 @@ function startScript(script, { executable = process.execPath, prelude = true, en
   const child = spawn(executable, ['--expose-gc', files.file],
     { stdio: ['ignore', out, err], env: { ...process.env, ...environment } });
   for (const descriptor of [out, err]) fs.closeSync(descriptor);
-  const timer = setTimeout(() => child.kill(), milliseconds);
+  const timer = setTimeout(() => child.kill(), milliseconds * PATIENCE);
   const ended = new Promise((resolve, reject) => {
     child.on('error', reject).on('exit', (status, signal) => {
       clearTimeout(timer);
       resolve({ status, signal, stdout: files.read('out'), stderr: files.read('err') });
     });
   });
-  const { until } = require('./until');
   return {
     pid: child.pid,
     kill: () => child.kill(),

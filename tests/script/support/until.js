@@ -3,8 +3,12 @@
 
 const turn = (milliseconds = 5) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
+// Deadlines are that much longer where everything takes longer.
+const PATIENCE = Number(process.env.ZEB_PATIENCE || 1);
+
 // Resolves with the condition's first truthy value; the condition may be asynchronous.
 async function until(what, condition, milliseconds = 20000) {
+  milliseconds *= PATIENCE;
   for (const deadline = Date.now() + milliseconds; ;) {
     const value = await condition();
     if (value) return value;
@@ -13,4 +17,4 @@ async function until(what, condition, milliseconds = 20000) {
   }
 }
 
-module.exports = { turn, until };
+module.exports = { PATIENCE, turn, until };
