@@ -406,12 +406,20 @@ describe('updateErrors', () => {
     assert.equal((await again.updateErrors()).length, 1);
   });
 
-  test('flags and preloaded scripts of the process do not reach the thread', async () => {
-    const { stdout } = await child(`
+  test('scripts that the application preloads do not run in the thread', async () => {
+    const application = `
+      const { addon, harness } = require(${JSON.stringify(path.join(__dirname, 'support', 'harness.js'))});
+      const { packageOver } = require(${JSON.stringify(path.join(__dirname, 'support', 'modules.js'))});
       harness.planEventLog([]);
-      process.execArgv = ['--require', './not-there.js'];
-      updateErrors().then(console.log, ({ message }) => console.log(message));`);
-    assert.equal(stdout, '[]\n');
+      packageOver(addon).updates.updateErrors().then((records) => process.exit(records.length));`;
+    const { stdout } = await child(`
+      const fs = require('node:fs');
+      const { Worker } = require('node:worker_threads');
+      const preloaded = __filename + '.preload.js';
+      fs.writeFileSync(preloaded, "require('node:fs').appendFileSync(__filename + '.log', 'once ');");
+      new Worker(${JSON.stringify(application)}, { eval: true, execArgv: ['--require', preloaded] })
+        .on('exit', (status) => console.log(status, fs.readFileSync(preloaded + '.log', 'utf8')));`);
+    assert.equal(stdout, '0 once \n');
   });
 });
 
