@@ -40,13 +40,14 @@ const desktop = {
     test.after(() => desktop.closeWindow());
   },
 
-  // Starts and waits until the input thread listens. Wine needs the wake-ups; see wakeSinkWindow.
+  // Starts and waits until the input thread listens. Wine needs the wake-ups, which Windows may refuse; see wakeSinkWindow.
   async startCapturing(capture) {
     capture.startCapturing();
     await desktop.listening();
   },
   async listening() {
-    await until('the sink window', () => addon.wakeSinkWindow());
+    await until('the sink window', () => addon.sinkWindow() !== 0);
+    addon.wakeSinkWindow();
     await until('the registration', () => addon.rawInputRegistrations().length === 1);
   },
   isListening: () => addon.sinkWindow() !== 0,

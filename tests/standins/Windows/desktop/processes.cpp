@@ -2,6 +2,7 @@
 
 #include <tlhelp32.h>
 
+#include <bit>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -207,13 +208,41 @@ napi_value moduleLoaded(const Arguments& arguments) {
     return toScript(arguments.env(), GetModuleHandleW(arguments.wideText(0).c_str()) != nullptr);
 }
 
+// What is registered for this process: { result: HRESULT, commandLine, flags }. Looked up, because not every system has
+// it.
+napi_value restartSettings(const Arguments& arguments) {
+    using Get = HRESULT(WINAPI*)(HANDLE, wchar_t*, DWORD*, DWORD*);
+    const auto get =
+        std::bit_cast<Get>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetApplicationRestartSettings"));
+    wchar_t commandLine[1024] = L"";
+    DWORD size = 1024;
+    DWORD flags = 0;
+    const HRESULT result = get == nullptr ? HRESULT_FROM_WIN32(ERROR_CALL_NOT_IMPLEMENTED)
+                                          : get(GetCurrentProcess(), &commandLine[0], &size, &flags);
+    return Object(arguments.env())
+        .set("result", result)
+        .set("commandLine", std::wstring(&commandLine[0]))
+        .set("flags", flags)
+        .value();
+}
+
+// (process id, PROCESS_MITIGATION_POLICY): the policy's flags, as the system enforces it there.
+napi_value mitigation(const Arguments& arguments) {
+    const Handle process(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, static_cast<DWORD>(arguments.number(0))));
+    if (!process) throwLastError("OpenProcess");
+    DWORD flags = 0;
+    if (!GetProcessMitigationPolicy(process.get(), static_cast<PROCESS_MITIGATION_POLICY>(arguments.number(1)), &flags,
+                                    sizeof flags)) {
+        throwLastError("GetProcessMitigationPolicy");
+    }
+    return toScript(arguments.env(), flags);
+}
+
 }  // namespace
 
 std::vector<NamedFunction> processFunctions() {
-    return {{"debugRun", &DebugRun::start},
-            {"handleCount", &handleCount},
-            {"threadCount", &threadCount},
-            {"moduleLoaded", &moduleLoaded}};
+    return {{"debugRun", &DebugRun::start},  {"handleCount", &handleCount},         {"threadCount", &threadCount},
+            {"moduleLoaded", &moduleLoaded}, {"restartSettings", &restartSettings}, {"mitigation", &mitigation}};
 }
 
 }  // namespace desktop
