@@ -77,7 +77,7 @@ build_again() {
 }
 
 lane_package() {
-    verb_package || return
+    case ${1:-kit} in kit) verb_kit || return ;; *) verb_package || return ;; esac
     build windows-package desktop_control standin_control || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
     case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac

@@ -1,0 +1,3 @@
+// Which runtime this is.
+'use strict';
+console.log(JSON.stringify(process.versions));
