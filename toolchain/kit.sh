@@ -20,14 +20,14 @@ lay_out_kit() {
     for name in $KIT_SCRIPTS; do cp "tests/script/$name.test.js" "$kit/tests/script" || return; done
     for name in $KIT_PROGRAMS; do cp "$built"/*/*/"$name.exe" "$kit/programs" || return; done
     for pair in $PACKAGE_FLAVOURS; do
-        flavour=$kit/native/${pair%:*}
-        mkdir "$flavour" && cp "$kit/zebbridge/prebuilds/win32-x64/zebbridge.abi${pair#*:}.node" "$flavour/zebbridge.node" &&
+        flavour=$kit/native/${pair%:*}/node  # a build folder as scripts know one, for each runtime
+        mkdir -p "$flavour" && cp "$kit/zebbridge/prebuilds/win32-x64/zebbridge.abi${pair#*:}.node" "$flavour/zebbridge.node" &&
             cp "$built/node"/{desktop,standin}-control.node "$flavour" || return  # these fit every runtime
     done
     for pair in $KIT_RUNTIMES; do
         IFS=: read -r flavour release windows linux <<<"$pair"
         for name in binding-probe harness environments; do
-            [ ! -e "$built/$flavour/$name.node" ] || cp "$built/$flavour/$name.node" "$kit/native/$flavour" || return
+            [ ! -e "$built/$flavour/$name.node" ] || cp "$built/$flavour/$name.node" "$kit/native/$flavour/node" || return
         done
         mkdir "$kit/runtimes/node$release" && cp "$windows/bin/node.exe" "$linux/LICENSE" "$kit/runtimes/node$release" || return
     done

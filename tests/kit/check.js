@@ -87,7 +87,7 @@ function count(results) {
 
 // The results of one file of checks, as reporter.js has written them.
 async function resultsOf(runtime, { file, needs, seconds }, environment) {
-  const folder = path.join(environment.ZEB_BUILD, environment.ZEB_FLAVOUR);
+  const folder = path.join(environment.ZEB_BUILD, 'node');
   const missing = needs.find((name) => !fs.existsSync(path.join(folder, name)));
   if (missing) return [{ name: file, result: 'skipped', reason: `the kit has no ${missing} for this runtime` }];
   const results = path.join(work, 'results');
@@ -132,7 +132,7 @@ async function checkRuntime(runtime, short) {
   }
   const temporary = path.join(work, 'files');
   const environment = {
-    ZEB_BUILD: path.join(root, 'native'), ZEB_FLAVOUR: flavour, ZEB_KIT_SHORT: short ? '1' : '',
+    ZEB_BUILD: path.join(root, 'native', flavour), ZEB_KIT_FLAVOUR: flavour, ZEB_FLAVOUR: undefined, ZEB_KIT_SHORT: short ? '1' : '',
     TMP: temporary, TEMP: temporary, NODE_TEST_CONTEXT: undefined, NODE_OPTIONS: undefined,
   };
   const binary = path.join(root, 'zebbridge', 'prebuilds', 'win32-x64', `zebbridge.abi${versions.modules}.node`);
@@ -156,7 +156,7 @@ function bundled() {
 
 // Checks swap the buttons for a moment; whatever happens to one, they are as before at the end.
 async function withButtonsAsFound(work) {
-  const addon = require(path.join(root, 'native', 'node', 'desktop-control.node'));
+  const addon = require(path.join(root, 'native', 'node', 'node', 'desktop-control.node'));
   const swapped = addon.buttonsSwapped();
   try {
     if (swapped) addon.swapButtons(false);

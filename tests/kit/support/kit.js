@@ -61,7 +61,7 @@ module.exports = {
   root, file, buildFile, until, turn, manifest, system, wine, temporaryFolder, run, runScript,
   programs: path.join(root, 'programs'),
   short: Boolean(process.env.ZEB_KIT_SHORT),
-  flavour: process.env.ZEB_FLAVOUR,
+  flavour: process.env.ZEB_KIT_FLAVOUR,
   // Why a check does not run where only Windows has what it is about.
   onlyWindows: (what) => (wine ? `only Windows has ${what}` : false),
   // Has the report keep a text or a figure.
