@@ -5,7 +5,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
-const { programs, flavour, run, note, temporaryFolder } = require('../support/kit');
+const { programs, flavour, short, run, note, temporaryFolder } = require('../support/kit');
 
 // One program is one test, with one inside it per case of the program.
 for (const program of fs.readdirSync(programs).filter((name) => name.endsWith('.exe'))) {
@@ -28,9 +28,10 @@ for (const program of fs.readdirSync(programs).filter((name) => name.endsWith('.
   });
 }
 
-test('a hundred rounds of loading and unloading the DLL', async (t) => {
+const ROUNDS = short ? 5 : 100;
+test(`${ROUNDS} rounds of loading and unloading the DLL`, async (t) => {
   const { status, output, ms } = await run(path.join(programs, 'toolchain-modules.exe'),
-    ['--gtest_filter=Dll.*', '--gtest_repeat=100', '--gtest_brief=1'], { folder: programs, milliseconds: 120000 });
+    ['--gtest_filter=Dll.*', `--gtest_repeat=${ROUNDS}`, '--gtest_brief=1'], { folder: programs, milliseconds: 120000 });
   assert.equal(status, 0, output.slice(-4000));
   note(t, 'took', `${ms} ms`);
 });
