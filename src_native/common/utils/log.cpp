@@ -1,5 +1,7 @@
 #include "common/utils/log.h"
 
+#include <cstddef>
+#include <new>
 #include <utility>
 
 #include "common/utils/lock.h"
@@ -14,9 +16,11 @@ struct Slot {
     std::shared_ptr<Log::Handler> handler ZEB_GUARDED_BY(lock);
 };
 
-// Never destroyed: threads may still write while the process runs its exit handlers.
+// Never destroyed: threads may still write while the process runs its exit handlers. In memory that is there, because
+// the first use may be the removal of a handler, which cannot fail.
 Slot& slot() {
-    static Slot& instance = *new Slot;
+    alignas(Slot) static std::byte memory[sizeof(Slot)];
+    static Slot& instance = *new (memory) Slot;
     return instance;
 }
 
