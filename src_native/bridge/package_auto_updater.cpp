@@ -113,7 +113,15 @@ void WindowsPackageAutoUpdater::applyUpdate(std::string packageUri) {
 void WindowsPackageAutoUpdater::dispose() { m_errorHandler.reset(); }
 
 void WindowsPackageAutoUpdater::onUpdateSignal(uv_async_t* handle) {
-    if (const auto* const ended = static_cast<Update*>(handle->data)) ended->updater().finish(*ended);
+    const auto* const ended = static_cast<Update*>(handle->data);
+    if (ended == nullptr) return;
+    const v8::HandleScope scope(v8::Isolate::GetCurrent());
+    WindowsPackageAutoUpdater& updater = ended->updater();
+    if (updater.environment() != nullptr && updater.environment()->isScriptRefused()) {
+        uv_async_send(handle);
+    } else {
+        updater.finish(*ended);
+    }
 }
 
 void WindowsPackageAutoUpdater::finish(const Update& ended) {

@@ -142,6 +142,11 @@ void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
 
 void PointerCaptureImpl::drain() {
     const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a garbage collection
+    const v8::HandleScope scope(v8::Isolate::GetCurrent());
+    if (environment() != nullptr && environment()->isScriptRefused()) {
+        uv_async_send(m_wake.get());
+        return;
+    }
     bool hasMore = false;
     try {
         hasMore = deliverPending();

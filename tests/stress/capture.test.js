@@ -326,7 +326,7 @@ test('a callback calls shutdown while records keep coming', HOUR, async () => {
   await until('the rest', () => events === 10_000);
   assert.throws(() => hardware.getButtonState(0), { message: 'Illegal invocation: shutdown() has released this object' });
   finish(capture);
-  // This capture object and its driver; the environment's context, what it delivers with and makes wrappers of,
-  // and the object's own handle.
-  assert.deepEqual(await counts(), { blocks: 2, asyncHandles: 2, threads: 0, handles: 5, deployments: 0 });
+  // This capture object and its driver; the environment's context, what it delivers with, makes wrappers of and asks
+  // the engine with, and the object's own handle.
+  assert.deepEqual(await counts(), { blocks: 2, asyncHandles: 2, threads: 0, handles: 6, deployments: 0 });
 });

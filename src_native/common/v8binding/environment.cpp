@@ -134,6 +134,7 @@ void Environment::end() noexcept {
     releaseWrappers();
     m_signal.reset();
     m_wrapperTemplate.Reset();
+    m_probe.reset();
     m_context.Reset();
     m_receivers->forget(*this);
 }

@@ -8,7 +8,26 @@
 
 namespace common::js {
 
+namespace {
+
+template <typename Object>
+v8::MaybeLocal<v8::Context> creationContext(v8::Isolate* isolate, Object object) {
+    if constexpr (requires { object->GetCreationContext(isolate); }) {
+        return object->GetCreationContext(isolate);
+    } else {
+        return object->GetCreationContext();
+    }
+}
+
+}  // namespace
+
 namespace marshal_internal {
+
+bool isNodeFunction(v8::Isolate* isolate, v8::Local<v8::Value> function) {
+    v8::Local<v8::Context> context;
+    return function->IsObject() && creationContext(isolate, function.As<v8::Object>()).ToLocal(&context) &&
+           node::GetCurrentEnvironment(context) != nullptr;
+}
 
 void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function, int count,
                             v8::Local<v8::Value>* arguments) {

@@ -12,6 +12,7 @@
 #include "common/v8binding/async_handle.h"
 #include "common/v8binding/environment_observer.h"
 #include "common/v8binding/receivers.h"
+#include "common/v8binding/script_probe.h"
 #include "common/v8binding/thread_requests.h"
 
 namespace common::js {
@@ -59,6 +60,9 @@ public:
         m_receivers->link(m_natives, *this, object, std::move(native), false);
     }
 
+    /// See `ScriptProbe`. Inside a handle scope.
+    bool isScriptRefused() { return m_probe.isRefused(context()); }
+
     /// See `AsyncHandles::make`.
     AsyncHandle makeAsyncHandle(void* owner, uv_async_cb callback) { return m_handles.make(owner, callback); }
 
@@ -78,6 +82,7 @@ private:
     Receivers::Share m_receivers;
     v8::Global<v8::Context> m_context;
     v8::Global<v8::ObjectTemplate> m_wrapperTemplate;
+    ScriptProbe m_probe;
     ReceiverList m_natives;
     AsyncHandles m_handles;
     AsyncHandle m_signal;

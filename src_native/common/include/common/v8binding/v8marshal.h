@@ -24,6 +24,9 @@ namespace marshal_internal {
 void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function, int count,
                             v8::Local<v8::Value>* arguments);
 
+/// Whether `function` was made by script of a Node.js environment that lives.
+bool isNodeFunction(v8::Isolate* isolate, v8::Local<v8::Value> function);
+
 /// Reports the call of a marshaller that holds no script value. `types` spells its template arguments.
 void raiseEmptyHandle(const std::string& types);
 
@@ -41,20 +44,28 @@ std::string typeTexts() {
 ///
 /// Calls script synchronously, so it is made, called and destroyed on the script thread, in the isolate that made it;
 /// work of other threads is handed over by its owner first (see `AsyncHandle`). Keeps the script function alive.
-/// The value is not checked to be a function: a call of anything else fails silently, like a call that throws.
+/// The value is not checked to be a function: a call of anything else fails silently, like a call that throws. So does
+/// the call of a function whose own environment has ended: script of one environment may hand its functions to another,
+/// and what they use of Node.js is gone.
 template <typename R, typename... Args>
 class FunctionMarshaller final : public FunctorClass<0, R, TypeList<Args...>> {
     static_assert(std::is_void_v<R>, "script callbacks give nothing back");
 
 public:
     FunctionMarshaller(v8::Isolate* isolate, v8::Local<v8::Value> function) {
-        if (!function.IsEmpty()) m_funcRef.Reset(isolate, function);
+        if (function.IsEmpty()) return;
+        m_funcRef.Reset(isolate, function);
+        m_isNodes = marshal_internal::isNodeFunction(isolate, function);
     }
 
     void operator()(Args... args) override { invoke(args...); }
 
-    /// The script value, for whoever calls it in another way.
-    v8::Local<v8::Value> function(v8::Isolate* isolate) const { return m_funcRef.Get(isolate); }
+    /// The script value, for whoever calls it in another way; undefined when its environment has ended.
+    v8::Local<v8::Value> function(v8::Isolate* isolate) const {
+        const v8::Local<v8::Value> function = m_funcRef.Get(isolate);
+        if (m_isNodes && !marshal_internal::isNodeFunction(isolate, function)) return v8::Undefined(isolate);
+        return function;
+    }
 
     /// An assertion failure when the marshaller was made from an empty handle.
     void invoke(const Args&... args) {
@@ -65,12 +76,13 @@ public:
         }
         const v8::HandleScope scope(isolate);
         std::array<v8::Local<v8::Value>, sizeof...(Args)> arguments{toScript(isolate, args)...};
-        marshal_internal::callIgnoringExceptions(isolate, m_funcRef.Get(isolate), static_cast<int>(arguments.size()),
+        marshal_internal::callIgnoringExceptions(isolate, function(isolate), static_cast<int>(arguments.size()),
                                                  arguments.data());
     }
 
 private:
     v8::Global<v8::Value> m_funcRef;  // disposed with the marshaller
+    bool m_isNodes = false;           // contexts without Node.js have no environment that could end
 };
 
 /// Makes the marshaller for a functor type of family 0.
