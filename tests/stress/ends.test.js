@@ -7,6 +7,8 @@ const { Worker } = require('node:worker_threads');
 const { runScript } = require('../script/support/processes');
 const { addon, file, harness, counts, until } = require('../script/support/harness');
 
+const environments = JSON.stringify(require.resolve('../script/support/environments'));
+
 const PRELUDE = `'use strict';
 const addon = require(${JSON.stringify(file)});
 const { hardware, diagnostics, msix_auto_updater: updater, shutdown, harness } = addon;
@@ -21,6 +23,43 @@ const updating = (held) => {
   harness.planDeployments('failed', held);
   updater.setErrorHandler((text) => say(text));
   updater.applyUpdate('https://example.com/app.msix');
+};
+const spin = (condition) => {
+  for (const deadline = Date.now() + 30000; !condition();) if (Date.now() > deadline) throw new Error('too late');
+};
+// Records that the input thread has handed over, and that no callback has seen.
+const queue = (count) => {
+  const before = harness.dispatched();
+  harness.burst(count, 0, 0);
+  spin(() => harness.dispatched() >= before + count);
+};
+// The event tells of the end of the process, not of that of an environment.
+const atExit = globalThis.atExit ?? ((work) => process.on('exit', work));
+// The last work of the event loop: what stops a capture with a full queue. Script is busy for longer than one drain is.
+const counting = (count) => {
+  globalThis.events = 0;
+  capturing(() => ++events);
+  atExit(() => say(String(events)));
+  return () => {
+    queue(count);
+    const from = Date.now();
+    spin(() => Date.now() > from + 2);
+    capture.stopCapturing();
+  };
+};
+// Another thread that calls the module when it is asked to, while this one waits.
+const asking = (what) => {
+  const { Worker } = require('node:worker_threads');
+  const flags = new Int32Array(new SharedArrayBuffer(8));
+  new Worker('const { workerData: flags } = require("node:worker_threads");' +
+    'const { diagnostics, shutdown } = require(' + JSON.stringify(${JSON.stringify(file)}) + ');' +
+    'Atomics.wait(flags, 0, 0);' + what + '; Atomics.store(flags, 1, 1); Atomics.notify(flags, 1);',
+    { eval: true, workerData: flags });
+  return () => {
+    Atomics.store(flags, 0, 1);
+    Atomics.notify(flags, 0);
+    return Atomics.wait(flags, 1, 0, 30000);
+  };
 };
 `;
 
@@ -45,6 +84,8 @@ const processes = {
     hardware.capturePointer(); say('not reached');`, 23],
   'process.exit in the log handler of a stop': [`const capture = capturing(() => {});
     diagnostics.setLogHandler(() => process.exit(24)); capture.stopCapturing(); say('not reached');`, 24],
+  'process.exit in the log handler of a stop in a callback': [`capturing(() => capture.stopCapturing());
+    diagnostics.setLogHandler(() => process.exit(41)); harness.burst(5000, 0, 0);`, 41],
   'process.exit in a promise of a callback': [`capturing(() => { Promise.resolve().then(() => process.exit(25)); });
     harness.burst(5000, 0, 0);`, 25],
   'process.exit in the error handler': [`updating(false); updater.setErrorHandler(() => process.exit(26));`, 26],
@@ -52,8 +93,30 @@ const processes = {
   'process.exit in a callback that the loop of a callback runs': [`let depth = 0;
     capturing(() => { if (++depth === 2) process.exit(28); harness.burst(10, 0, 0); for (;;) harness.turnLoop(); });
     harness.burst(5000, 0, 0);`, 28],
-  'process.exit while an update waits': [`updating(true); setTimeout(() => harness.releaseDeployments(), 0);
-    process.once('exit', () => harness.releaseDeployments()); process.exit(29);`, 29],
+  'process.exit while an update runs': ['updating(true); process.exit(29);', 29],
+  'process.exit while several updates run': [`updating(true); updating(true); updating(true);
+    setImmediate(() => process.exit(42));`, 42],
+  'process.exit while an update ends': [`updating(true); process.once('exit', () => harness.releaseDeployments());
+    process.exit(43);`, 43],
+  'process.exit in the error handler of one update while another runs': [`updating(false);
+    updater.setErrorHandler(() => process.exit(44));
+    spin(() => harness.counts().deployments === 0 && harness.counts().threads === 0);
+    harness.planDeployments('', true); updater.applyUpdate('https://example.com/another.msix');`, 44],
+  'an exception while an update runs': [`updating(true); setImmediate(() => { throw new Error('own'); });`, 1],
+  'a rejection while an update runs': [`updating(true); Promise.reject(new Error('own'));`, 1],
+  'shutdown waits for a running update': [`const { Worker } = require('node:worker_threads');
+    const flag = new Int32Array(new SharedArrayBuffer(4));
+    const worker = new Worker('const { workerData: flag, parentPort } = require("node:worker_threads");' +
+      'const { harness } = require(' + JSON.stringify(${JSON.stringify(file)}) + '); parentPort.postMessage("");' +
+      'Atomics.wait(flag, 0, 0); harness.releaseDeployments();', { eval: true, workerData: flag });
+    worker.once('message', () => {
+      updating(true);
+      setTimeout(() => {}, 0);
+      Atomics.store(flag, 0, 1);
+      Atomics.notify(flag, 0);
+      shutdown();
+      say(String(harness.counts().deployments));
+    });`, 0, '0\n'],
   'an update keeps the process until its report': ['updating(false);', 0, 'failed\n'],
   'an update that succeeds says nothing': [`harness.planDeployments('', false); updater.applyUpdate('x:y');`, 0],
   'an exception while capturing': [`capturing(() => {}); throw new Error('own');`, 1],
@@ -92,6 +155,57 @@ const processes = {
       if (event === 1000) shutdown();
       if (event === 5000) { capture.stopCapturing(); say('all'); } });
     for (let part = 0; part < 5; ++part) harness.burst(1000, part * 1000, 0);`, 0, 'all\n'],
+  'a timer stops a capture as the last work': ['setTimeout(counting(1000), 1);', 0, '1000\n'],
+  'an immediate stops a capture as the last work': ['setImmediate(counting(1000));', 0, '1000\n'],
+  'a promise stops a capture as the last work': ['Promise.resolve().then(counting(1000));', 0, '1000\n'],
+  'the main script stops a capture as the last work': ['counting(1000)();', 0, '1000\n'],
+  'a tick stops a capture as the last work': ['process.nextTick(counting(1000));', 0, '1000\n'],
+  'the error handler stops a capture as the last work': [`const stop = counting(1000);
+    updating(false); updater.setErrorHandler(stop);`, 0, '1000\n'],
+  'a callback stops its capture as the last work': [`const stop = counting(999);
+    capture.setMotionEventCallback(() => { if (++events === 1) stop(); }); harness.burst(1, 0, 0);`, 0, '1000\n'],
+  'a callback of the last drain stops its capture': [`const stop = counting(1000);
+    capture.setMotionEventCallback(() => { if (++events === 500) stop(); });
+    harness.burst(500, 0, 0);`, 0, '1500\n'],
+  'a callback that runs the loop stops its capture': [`const stop = counting(999);
+    capture.setMotionEventCallback(() => { if (++events === 1) { stop(); harness.turnLoop(); } });
+    harness.burst(1, 0, 0);`, 0, '1000\n'],
+  'another capture object stops a capture as the last work': [`const stop = counting(1000);
+    const other = hardware.capturePointer();
+    globalThis.capture = { kept: capture, stopCapturing: () => other.stopCapturing() };
+    setTimeout(stop, 1);`, 0, '1000\n'],
+  'a capture is stopped and started again, and stopped as the last work': [`const stop = counting(500);
+    setTimeout(() => { stop(); capture.startCapturing(); stop(); }, 1);`, 0, '1000\n'],
+  'a stop as the last work, with more than one turn takes': ['setTimeout(counting(100000), 1);', 0, '100000\n'],
+  'a stop as the last work, with callbacks that throw': [`const stop = counting(1000);
+    capture.setMotionEventCallback(() => { ++events; throw new Error('no'); }); setTimeout(stop, 1);`, 0, '1000\n'],
+  'a stop as the last work, with nobody to deliver to': [`const stop = counting(1000);
+    capture.setMotionEventCallback(null); setTimeout(stop, 1);`, 0, '0\n'],
+  'a stop as the last work, then shutdown': [`const stop = counting(1000);
+    setTimeout(() => { stop(); shutdown(); }, 1);`, 0, '1000\n'],
+  'a stop as the last work, whose object is lost': [`const stop = counting(1000);
+    setTimeout(() => { stop(); globalThis.capture = null; gc(); gc(); }, 1);`, 0, '1000\n'],
+  'process.exit right after a stop': [`const stop = counting(1000);
+    setTimeout(() => { stop(); process.exit(45); }, 1);`, 45, '0\n'],
+  'a log handler waits for a thread that sets a log handler': [`
+    const ask = asking('diagnostics.setLogHandler(() => {})');
+    let answer;
+    diagnostics.setLogHandler(() => { answer ??= ask(); });
+    hardware.capturePointer(); say(answer);`, 0, 'ok\n'],
+  'a log handler waits for a thread that calls shutdown': [`
+    const ask = asking('shutdown()');
+    let answer;
+    diagnostics.setLogHandler(() => { answer ??= ask(); });
+    hardware.capturePointer(); say(answer);`, 0, 'ok\n'],
+  'a log handler waits for the end of a thread': [`
+    const { Worker } = require('node:worker_threads');
+    const ended = new Int32Array(new SharedArrayBuffer(4));
+    const worker = new Worker('require(' + ${JSON.stringify(JSON.stringify(file))} + '); process.on("exit", () => {' +
+      'Atomics.store(require("node:worker_threads").workerData, 0, 1);' +
+      'Atomics.notify(require("node:worker_threads").workerData, 0); });', { eval: true, workerData: ended });
+    let answer;
+    diagnostics.setLogHandler(() => { answer ??= Atomics.wait(ended, 0, 0, 30000); });
+    hardware.capturePointer(); say(answer.replace('not-equal', 'ok'));`, 0, 'ok\n'],
   'every object lost and collected': [`(() => { capturing(() => {}); globalThis.capture = null; })();
     setImmediate(() => { gc(); gc(); });`, 0],
   'a collection in the middle of the end': [`capturing(() => {}).stopCapturing(); harness.collectAtEnd();
@@ -114,9 +228,50 @@ const processes = {
     }, 200);`, 0, 'all\nIllegal invocation: shutdown() has released this object\n'],
 };
 
+// What else lives in the process meanwhile.
+const company = {
+  'alone': (script) => script,
+  'beside a worker that loaded the module': (script) => `
+    const living = new (require('node:worker_threads').Worker)(${JSON.stringify(`
+      const { hardware, msix_auto_updater: updater } = require(${JSON.stringify(file)});
+      globalThis.capture = hardware.capturePointer();
+      capture.setMotionEventCallback(() => {});
+      updater.setErrorHandler(() => {});
+      const { parentPort } = require('node:worker_threads');
+      parentPort.on('message', () => {});
+      parentPort.postMessage('ready');`)}, { eval: true });
+    living.once('message', () => {
+      living.unref();
+      ${script}
+    });`,
+  'beside a second environment': (script) => `
+    require(${environments}).load().run(() => {
+      globalThis.capture = hardware.capturePointer();
+      capture.setMotionEventCallback(() => {});
+      updater.setErrorHandler(() => {});
+    });
+    ${script}`,
+};
+
 for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
-  test(`a process: ${name}`, async () => {
-    const ended = await runScript(PRELUDE + script, { prelude: false });
+  for (const [living, inCompany] of Object.entries(company)) {
+    test(`a process, ${living}: ${name}`, async () => {
+      const ended = await runScript(PRELUDE + inCompany(script), { prelude: false, milliseconds: 60000 });
+      assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);
+      if (status === 1) assert.match(ended.stderr, /Error: own/);
+      else assert.equal(ended.stderr, '');
+    });
+  }
+}
+
+// The same ends of the process, of which only the second environment knows the module.
+for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
+  if (/worker|thread|waits for a running|right after/.test(name)) continue;
+  test(`a process, in a second environment: ${name}`, async () => {
+    const ended = await runScript(`
+      const environment = require(${environments}).create();
+      environment.run('globalThis').atExit = (work) => process.on('exit', work);
+      environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});`, { prelude: false });
     assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);
     if (status === 1) assert.match(ended.stderr, /Error: own/);
     else assert.equal(ended.stderr, '');
@@ -143,8 +298,15 @@ const workers = {
     capture = null; process.exit(40);`, 40],
   'exits while arguments are read': ['hardware.getButtonState({ valueOf() { process.exit(37); } }); for (;;);', 37],
   'exits while a text is read': ['updater.applyUpdate({ toString() { process.exit(38); } }); for (;;);', 38],
-  'exits with an update at work': [`updating(true); process.once('exit', () => harness.releaseDeployments());
-    process.exit(39);`, 39],
+  'exits while an update runs': ['updating(true); process.exit(39);', 39],
+  'exits while an update ends': [`updating(true); process.once('exit', () => harness.releaseDeployments());
+    process.exit(41);`, 41],
+  'throws while an update runs': [`updating(true); throw new Error('own');`, 1],
+  'stops a capture as its last work': ['setTimeout(counting(1000), 1); process.once("exit", () => process.exit(events === 1000 ? 42 : 0));', 42],
+  'is terminated while an update runs': [`updating(true); parentPort.postMessage('ready');`, 1, true],
+  'is terminated while it stops a capture': [`const stop = counting(100000);
+    capture.setMotionEventCallback(() => { if (++events === 500) parentPort.postMessage('ready'); });
+    setTimeout(stop, 1);`, 1, true],
   'is terminated while it captures': [`capturing(() => {}); parentPort.postMessage('ready');`, 1, true],
   'is terminated inside a motion callback': [`let first = true;
     capturing(() => { if (first) parentPort.postMessage('ready'); first = false; for (;;); });
@@ -193,6 +355,8 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
       await worker.terminate();
     }
     assert.equal(await ended, code);
+    harness.releaseDeployments();  // they go on without the worker
+    await until('the end of the deployments', () => harness.counts().deployments === 0 && harness.counts().threads === 0);
     assert.deepEqual(await counts(), before, 'the worker has left nothing');
     await mainWorks();
   });

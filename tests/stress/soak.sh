@@ -34,8 +34,8 @@ verb_soak() {  # [linux|asan|windows]
     local status=0 system file
     [ -z "${1:-}" ] || [ -n "$(preset_of "$1")" ] || die "no system '$1'" "systems: linux asan windows"
     for system in ${1:-linux asan windows}; do
-        step "build for $system" build "$(preset_of "$system")" zeb_harness zebbridge_node || return
-        for file in capture ends; do
+        step "build for $system" build "$(preset_of "$system")" zeb_environments zeb_harness zebbridge_node || return
+        for file in capture ends environments; do
             ZEB_STRESS=$SOAK_SCALE step "$file on $system, $SOAK_SCALE times as long" \
                 run node_on "$system" --test-reporter=spec "$ROOT/tests/stress/$file.test.js" || status=1
         done

@@ -1,0 +1,102 @@
+// The array that brings pointer records to script is no secret: a debugger finds it. Whatever script does with it then,
+// the module touches no memory but its own, and later records arrive.
+'use strict';
+const test = require('node:test');
+const { ends } = require('./support/hosts');
+
+// What is done to it.
+const actions = {
+  'detached and freed': 'batch.buffer.transfer(0)',
+  'given to somebody else': 'globalThis.taken = structuredClone(batch, { transfer: [batch.buffer] })',
+  'filled with great numbers': 'batch.fill(0x7fffffff)',
+  'filled with negative numbers': 'batch.fill(-1)',
+  'filled with zeroes': 'batch.fill(0)',
+};
+
+// And when; `spoil` does it.
+const times = {
+  'inside a callback': () => {
+    capturing(() => { if (++events % 100 === 75) spoil(); }, () => { if (++events % 100 === 50) spoil(); });
+    queue(3000, 0, 3);
+  },
+  'between two drains': () => {
+    capturing(() => ++events);
+    queue(100);
+    harness.turnLoop();
+    spoil();
+    queue(1500);
+    harness.turnLoop();
+    spoil();
+    queue(10);
+  },
+  'inside a callback that runs the loop': () => {
+    let depth = 0;
+    capturing(() => {
+      if (++events % 100 !== 10 || depth > 3) return;
+      ++depth;
+      queue(200);
+      spoil();
+      harness.turnLoop();
+      spoil();
+      --depth;
+    });
+    queue(500);
+  },
+  'inside a callback that then stops': () => {
+    capturing(() => {
+      if (++events !== 10) return;
+      spoil();
+      capture.stopCapturing();
+      capture.startCapturing();
+    });
+    queue(2000);
+  },
+};
+
+for (const [what, action] of Object.entries(actions)) {
+  for (const [when, time] of Object.entries(times)) {
+    test(`${what} ${when}`, () => ends(`async () => {
+      Object.assign(globalThis, { require, file: environments.harness });
+      (0, eval)(environments.LOAD);
+      const session = new (require('node:inspector').Session)();
+      session.connect();
+      const post = (method, parameters) => {
+        let answer;
+        session.post(method, parameters, (error, result) => {
+          assert.equal(error, null);
+          assert.equal(result.exceptionDetails, undefined);
+          answer = result;
+        });
+        return answer;
+      };
+      let found = 0;
+      globalThis.spoil = () => {
+        const prototype = post('Runtime.evaluate', { expression: 'Int32Array.prototype' }).result;
+        const { objects } = post('Runtime.queryObjects', { prototypeObjectId: prototype.objectId });
+        found += post('Runtime.callFunctionOn', {
+          objectId: objects.objectId,
+          returnByValue: true,
+          functionDeclaration: \`function () {
+            const batches = this.filter(({ length }) => length > 7000 && length < 8000);
+            for (const batch of batches) try { ${action} } catch {}
+            return batches.length;
+          }\`,
+        }).result.value;
+        gc();
+      };
+      globalThis.events = 0;
+      (${time})();
+      await until('events', () => events > 0);
+      for (let round = 0; round < 5; ++round) await turn(0);
+      assert.ok(found > 0, 'the array was found');
+      capture.stopCapturing();
+      let later = 0;
+      globalThis.other = hardware.capturePointer();
+      other.setMotionEventCallback(() => ++later);
+      other.startCapturing();
+      harness.burst(2000, 0, 0);
+      await until('later records', () => later === 2000);
+      other.stopCapturing();
+    }`));
+  }
+}

@@ -1,0 +1,85 @@
+// Environments made and freed in a row, each at work in its own way, while one stays. ZEB_STRESS makes it ten times as
+// many.
+'use strict';
+const test = require('node:test');
+const { ends } = require('../script/support/hosts');
+
+const COUNT = process.env.ZEB_STRESS ? 10_000 : 1000;
+const HOURS = { timeout: 4 * 3_600_000 };
+
+// What one does before it is freed, one after the other.
+const work = [
+  () => {},
+  () => { globalThis.captures = [hardware.capturePointer(), hardware.capturePointer()]; },
+  () => capturing(() => {}, () => {}),
+  () => {
+    capturing(() => {}, () => {});
+    capture.stopCapturing();
+  },
+  () => {
+    diagnostics.setLogHandler((text) => text);
+    hardware.capturePointer();
+  },
+  () => updating(false),
+  () => {
+    updating(false, () => setTimeout(() => {}, 0));
+    updater.dispose();
+  },
+  () => {
+    diagnostics.setLogHandler(() => hardware.getButtonState(1));
+    capturing(() => setTimeout(() => {}, 0), () => {});
+    harness.writeLog(2, 'a record');
+    updating(false, () => {});
+    updating(false, () => {});
+  },
+  () => {
+    capturing(() => {});
+    capture = null;
+    gc();
+  },
+  () => {
+    shutdown();
+    require('node:fs').statSync(file);
+  },
+  () => {
+    try {
+      hardware.getButtonState({ valueOf() { throw new Error('own'); } });
+    } catch {}
+    setInterval(() => capture.stopCapturing(), 1);
+    capturing(() => {});
+  },
+];
+
+test(`${COUNT} in a row leave nothing`, HOURS, () => ends(`async () => {
+  const progress = require(${JSON.stringify(require.resolve('./support/progress'))})('environments', ${COUNT});
+  const work = [${work.join(', ')}];
+  const first = load();
+  const counts = first.run('harness.counts');
+  first.run(() => {
+    globalThis.events = 0;
+    capturing(() => ++events);
+    harness.burst(1, 0, 0);
+  });
+  await until('what the first delivery makes once', () => first.run('events') === 1);
+  const before = held(first);
+  for (let index = 0; index < ${COUNT}; ++index) {
+    const environment = load();
+    environment.run(work[index % work.length]);
+    if (index % 7 === 0) await turn(1);
+    environment.free();
+    if (index % 50 === 0) {
+      gc();
+      await turn(0);
+      progress(index);
+    }
+    const { asyncHandles, handles } = counts();  // what runs on has threads and blocks
+    assert.ok(asyncHandles <= before.asyncHandles && handles <= before.handles, 'after number ' + index);
+  }
+  await until('the ends of the deployments', () => counts().deployments === 0 && counts().threads <= 1);
+  const seen = first.run('events');
+  first.run(() => harness.burst(100, 0, 0));
+  await until('the events of the one that stays', () => first.run('events') === seen + 100);
+  first.free();
+  await collected();
+  assert.deepEqual({ ...counts() }, { blocks: 0, asyncHandles: 0, threads: 0, handles: 0, deployments: 0 });
+}`, { milliseconds: HOURS.timeout }));
