@@ -179,24 +179,29 @@ test('a capture whose thread cannot be started delivers nothing until it is star
   assert.deepEqual(await idle(), before);
 });
 
-test('an update whose thread cannot be started has not run', async () => {
-  const before = await idle();
-  assert.equal(failing('threadCreate', 1, 1, operations.applyUpdate).value, undefined);
-  assert.equal(harness.counts().deployments, 0);
-  assert.deepEqual(await idle(), before);
-});
-
-test('an update that cannot wake script ends unheard, and is waited for', async () => {
-  const reports = [];
-  updater.setErrorHandler((report) => reports.push(report));
-  harness.planDeployments('unheard', false);
-  failing('asyncInit', 1, 1, operations.applyUpdate);
-  harness.planDeployments('heard', false);
-  operations.applyUpdate();
-  await until('the second report', () => reports.length > 0);
-  assert.deepEqual(reports, ['heard']);
-  updater.setErrorHandler(null);
-});
+for (const [kind, what] of [['threadCreate', 'whose thread cannot be started'], ['asyncInit', 'that could not wake script']]) {
+  test(`an update ${what} has not run, and one record of level 2 says so`, async () => {
+    updater.setErrorHandler(null);
+    diagnostics.setLogHandler(null);
+    const before = await idle();
+    const records = [];
+    const reports = [];
+    updater.setErrorHandler((report) => reports.push(report));
+    diagnostics.setLogHandler((text, level) => records.push([text, level]));
+    harness.planDeployments('unheard', false);
+    assert.equal(failing(kind, 1, 1, operations.applyUpdate).value, undefined);
+    assert.deepEqual(records, [['Fail to start package update', 2]]);
+    assert.equal(harness.counts().deployments, 0);
+    harness.planDeployments('heard', false);
+    operations.applyUpdate();
+    await until('the report of the next', () => reports.length > 0);
+    assert.deepEqual(reports, ['heard']);
+    assert.equal(records.length, 1);
+    updater.setErrorHandler(null);
+    diagnostics.setLogHandler(null);
+    assert.deepEqual(await idle(), before);
+  });
+}
 
 test('script is busy until its queue fills the memory: the newest records are lost, the rest comes in order', {
   skip: canFailNew ? false : 'built with a sanitizer',
