@@ -17,7 +17,7 @@ bench_dependencies() {  # prints the folder of node-addon-api
 
 bench_build() {  # preset
     run cmake --preset "$1" -B "$BUILD/$1" --log-level=WARNING -DZEB_NODE_ADDON_API="$ZEB_NODE_ADDON_API" >/dev/null &&
-        run ninja -C "$BUILD/$1" -j "$ZEB_JOBS" --quiet bench_module bench_peers
+        run ninja -C "$BUILD/$1" -j "$ZEB_JOBS" "${NINJA_OPTIONS[@]}" bench_module bench_peers
 }
 
 verb_bench() {

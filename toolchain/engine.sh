@@ -55,7 +55,7 @@ lane_engine() {  # [stem]
     setup_linux
     if ! find_engine; then
         echo "skipped: there is no engine with the product's flags; ZEB_ENGINE=<archive> gives one, ./zeb engine builds one"
-        echo 0 0 1 >>"$BUILD/totals"
+        echo 0 0 1 engine >>"$BUILD/totals"
         return
     fi
     (check_engine) || return  # the other lanes do not need it

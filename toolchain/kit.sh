@@ -6,7 +6,6 @@ KIT_RUNTIMES="node:${NODE%%.*}:$ZEB_NODE_WIN:$ZEB_NODE_LINUX node24:24:$ZEB_NODE
 KIT_SCRIPTS="binding ends exports hardware lifetime misuse several-environments"
 KIT_PROGRAMS="toolchain-modules unit-failure unit-format unit-interfaces unit-lock unit-platform_services unit-slots unit-text"
 KIT_PRESET=windows-release
-! grep -q '"windows-package"' CMakePresets.json || KIT_PRESET=windows-package  # where every runtime is built
 
 lay_out_kit() {
     local name kit pair flavour release windows linux built=$BUILD/$KIT_PRESET

@@ -169,7 +169,10 @@ def check_tidy(llvm, builds, cache):
         print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
     errors = []
     with concurrent.futures.ThreadPoolExecutor(int(os.environ.get('ZEB_JOBS') or os.cpu_count())) as pool:
-        for source, output in zip(todo, pool.map(lambda path: run_tidy(llvm, todo[path][0], path), todo)):
+        results = zip(todo, pool.map(lambda path: run_tidy(llvm, todo[path][0], path), todo))
+        for number, (source, output) in enumerate(results, 1):
+            if sys.stdout.isatty():
+                print(f'\r\033[Kclang-tidy: {number} of {len(todo)}', end='' if number < len(todo) else '\n', flush=True)
             if output:
                 errors.append(output.replace(f'{ROOT}/', ''))
             else:
@@ -194,7 +197,7 @@ def main():
         print(f'{name}: {"failed" if errors else "passed"}')
         print(''.join(f'  {error}\n' for error in errors), end='')
     with open(totals, 'a', encoding='ascii') as out:
-        print(len(checks) - failed, failed, 0, file=out)
+        print(len(checks) - failed, failed, 0, 'static checks', file=out)
     sys.exit(bool(failed))
 
 

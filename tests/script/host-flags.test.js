@@ -4,6 +4,7 @@
 const assert = require('node:assert/strict');
 const path = require('node:path');
 const test = require('node:test');
+const { buildFile } = require('./support/built');
 
 const FLAGS = ['v8_enable_pointer_compression', 'v8_enable_sandbox', 'v8_enable_31bit_smis_on_64bit_arch'];
 const CASES = { plain: [0, 0, 0], integers: [0, 0, 1], compressed: [1, 0, 1], sandboxed: [1, 1, 1] };
@@ -11,7 +12,7 @@ const { variables } = process.config;
 const [compression, sandbox, integers] = FLAGS.map((name) => Number(variables[name]));
 const engine = [compression, sandbox, Number(integers || compression)]; // compressed integers have 31 bits
 
-const file = (name) => path.join(process.env.ZEB_BUILD, 'node', `host-check-${name}.node`);
+const file = (name) => buildFile('node', `host-check-${name}.node`);
 const list = (values) => values.map(([name, value]) => `${name}=${value}`).join(', ');
 const refusal = (compiled, found) => `this zebbridge was compiled for an engine with ${compiled}, and this program's has ${found}`;
 

@@ -4,6 +4,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
+const { buildFile } = require('../script/support/built');
 const { runScript } = require('../script/support/processes');
 
 const CALLS = process.platform === 'win32' ? 1500 : 4000;
@@ -13,7 +14,7 @@ const seeds = [1, Date.now() % 2 ** 31];
 const targets = ['harness.node', process.platform === 'win32' ? 'zebbridge.node' : null].filter(Boolean);
 
 for (const target of targets) {
-  const file = path.join(process.env.ZEB_BUILD, 'node', target);
+  const file = buildFile('node', target);
   for (const seed of seeds) {
     test(`${CALLS} random calls of ${target}`, { skip: fs.existsSync(file) ? false : 'not built' }, async (t) => {
       t.diagnostic(`seed ${seed}`);

@@ -34,7 +34,7 @@ verb_soak() {  # [linux|asan|windows]
     local status=0 system file
     [ -z "${1:-}" ] || [ -n "$(preset_of "$1")" ] || die "no system '$1'" "systems: linux asan windows"
     for system in ${1:-linux asan windows}; do
-        step "build for $system" build "$(preset_of "$system")" zeb_environments zeb_harness zebbridge_node || return
+        step "build for $system" build "$(preset_of "$system")" zeb_environments_node zeb_harness_node zebbridge_node || return
         for file in capture ends environments; do
             ZEB_STRESS=$SOAK_SCALE step "$file on $system, $SOAK_SCALE times as long" \
                 run node_on "$system" --test-reporter=spec "$ROOT/tests/stress/$file.test.js" || status=1
@@ -48,7 +48,7 @@ verb_soak() {  # [linux|asan|windows]
 # For so many seconds each: under the address sanitizer, and what ships.
 fuzz_scripts() {  # seconds
     local status=0
-    step "build what random script calls" build linux-asan zeb_harness && build windows-release zeb_harness zebbridge_node ||
+    step "build what random script calls" build linux-asan zeb_harness_node && build windows-release zeb_harness_node zebbridge_node ||
         return
     random_script asan harness "$1s" || status=1
     random_script windows harness "$1s" || status=1

@@ -8,7 +8,7 @@
 #
 #   desktop      module version 123 with that runtime's V8 build flags: the product (Windows only)
 #   node         the pinned Node.js's headers as they are: what the tests load
-#   node24 ...   further pinned releases, for the package; chosen with -DZEB_FLAVOURS
+#   node24 ...   further pinned releases; built only when one of their targets is asked for
 #
 # Functions, each described where it stands:
 #
@@ -208,6 +208,24 @@ function(_zeb_make_node_library flavour node)
   add_custom_target(node_library_${flavour} DEPENDS ${library})
 endfunction()
 
+# The flavours for Node.js, and of each the release it runs in. runtime-<major> makes all add-ons for one of the further.
+set(ZEB_NODE_FLAVOURS ${ZEB_FLAVOURS})
+list(FILTER ZEB_NODE_FLAVOURS INCLUDE REGEX "^node")
+foreach(_flavour IN LISTS ZEB_NODE_FLAVOURS)
+  string(TOUPPER ${_flavour} _pin)
+  string(REGEX MATCH "^[0-9]+" ZEB_MAJOR_${_flavour} ${ZEB_${_pin}})
+  if(NOT _flavour STREQUAL "node")
+    add_custom_target(runtime-${ZEB_MAJOR_${_flavour}})
+  endif()
+endforeach()
+
+function(_zeb_only_on_request target flavour)
+  if(TARGET runtime-${ZEB_MAJOR_${flavour}})
+    set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
+    add_dependencies(runtime-${ZEB_MAJOR_${flavour}} ${target})
+  endif()
+endfunction()
+
 foreach(_flavour IN LISTS ZEB_FLAVOURS)
   set(_headers ${ZEB_NODE_HEADERS})
   set(_definitions)
@@ -241,8 +259,11 @@ endforeach()
 function(zeb_add_flavour_library target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR" "SOURCES;LIBS")
   add_library(${target} STATIC ${arg_SOURCES})
+  _zeb_only_on_request(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PUBLIC zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
+  # V8 marks what it deprecates, so that a use by the product is a warning, and so an error.
+  target_compile_definitions(${target} PRIVATE V8_DEPRECATION_WARNINGS V8_IMMINENT_DEPRECATION_WARNINGS)
 endfunction()
 
 # A Node add-on for one runtime: <build>/<flavour>/<output name>.node, the PDB beside it. Its imports from node.exe are
@@ -255,6 +276,7 @@ function(zeb_add_node_addon target)
     set(arg_OUTPUT_NAME ${target})
   endif()
   add_library(${target} MODULE ${arg_SOURCES})
+  _zeb_only_on_request(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PRIVATE zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
   set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".node" OUTPUT_NAME ${arg_OUTPUT_NAME}
@@ -324,67 +346,92 @@ function(zeb_add_unit_test stem)
   _zeb_test_properties(${name})
 endfunction()
 
-# A node:test file, run by the Windows Node.js inside the lane's desktop session, one at a time because all share the
-# pointer. With NATIVE it also runs in Linux builds, by the Linux Node.js; in a build for an engine, by that, with the
-# label "engine". Its environment:
+# A node:test file. On Windows it is run by each Windows Node.js, inside a desktop session of that release; with a label of
+# its own, by the first release alone. With NATIVE it also runs in Linux builds, by the Linux Node.js; in a build for an
+# engine, by that, with the label "engine". Its environment:
 #
-#   ZEB_BUILD        the build folder, as the script's own system writes it: <build>/node/zebbridge.node and so on
+#   ZEB_BUILD        the build folder, as the script's own system writes it
+#   ZEB_FLAVOUR      the folder in it for the Node.js that runs, <build>/<flavour>/zebbridge.node and so on, where that is
+#                    not "node"; see tests/script/support/built.js
 #   NODE_PATH        the libraries of the package's own script, which the finished package has inside
 #   ZEB_PATIENCE     how many times longer deadlines are than elsewhere (engines only)
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
 #
 # FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; the label is by default
-# "script". Scripts run with --expose-gc.
+# "script", and in the further releases of Node.js the name is <label><release>-<stem>. Further labels say which runtime a
+# test runs in, and with "whole" that the whole lane runs it; the others run when their release is asked for. Scripts run
+# with --expose-gc.
 function(zeb_add_script_test stem)
   cmake_parse_arguments(PARSE_ARGV 1 arg "NATIVE" "LABEL;TIMEOUT;FILE" "")
   _zeb_test_defaults(script)
   if(NOT arg_FILE)
     set(arg_FILE ${stem}.test.js)
   endif()
+  set(environment)
+  if(ZEB_CROSS)
+    set(flavours node)
+    if(arg_LABEL STREQUAL "script")
+      set(flavours ${ZEB_NODE_FLAVOURS})
+    endif()
+    foreach(flavour IN LISTS flavours)
+      set(labels ${arg_LABEL} windows-node-${ZEB_MAJOR_${flavour}})
+      if(flavour STREQUAL "node")
+        list(APPEND labels whole)
+      endif()
+      if(flavour STREQUAL "node")
+        set(name ${arg_LABEL}-${stem})
+        set(node ${ZEB_NODE_WIN}/bin/node.exe)
+        set(environment)
+      else()
+        set(name ${arg_LABEL}${ZEB_MAJOR_${flavour}}-${stem})
+        set(node ${ZEB_NODE${ZEB_MAJOR_${flavour}}_WIN}/bin/node.exe)
+        set(environment ZEB_FLAVOUR=${flavour})
+      endif()
+      _zeb_add_node_test(${name} Z: ${ZEB_RUNNER} ${node})
+      set_tests_properties(${name} PROPERTIES RESOURCE_LOCK desktop-${ZEB_MAJOR_${flavour}})
+      set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ZEB_SESSION=${ZEB_MAJOR_${flavour}}
+        ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)  # the stand-ins for system DLLs
+    endforeach()
+    return()
+  endif()
+  if(NOT ZEB_LINUX OR NOT arg_NATIVE)
+    return()
+  endif()
   if(ZEB_ENGINE)
     set(arg_LABEL engine)
-    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 10")  # it is built for tests, not for speed: its start alone takes a second
-  endif()
-  set(name ${arg_LABEL}-${stem})
-  set(file ${CMAKE_CURRENT_SOURCE_DIR}/${arg_FILE})
-  set(environment)
-  set(runner ${ZEB_RUNNER})
-  if(ZEB_CROSS)
-    set(node ${ZEB_NODE_WIN}/bin/node.exe)
-    set(drive Z:)
-    list(APPEND environment ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)  # the stand-ins for system DLLs
-  elseif(ZEB_ENGINE AND arg_NATIVE)
-    set(node /opt/node)
-    set(drive)
-    set(runner ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root)
+    set(labels engine linux-engine)
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # it is built for tests, not for speed: its start alone takes a second
+    set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
     list(APPEND environment ZEB_PATIENCE=10)
-  elseif(ZEB_LINUX AND arg_NATIVE)
-    set(node ${ZEB_NODE_LINUX}/bin/node)
-    set(drive)
+  else()
+    set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
+    set(command ${ZEB_NODE_LINUX}/bin/node)
     if(ZEB_SANITIZE)
       _zeb_sanitizer_runtime(runtime)  # Node.js itself is built without: its process must load the runtime first
       # What Node.js does among its own threads is not looked at; what our code does is, wherever it is called from.
       list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
         TSAN_OPTIONS=ignore_noninstrumented_modules=1)
     endif()
-  else()
-    return()
   endif()
-  add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
-    COMMAND ${runner} ${node} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
-      --test-reporter=junit --test-reporter-destination=results/${name}.xml ${drive}${file})
-  list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR} NODE_PATH=${drive}${ZEB_LIBRARIES}/node_modules)
-  _zeb_test_properties(${name} ${environment})
-  if(ZEB_CROSS)
-    set_tests_properties(${name} PROPERTIES RUN_SERIAL ON)
-  else()
-    add_custom_target(${name})  # what it loads, so that one test can be built and run alone
-    add_dependencies(${name} zebbridge_node binding_probe zeb_environments zeb_harness)
-    if(ZEB_ENGINE)
-      add_dependencies(engine-tests ${name})
-    endif()
+  set(name ${arg_LABEL}-${stem})
+  _zeb_add_node_test(${name} "" ${command})
+  add_custom_target(${name})  # what it loads, so that one test can be built and run alone
+  add_dependencies(${name} zebbridge_node binding_probe_node zeb_environments_node zeb_harness_node)
+  if(ZEB_ENGINE)
+    add_dependencies(engine-tests ${name})
   endif()
 endfunction()
+
+# As the command ARGN runs it, which has the checkout's root at `drive`.
+macro(_zeb_add_node_test name drive)
+  add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+    COMMAND ${ARGN} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
+      --test-reporter=junit --test-reporter-destination=results/${name}.xml
+      ${drive}${CMAKE_CURRENT_SOURCE_DIR}/${arg_FILE})
+  list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR} NODE_PATH=${drive}${ZEB_LIBRARIES}/node_modules)
+  _zeb_test_properties(${name} ${environment})
+  set_tests_properties(${name} PROPERTIES LABELS "${labels}")
+endmacro()
 
 macro(_zeb_test_defaults label)
   if(NOT arg_LABEL)

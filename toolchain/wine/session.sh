@@ -14,18 +14,31 @@ if [ -n "$ZEB_WINE_ROOT" ]; then
     wineserver=("$here/../in-root" "$ZEB_WINE_ROOT" "$WINESERVER")
 fi
 
-# Sets WINEPREFIX and makes the prefix, if it is missing, as a copy of the template.
-open_prefix() {
-    local root build
-    root=$(cd "$here/../.." && pwd)
-    build=${ZEB_BUILD_DIR:-$root/build}
+# Sets WINEPREFIX to the build folder's, if it is not set.
+find_prefix() {
+    local build=${ZEB_BUILD_DIR:-$here/../../build}
     export WINEPREFIX=${WINEPREFIX:-$(realpath -m "$build")/$(basename "$ZEB_WINE_TEMPLATE")}
+}
+
+# Nearly all of a prefix (700 MB) is the system's own DLLs, which nobody writes to: they are linked where that is possible.
+copy_template() {  # folder
+    local system=drive_c/windows/system32
+    rm -rf "$1"
+    mkdir -p "$1/$system" &&
+        (cd "$ZEB_WINE_TEMPLATE" && tar c --exclude="./$system" .) | tar x -C "$1" &&
+        { cp -al "$ZEB_WINE_TEMPLATE/$system/." "$1/$system" 2>/dev/null ||
+            cp -a --reflink=auto "$ZEB_WINE_TEMPLATE/$system/." "$1/$system"; }
+}
+
+# The same, and makes the prefix, if it is missing, as a copy of the template.
+open_prefix() {
+    find_prefix
     [ -d "$WINEPREFIX" ] && return
     mkdir -p "$(dirname "$WINEPREFIX")"
     (
         flock 9
         [ -d "$WINEPREFIX" ] && exit 0
         [ -d "$ZEB_WINE_TEMPLATE" ] || "$here/prefix" "$ZEB_WINE_TEMPLATE" || exit 1
-        cp -a --reflink=auto "$ZEB_WINE_TEMPLATE" "$WINEPREFIX.copying" && mv -T "$WINEPREFIX.copying" "$WINEPREFIX"
+        copy_template "$WINEPREFIX.copying" && mv -T "$WINEPREFIX.copying" "$WINEPREFIX"
     ) 9>"$WINEPREFIX.making.lock"
 }

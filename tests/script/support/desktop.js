@@ -1,10 +1,10 @@
 // Windows beside the module: its input, windows and debug output. Needs a desktop session (toolchain/wine/desktop).
 'use strict';
-const path = require('node:path');
 const x11 = require('./x11');
+const { buildFile } = require('./built');
 const { until } = require('./until');
 
-const addon = require(path.join(process.env.ZEB_BUILD, 'node', 'desktop-control.node'));
+const addon = require(buildFile('node', 'desktop-control.node'));
 
 // https://learn.microsoft.com/windows/win32/api/winuser/ns-winuser-mouseinput
 const MOUSE = {

@@ -6,9 +6,10 @@
 //   page.free();
 'use strict';
 const path = require('node:path');
+const { buildFile } = require('./built');
 
-const native = require(path.join(process.env.ZEB_BUILD, 'node', 'environments.node'));
-const harness = path.join(process.env.ZEB_BUILD, 'node', 'harness.node');
+const native = require(buildFile('node', 'environments.node'));
+const harness = buildFile('node', 'harness.node');
 
 // What the scripts of every environment find.
 const main = (file) => `

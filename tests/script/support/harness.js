@@ -1,9 +1,9 @@
 // The product's portable layers over a platform that the test feeds and fails: tests/standins/harness.
 'use strict';
-const path = require('node:path');
+const { buildFile } = require('./built');
 const { until, turn } = require('./until');
 
-const file = path.join(process.env.ZEB_BUILD, 'node', 'harness.node');
+const file = buildFile('node', 'harness.node');
 const addon = require(file);
 const { harness } = addon;
 

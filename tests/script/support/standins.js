@@ -50,7 +50,7 @@ const eventlog = {
 };
 
 // ---- the activatable classes ----------------------------------------------------------------------------------------
-const server = standin(buildFile('node', 'runtime-classes.dll'));
+const server = standin(buildFile('standins', 'runtime-classes.dll'));
 
 const classes = {
   Uri: 'Windows.Foundation.Uri',
@@ -80,7 +80,7 @@ const winrt = {
   // Enters the classes in the registry of this prefix, or takes them out again.
   install() {
     for (const name of Object.values(classes)) {
-      addon.setRegistryText(activationKey(name), 'DllPath', path.win32.normalize(buildFile('node', 'runtime-classes.dll')));
+      addon.setRegistryText(activationKey(name), 'DllPath', path.win32.normalize(buildFile('standins', 'runtime-classes.dll')));
     }
   },
   uninstall() {

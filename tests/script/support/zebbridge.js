@@ -1,8 +1,7 @@
 // The module under test, as a user's script has it.
 'use strict';
-const path = require('node:path');
+const { buildFile } = require('./built');
 
-const buildFile = (flavour, name) => path.join(process.env.ZEB_BUILD, flavour, name);
 const file = buildFile('node', 'zebbridge.node');
 
 module.exports = {

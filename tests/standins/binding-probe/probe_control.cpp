@@ -115,7 +115,7 @@ void inspect(const FunctionCallbackInfo<Value>& info) {
     const bool external = field->IsValue() && field.As<Value>()->IsExternal();
     set(isolate, result, "external", v8::Boolean::New(isolate, external));
     if (!external) return;
-    auto* const native = static_cast<IRefCounted*>(field.As<Value>().As<v8::External>()->Value());
+    auto* const native = static_cast<IRefCounted*>(common::js::externalValue(field.As<Value>().As<v8::External>()));
     set(isolate, result, "released", v8::Boolean::New(isolate, native == nullptr));
     if (native == nullptr) return;
     set(isolate, result, "isRefCounted",
@@ -137,6 +137,16 @@ void inspect(const FunctionCallbackInfo<Value>& info) {
 
 int g_strangersTarget = 0;
 
+// The engine's newest releases take it with a type tag only.
+template <typename Object>
+void setAlignedPointer(Local<Object> object, void* value) {
+    if constexpr (requires { object->SetAlignedPointerInInternalField(0, value); }) {
+        object->SetAlignedPointerInInternalField(0, value);
+    } else {
+        object->SetAlignedPointerInInternalField(0, value, 0);
+    }
+}
+
 // Objects with internal fields that are not ours.
 void stranger(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
@@ -145,13 +155,13 @@ void stranger(const FunctionCallbackInfo<Value>& info) {
     objectTemplate->SetInternalFieldCount(kind == "two fields" ? 2 : 1);
     const Local<v8::Object> object = objectTemplate->NewInstance(isolate->GetCurrentContext()).ToLocalChecked();
     if (kind == "external" || kind == "two fields") {
-        object->SetInternalField(0, v8::External::New(isolate, &g_strangersTarget));
+        object->SetInternalField(0, common::js::makeExternal(isolate, &g_strangersTarget));
     } else if (kind == "null external") {
-        object->SetInternalField(0, v8::External::New(isolate, nullptr));
+        object->SetInternalField(0, common::js::makeExternal(isolate, nullptr));
     } else if (kind == "number") {
         object->SetInternalField(0, v8::Number::New(isolate, 1));
     } else if (kind == "aligned pointer") {
-        object->SetAlignedPointerInInternalField(0, &g_strangersTarget);
+        setAlignedPointer(object, &g_strangersTarget);
     }
     info.GetReturnValue().Set(object);
 }
@@ -267,8 +277,7 @@ void makeNarrow(const FunctionCallbackInfo<Value>& info) {
 void makeRefused(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const std::string narrow = textArgument(info, 0);
-    const v8::String::Value units(isolate, info[0]);
-    const std::u16string wide(*units, *units + units.length());
+    const std::u16string wide(narrow.begin(), narrow.end());
     refuseStrings(true);
     const Local<v8::String> fromNarrow = common::js::makeStr(isolate, std::string_view(narrow));
     const Local<v8::String> fromWide = common::js::makeStr(isolate, std::u16string_view(wide));

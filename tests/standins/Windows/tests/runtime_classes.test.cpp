@@ -32,7 +32,7 @@ constexpr std::int32_t denied = code(0x80070005);
 class StandinClasses : public testing::Test {
 protected:
     static void SetUpTestSuite() {
-        const StandinClient server{L"node\\runtime-classes.dll"};
+        const StandinClient server{L"standins\\runtime-classes.dll"};
         for (const auto name : {L"Windows.Foundation.Uri", L"Windows.System.LauncherOptions",
                                 L"Windows.System.Launcher", L"Windows.Management.Deployment.PackageManager"}) {
             const std::wstring key = std::wstring(L"Software\\Microsoft\\WindowsRuntime\\ActivatableClassId\\") + name;
@@ -81,7 +81,7 @@ protected:
 
     bool saw(const char* topic, const char* part) { return server.report(topic).find(part) != std::string::npos; }
 
-    StandinClient server{L"node\\runtime-classes.dll"};
+    StandinClient server{L"standins\\runtime-classes.dll"};
 };
 
 TEST_F(StandinClasses, UriTakesAbsoluteAddressesOnly) {
