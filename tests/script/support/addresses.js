@@ -123,7 +123,7 @@ const addresses = [
     'https://[::1', 'https://::1/', 'https://[::1]a/', 'https://[::g]/', 'https://[1:2:3:4:5:6:7:8:9]/', 'https://[fe80::1%25eth0]/', 'https://[1::2::3]/',
     'https://256.0.0.1/', 'https://1.2.3.4.5/', 'https://1.2.3.256/', 'https://0x100000000/', 'https://999999999999/', 'https://example.com:a/',
     'https://example.com:-1/', 'https://example.com:65536/', 'https://example.com:99999999999/', 'https://example.com:80a/', 'https://example.com:80:80/',
-    'https://xn--/', 'https://xn--a/', 'https://\u00ad/', 'https://exa\u0000mple.com/', 'myapp://a b/', 'myapp://[/', 'myapp://a:b/', 'myapp://a:99999/',
+    'https://\u00ad/', 'https://exa\u0000mple.com/', 'myapp://a b/', 'myapp://[/', 'myapp://a:b/', 'myapp://a:99999/',
     'myapp://user@/', 'file://a b/', 'file://[/c',
   ),
   // drives
