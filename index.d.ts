@@ -21,9 +21,9 @@
  *   refused: its calls fail silently. What a callback throws is dropped.
  *
  * Errors, for every method: a native failure is an `Error`. Where its `message` is the system's text, its `code` is the
- * Win32 number, see `SystemError`. What an `async` callback throws is an unhandled rejection. A method on a foreign
- * receiver (detached or called with `new`), and a component's method after `shutdown`, is a `TypeError` "Illegal
- * invocation".
+ * Win32 number, see `SystemError`. What an `async` callback throws is an unhandled rejection. A method without its
+ * object (a detached function, or one called with `new`), and a component's method after `shutdown`, is a `TypeError`
+ * "Illegal invocation".
  *
  * @example
  * const { diagnostics, hardware, shutdown } = require('zebbridge');
@@ -116,7 +116,8 @@ export interface PointerCapture {
      * delivered on the script thread, all that has come per turn of the event loop, in order. Promise reactions and
      * `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
      *
-     * When Windows refuses the input, a record of level 2 is logged and no events come.
+     * When Windows refuses the input, no events come and script is not told: only an attached debugger shows the record,
+     * once `diagnostics.setLogHandler` was called.
      */
     startCapturing(): void;
 

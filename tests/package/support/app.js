@@ -40,13 +40,58 @@ class App {
     }
 }
 
-// The scripts on a page, in order: { name, text }, where the name is that of a first line like `// rollup.config.mjs`.
-function snippets(page) {
-    const text = fs.readFileSync(path.join(root, page), 'utf8');
-    return [...text.matchAll(/^```js\n(.*?)^```$/gms)].map(([, script]) => ({
-        name: /^\/\/ ([\w.-]+\.m?js)$/m.exec(script)?.[1],
-        text: script,
-    }));
+const read = (page) => fs.readFileSync(path.join(root, page), 'utf8');
+
+// The scripts on a page, in order.
+const snippets = (page) => [...read(page).matchAll(/^```js\n(.*?)^```$/gms)].map(([, script]) => script);
+
+const NODE = "entryPoints: ['main.js'], bundle: true, platform: 'node', outdir: 'out'";
+const WEBPACK = "mode: 'production', target: 'node', entry: './main.js', output: { filename: 'main.js', path: `${__dirname}/out` }";
+
+// Per bundler, by the item of a page's list that has its option: a configuration with that option or another one, how it
+// runs, and what it makes.
+const BUNDLERS = {
+    esbuild: {
+        item: /^- esbuild, with .*: `(.*)`$/m,
+        config: ['esbuild.js', (option) => `require('esbuild').build({ ${NODE}, ${option} }).catch(() => process.exit(1));`],
+        start: (app) => app.tool(app.path('esbuild.js')),
+        output: 'out/main.js',
+    },
+    'esbuild, copying': {
+        item: /^- esbuild, to copy .*: `(.*)`$/m,
+        config: ['esbuild-copy.js', (option) => `require('esbuild').build({ ${NODE}, ${option} }).catch(() => process.exit(1));`],
+        start: (app) => app.tool(app.path('esbuild-copy.js')),
+        output: 'out/main.js',
+    },
+    webpack: {
+        item: /^- webpack, with .*: `(.*)`$/m,
+        config: ['webpack.js', (option) => `require('webpack')({ ${WEBPACK}, ${option} }, (error, stats) => {
+            if (error || stats.hasErrors()) console.error(error ?? stats.toString());
+            process.exitCode = error || stats.hasErrors() ? 1 : 0;
+        });`],
+        start: (app) => app.tool(app.path('webpack.js')),
+        output: 'out/main.js',
+    },
+    rollup: {
+        item: /^- rollup: `(.*)`$/m,
+        config: ['rollup.config.mjs', (option) => `export default { input: 'main.mjs', output: { file: 'out/main.mjs', format: 'es' }, ${option} };`],
+        start: (app) => app.tool('rollup/dist/bin/rollup', ['-c', app.path('rollup.config.mjs')]),
+        output: 'out/main.mjs',
+    },
+    vite: {
+        item: /^- vite, in .*: `(.*)`$/m,
+        config: ['vite.config.mjs', (option) => `export default { build: { ssr: 'main.mjs', outDir: 'out', ${option} } };`],
+        start: (app) => app.tool('vite/bin/vite.js', ['build', '--logLevel', 'error']),
+        output: 'out/main.mjs',
+    },
+};
+
+// Bundles the application's main.js or main.mjs with the option that docs/packaging.md gives, or with another one.
+function bundle(app, name, option = BUNDLERS[name].item.exec(read('docs/packaging.md'))[1]) {
+    const { config: [file, text], start, output } = BUNDLERS[name];
+    fs.rmSync(app.path('out'), { recursive: true, force: true });
+    app.write(file, text(option));
+    return { ...start(app), output };
 }
 
-module.exports = { App, snippets, tools };
+module.exports = { App, bundle, read, snippets, tools };
