@@ -112,7 +112,7 @@ export interface PointerCapture {
     stopCapturing(): void;
 
     /**
-     * Starts to capture; does nothing while any capture object captures. Input is read on a thread of its own and
+     * Starts to capture, for this object's callbacks; does nothing while any capture object captures. Input is read on a thread of its own and
      * delivered on the script thread, all that has come per turn of the event loop, in order. Promise reactions and
      * `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
      *

@@ -115,6 +115,6 @@ export interface UpdateErrorRecord {
  * const { updateErrors } = require('zebbridge/updates');
  *
  * const since = Date.now() - 7 * 24 * 60 * 60 * 1000;
- * updateErrors({ since, limit: 20 }).then((lastWeek) => console.log(lastWeek.length));
+ * updateErrors({ since, limit: 20 }).then((lastWeek) => console.log(lastWeek.length), console.error);
  */
 export function updateErrors(options?: UpdateErrorsOptions): Promise<UpdateErrorRecord[]>;
