@@ -112,9 +112,9 @@ export interface PointerCapture {
     stopCapturing(): void;
 
     /**
-     * Starts to capture, for this object's callbacks; does nothing while any capture object captures. Input is read on a thread of its own and
-     * delivered on the script thread, all that has come per turn of the event loop, in order. Promise reactions and
-     * `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
+     * Starts to capture, for this object's callbacks; does nothing while any capture object captures. Input is read on
+     * a thread of its own and delivered on the script thread, all that has come per turn of the event loop, in order.
+     * Promise reactions and `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
      *
      * When Windows refuses the input, no events come and script is not told: only an attached debugger shows the record,
      * once `diagnostics.setLogHandler` was called.
