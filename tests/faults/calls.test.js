@@ -101,6 +101,34 @@ test('no memory while the module is loaded', { skip: canFailNew ? false : 'built
   assert.equal(load().hardware.getButtonState(1), true);
 });
 
+test('no memory while the module is loaded first of all on a thread: the next load works', {
+  skip: canFailNew ? false : 'built with a sanitizer',
+}, async () => {
+  const { Worker } = require('node:worker_threads');
+  for (let place = 1, calls = place; calls >= place; ++place) {
+    harness.fail('operatorNew', place, 1, caller.otherThreads);
+    const worker = new Worker(`
+      const load = () => {
+        const module = { exports: {} };
+        process.dlopen(module, ${JSON.stringify(file)});
+        return module.exports;
+      };
+      let loaded;
+      try {
+        loaded = load();
+      } catch (error) {
+        if (error.message !== ${JSON.stringify(OUT_OF_MEMORY)}) throw error;
+        loaded = load();
+      }
+      if (loaded.hardware.getButtonState(1) !== true) throw new Error('no answer');
+    `, { eval: true });
+    await new Promise((resolve, reject) => worker.on('error', reject).on('exit', resolve));
+    calls = harness.calls('operatorNew');
+    assert.ok(place < 1000, 'an end');
+  }
+  harness.fail('operatorNew', 0, 0);
+});
+
 test('a setter that throws ends the load, and script gets what it threw', () => {
   const setter = { set() { throw new Error('own'); }, configurable: true };
   const load = (exports) => process.dlopen({ exports }, file);

@@ -1,5 +1,6 @@
 #include "common/v8binding/receivers.h"
 
+#include <new>
 #include <utility>
 
 #include "common/utils/lock.h"
@@ -32,9 +33,13 @@ Receivers& Receivers::open(v8::Isolate* isolate) {
     if (receivers == nullptr) {
         Registry& known = registry();
         const LockGuard guard(known.lock);
-        Receivers*& entry = known.all[isolate];
-        if (entry == nullptr) entry = new Receivers(isolate);
-        receivers = entry;
+        const auto entry = known.all.try_emplace(isolate, nullptr).first;
+        receivers = new (std::nothrow) Receivers(isolate);
+        if (receivers == nullptr) {
+            known.all.erase(entry);  // the next load would find nothing there, and remember it
+            throw std::bad_alloc();
+        }
+        entry->second = receivers;
     }
     ++receivers->m_users;
     return *receivers;
