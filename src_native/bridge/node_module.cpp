@@ -18,6 +18,8 @@ using common::ComPtr;
 using common::js::Environment;
 using common::js::makeStr;
 
+constexpr const char* kNoEnvironment = "zebbridge needs a context of Node.js";
+
 // False when the engine makes no objects any more, for the thread is being terminated or its stack is used up. The
 // exception that says so is pending.
 bool addComponent(const RegistryEntry& entry, Environment& environment, v8::Local<v8::Context> context,
@@ -40,7 +42,7 @@ void shutdown(const v8::FunctionCallbackInfo<v8::Value>& info) {
 
 void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<v8::Context> context) {
     Environment* const environment = Environment::open(context);
-    if (environment == nullptr) throw std::runtime_error("zebbridge needs a context of Node.js");
+    if (environment == nullptr) throw std::runtime_error(kNoEnvironment);
     pinModule();
     const common::js::Receivers::CallScope loading(environment->receivers(), environment);
 
@@ -49,7 +51,11 @@ void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<
     {
         v8::TryCatch tryCatch(isolate);  // what a setter or a proxy throws ends the load
         for (const RegistryEntry& entry : componentRegistry()) {
-            if (addComponent(entry, *environment, context, objectTemplate, exports) && !tryCatch.HasCaught()) continue;
+            const bool isAdded = addComponent(entry, *environment, context, objectTemplate, exports);
+            if (isAdded && !tryCatch.HasCaught()) {
+                if (Environment::running(isolate) == environment) continue;
+                throw std::runtime_error(kNoEnvironment);  // a setter has ended this one
+            }
             common::js::keepTermination(isolate, tryCatch);
             tryCatch.ReThrow();
             return;

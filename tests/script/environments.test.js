@@ -429,6 +429,31 @@ for (const [name, site] of Object.entries(insideItsMethod)) {
   }
 }
 
+test('one is freed while it loads the module', () => ends(async () => {
+  const stays = load();
+  const before = held(stays);
+  const goes = create();
+  const globals = stays.run('globalThis');
+  globals.dlopen = goes.run('process.dlopen');
+  globals.exports = goes.run('({})');
+  globals.free = () => goes.free();
+  stays.run(() => {
+    Object.defineProperty(exports, 'crash_emitter', { set() { free(); } });
+    let message;
+    try {
+      dlopen({ exports }, file);
+    } catch (error) {
+      message = error.message;
+    }
+    if (message !== 'zebbridge needs a context of Node.js') throw new Error(message);
+  });
+  assert.equal(goes.free(), false, 'it has been freed');
+  globals.dlopen = globals.exports = globals.free = null;
+  await collected();
+  assert.deepEqual(held(stays), before);
+  assert.equal(stays.run(() => hardware.getButtonState(1)), true);
+}));
+
 // ---- what is left of one that was freed --------------------------------------------------------------------------------
 
 test('its objects throw when others call them, and are collected', () => ends(async () => {
