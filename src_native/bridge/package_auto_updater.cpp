@@ -104,6 +104,7 @@ void WindowsPackageAutoUpdater::applyUpdate(std::string packageUri) {
         m_updates.splice(m_updates.end(), started);
         return;
     }
+    started.clear();  // the log's handler may end the environment, which waits for its handles
     Log::write(
         Log::Level::error,
         SourceLocation{"zeb::WindowsPackageAutoUpdater::applyUpdate", "src_native/bridge/package_auto_updater", {}},

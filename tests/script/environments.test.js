@@ -387,6 +387,12 @@ const insideItsMethod = {
     diagnostics.setLogHandler(() => free());
     other.capture.stopCapturing();
   },
+  'the log handler of an update that cannot start': () => {
+    diagnostics.setLogHandler(() => free());
+    harness.fail('threadCreate', 1, 1);
+    other.updater.applyUpdate('https://example.com/app.msix');
+    harness.fail('threadCreate', 0, 0);
+  },
   'the conversion of a number': () => {
     try {
       other.hardware.getButtonState({ valueOf() { free(); return 1; } });
