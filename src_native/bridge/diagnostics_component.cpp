@@ -80,6 +80,7 @@ void DiagnosticsComponent::setLogHandler(std::unique_ptr<LogCallback> callback) 
     std::unique_ptr<ScriptLogFunction, DestroyOnScriptThread> script(
         callback ? new ScriptLogFunction(*environment, std::move(callback)) : nullptr,
         DestroyOnScriptThread{environment->isolate(), environment->requests()});
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the deleter may hand it to the script thread
     Log::setHandler(common::makeFunctor<Log::Handler>(
         [script = std::move(script)](Log::Level level, const LogContext&, const char* message) noexcept {
             try {

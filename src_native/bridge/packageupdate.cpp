@@ -38,7 +38,7 @@ void PackageUpdate::abandon(std::unique_ptr<PackageUpdate> update) noexcept {
     const uv_thread_t workerThread = update->m_workerThread;
     // From here on the worker owns the update, unless it has ended: then the destructor's join does not wait.
     if (update->m_state.exchange(State::abandoned) != State::running) return;
-    static_cast<void>(update.release());
+    static_cast<void>(update.release());  // NOLINT(bugprone-unused-return-value): the worker destroys it
     detachThread(workerThread);
 }
 

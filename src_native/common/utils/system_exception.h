@@ -12,6 +12,7 @@ namespace common::common_internal {
 class SystemException final : public DefaultException {
 public:
     SystemException(const SourceLocation& location, std::string_view message, std::uint32_t systemError)
+        // NOLINTNEXTLINE(bugprone-throw-keyword-missing): a base class
         : DefaultException(location, message, 0), m_systemError(systemError) {}
 
     std::uint32_t systemError() const noexcept { return m_systemError; }

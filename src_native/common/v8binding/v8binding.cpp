@@ -67,9 +67,10 @@ void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
         static_cast<void>(
             error.As<v8::Object>()->CreateDataProperty(isolate->GetCurrentContext(), internalizedName(isolate, "code"),
                                                        v8::Integer::NewFromUnsigned(isolate, refusal.systemError())));
-    } catch (...) {  // it has nothing but its text
+        isolate->ThrowException(error);
+    } catch (...) {
+        isolate->ThrowException(error);  // with nothing but its text
     }
-    isolate->ThrowException(error);
 }
 
 void raiseUnexpectedException() {
