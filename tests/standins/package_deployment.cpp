@@ -11,9 +11,10 @@ namespace standins {
 
 namespace {
 
-std::mutex g_mutex;
-DeploymentPlan g_plan;
-std::vector<std::string> g_started;
+// Never destroyed: abandoned updates go on while the process runs its exit handlers.
+std::mutex& g_mutex = *new std::mutex;
+DeploymentPlan& g_plan = *new DeploymentPlan;
+std::vector<std::string>& g_started = *new std::vector<std::string>;
 std::atomic<int> g_living{0};
 
 class StandInDeployment final : public zeb::PackageDeployment {
