@@ -9,7 +9,7 @@ export WINELOADER=/usr/lib/wine/wine64 WINESERVER=/usr/lib/wine/wineserver64
 wine=("$WINELOADER")
 wineserver=("$WINESERVER")
 if [ -n "$ZEB_WINE_ROOT" ]; then
-    export FONTCONFIG_FILE=/usr/share/fontconfig/fonts.conf
+    export FONTCONFIG_FILE=$here/fonts.conf
     wine=("$here/../in-root" "$ZEB_WINE_ROOT" "$WINELOADER")
     wineserver=("$here/../in-root" "$ZEB_WINE_ROOT" "$WINESERVER")
 fi
