@@ -43,19 +43,19 @@ export const supported: boolean;
 
 /** The `code` of the `Error` that loading the package throws, or its first use where `supported` is `false`. */
 export type LoadErrorCode =
-    /** There is no binary for this system, architecture or module version. */
-    | 'ERR_ZEBBRIDGE_UNAVAILABLE'
-    /** The binary is not where it belongs: left out by a packager or a bundler. */
-    | 'ERR_ZEBBRIDGE_BINARY_MISSING'
-    /** The process does not allow native modules (`--no-addons`, a permission model). */
-    | 'ERR_ZEBBRIDGE_ADDONS_DISABLED'
-    /** The binary is damaged, blocked, still inside an archive, for another runtime, or refuses this one. */
-    | 'ERR_ZEBBRIDGE_BINARY_FAILED';
+  /** There is no binary for this system, architecture or module version. */
+  | 'ERR_ZEBBRIDGE_UNAVAILABLE'
+  /** The binary is not where it belongs: left out by a packager or a bundler. */
+  | 'ERR_ZEBBRIDGE_BINARY_MISSING'
+  /** The process does not allow native modules (`--no-addons`, a permission model). */
+  | 'ERR_ZEBBRIDGE_ADDONS_DISABLED'
+  /** The binary is damaged, blocked, still inside an archive, for another runtime, or refuses this one. */
+  | 'ERR_ZEBBRIDGE_BINARY_FAILED';
 
 /** What a method throws when Windows refuses: `message` is the system's text, the line break at its end included. */
 export interface SystemError extends Error {
-    /** The Win32 error number. */
-    code: number;
+  /** The Win32 error number. */
+  code: number;
 }
 
 /**
@@ -63,19 +63,19 @@ export interface SystemError extends Error {
  * that is aware of each monitor's, scaled ones in others.
  */
 export interface Point {
-    x: number;
-    y: number;
+  x: number;
+  y: number;
 }
 
 /** One motion of the mouse. A new plain object for every event. */
 export interface MotionEvent {
-    /**
-     * Motion since the last event in the device's own counts, without the system's acceleration. 32-bit integers; never
-     * both 0. A device that reports absolute positions, such as a tablet or a remote session, reports those here.
-     */
-    offset: Point;
-    /** The system's cursor in pixels of the virtual screen, read when the motion was processed. Can be negative. */
-    screenPoint: Point;
+  /**
+   * Motion since the last event in the device's own counts, without the system's acceleration. 32-bit integers; never
+   * both 0. A device that reports absolute positions, such as a tablet or a remote session, reports those here.
+   */
+  offset: Point;
+  /** The system's cursor in pixels of the virtual screen, read when the motion was processed. Can be negative. */
+  screenPoint: Point;
 }
 
 /** What happened to one button. Both at once count as pressed. */
@@ -84,9 +84,9 @@ export type ButtonTransition = (typeof ButtonTransition)[keyof typeof ButtonTran
 
 /** A change of at least one button. A new plain object for every event. The user's button swap is already applied. */
 export interface ButtonsEvent {
-    left: ButtonTransition;
-    middle: ButtonTransition;
-    right: ButtonTransition;
+  left: ButtonTransition;
+  middle: ButtonTransition;
+  right: ButtonTransition;
 }
 
 /** A logical button: the user's button swap is already applied. */
@@ -105,60 +105,60 @@ export type MouseButton = (typeof MouseButton)[keyof typeof MouseButton];
  * While it captures, the process stays alive; an idle capture object does not keep it.
  */
 export interface PointerCapture {
-    /**
-     * Ends the running capture of this or any other capture object. Input that was read before is still delivered; to
-     * hear nothing more, remove the callbacks as well. Does nothing when no capture runs.
-     */
-    stopCapturing(): void;
+  /**
+   * Ends the running capture of this or any other capture object. Input that was read before is still delivered; to
+   * hear nothing more, remove the callbacks as well. Does nothing when no capture runs.
+   */
+  stopCapturing(): void;
 
-    /**
-     * Starts to capture, for this object's callbacks; does nothing while any capture object captures. Input is read on
-     * a thread of its own and delivered on the script thread, all that has come per turn of the event loop, in order.
-     * Promise reactions and `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
-     *
-     * When Windows refuses the input, no events come and script is not told: only an attached debugger shows the record,
-     * once `diagnostics.setLogHandler` was called.
-     */
-    startCapturing(): void;
+  /**
+   * Starts to capture, for this object's callbacks; does nothing while any capture object captures. Input is read on
+   * a thread of its own and delivered on the script thread, all that has come per turn of the event loop, in order.
+   * Promise reactions and `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
+   *
+   * When Windows refuses the input, no events come and script is not told: only an attached debugger shows the record,
+   * once `diagnostics.setLogHandler` was called.
+   */
+  startCapturing(): void;
 
-    /**
-     * Sets, replaces or (with `null`) removes the callback for motion. Works at any time, also from inside the
-     * callback; it holds from the next event on. Removing it does not end the capture.
-     */
-    setMotionEventCallback(callback: ((event: MotionEvent) => void) | null | undefined): void;
+  /**
+   * Sets, replaces or (with `null`) removes the callback for motion. Works at any time, also from inside the
+   * callback; it holds from the next event on. Removing it does not end the capture.
+   */
+  setMotionEventCallback(callback: ((event: MotionEvent) => void) | null | undefined): void;
 
-    /** The same for presses and releases. For input that carries both, the motion comes first. */
-    setButtonsEventCallback(callback: ((event: ButtonsEvent) => void) | null | undefined): void;
+  /** The same for presses and releases. For input that carries both, the motion comes first. */
+  setButtonsEventCallback(callback: ((event: ButtonsEvent) => void) | null | undefined): void;
 }
 
 /** Mouse input. */
 export interface Hardware {
-    /**
-     * Whether a button is held down at this moment. Left and right follow the user's button swap as the last capture
-     * saw it; before the first capture they count as not swapped.
-     *
-     * @param button Any other number asks for the physical primary button.
-     *
-     * @example
-     * const { hardware, MouseButton } = require('zebbridge');
-     * const dragging = hardware.getButtonState(MouseButton.Left);
-     */
-    getButtonState(button: MouseButton): boolean;
+  /**
+   * Whether a button is held down at this moment. Left and right follow the user's button swap as the last capture
+   * saw it; before the first capture they count as not swapped.
+   *
+   * @param button Any other number asks for the physical primary button.
+   *
+   * @example
+   * const { hardware, MouseButton } = require('zebbridge');
+   * const dragging = hardware.getButtonState(MouseButton.Left);
+   */
+  getButtonState(button: MouseButton): boolean;
 
-    /**
-     * A new, idle capture object.
-     *
-     * @throws Error "Fail to create raw input driver" when there is no memory for it.
-     *
-     * @example
-     * const { ButtonTransition, hardware } = require('zebbridge');
-     * const capture = hardware.capturePointer();
-     * capture.setButtonsEventCallback(({ left }) => {
-     *     if (left === ButtonTransition.Pressed) capture.stopCapturing();
-     * });
-     * capture.startCapturing();
-     */
-    capturePointer(): PointerCapture;
+  /**
+   * A new, idle capture object.
+   *
+   * @throws Error "Fail to create raw input driver" when there is no memory for it.
+   *
+   * @example
+   * const { ButtonTransition, hardware } = require('zebbridge');
+   * const capture = hardware.capturePointer();
+   * capture.setButtonsEventCallback(({ left }) => {
+   *     if (left === ButtonTransition.Pressed) capture.stopCapturing();
+   * });
+   * capture.startCapturing();
+   */
+  capturePointer(): PointerCapture;
 }
 
 /** The weight of a log record. No warning is written today. */
@@ -167,155 +167,155 @@ export type LogLevel = (typeof LogLevel)[keyof typeof LogLevel];
 
 /** The module's own log. */
 export interface Diagnostics {
-    /**
-     * Sends the module's log to `handler`. There is one handler for the whole process: the last call wins, also over
-     * other threads' handlers, and the end of any environment that loaded the module, or `shutdown`, removes it.
-     *
-     * Only records written on the calling script thread reach the function; records of the module's own threads, and
-     * those written during a garbage collection, do not. Once this method was called (also with `null`), all records go
-     * to an attached debugger as well.
-     *
-     * @example
-     * const { diagnostics, LogLevel } = require('zebbridge');
-     * diagnostics.setLogHandler((message, level) => (level === LogLevel.Error ? console.error : console.log)(message));
-     */
-    setLogHandler(handler: ((message: string, level: LogLevel) => void) | null | undefined): void;
+  /**
+   * Sends the module's log to `handler`. There is one handler for the whole process: the last call wins, also over
+   * other threads' handlers, and the end of any environment that loaded the module, or `shutdown`, removes it.
+   *
+   * Only records written on the calling script thread reach the function; records of the module's own threads, and
+   * those written during a garbage collection, do not. Once this method was called (also with `null`), all records go
+   * to an attached debugger as well.
+   *
+   * @example
+   * const { diagnostics, LogLevel } = require('zebbridge');
+   * diagnostics.setLogHandler((message, level) => (level === LogLevel.Error ? console.error : console.log)(message));
+   */
+  setLogHandler(handler: ((message: string, level: LogLevel) => void) | null | undefined): void;
 }
 
 /** Ends the process on purpose, to see an application's crash reporting at work. */
 export interface CrashEmitter {
-    /** Ends the process with a stack overflow (exception code 0xC00000FD). */
-    emitStackOverflow(): never;
-    /** Ends the process with an access violation (exception code 0xC0000005): a write to address 0. */
-    emitAccessViolation(): never;
+  /** Ends the process with a stack overflow (exception code 0xC00000FD). */
+  emitStackOverflow(): never;
+  /** Ends the process with an access violation (exception code 0xC0000005): a write to address 0. */
+  emitAccessViolation(): never;
 }
 
 /** A window's show state: the values of Win32's ShowWindow that a window placement takes, under its names. */
 export const ShowCommand: {
-    readonly Hide: 0;
-    readonly ShowNormal: 1;
-    readonly ShowMinimized: 2;
-    readonly ShowMaximized: 3;
-    readonly ShowNoActivate: 4;
-    readonly Show: 5;
-    readonly Minimize: 6;
-    readonly ShowMinNoActive: 7;
-    readonly ShowNA: 8;
-    readonly Restore: 9;
+  readonly Hide: 0;
+  readonly ShowNormal: 1;
+  readonly ShowMinimized: 2;
+  readonly ShowMaximized: 3;
+  readonly ShowNoActivate: 4;
+  readonly Show: 5;
+  readonly Minimize: 6;
+  readonly ShowMinNoActive: 7;
+  readonly ShowNA: 8;
+  readonly Restore: 9;
 };
 export type ShowCommand = (typeof ShowCommand)[keyof typeof ShowCommand];
 
 /** What a function that takes an address accepts beyond its own list. */
 export interface AddressOptions {
-    /** Further schemes, without their colons: `['ms-settings']`. */
-    schemes?: readonly string[];
+  /** Further schemes, without their colons: `['ms-settings']`. */
+  schemes?: readonly string[];
 }
 
 /** Services of the Windows desktop. */
 export interface Windows {
-    /**
-     * Asks Windows to start the application again, without arguments, after a crash, a hang, an update or a restart of
-     * the system. Windows does so only for processes that have run for a minute. Never fails: the answer is ignored.
-     */
-    registerApplicationRestart(): void;
+  /**
+   * Asks Windows to start the application again, without arguments, after a crash, a hang, an update or a restart of
+   * the system. Windows does so only for processes that have run for a minute. Never fails: the answer is ignored.
+   */
+  registerApplicationRestart(): void;
 
-    /**
-     * Opens an address in the user's default handler, the browser for a web address, even when an installed application
-     * has claimed it. Returns before anything has opened; whether it did is not reported.
-     *
-     * A system without the launcher ends the process.
-     *
-     * @param url An absolute address with the scheme `http`, `https`, `mailto`, or one that `options` adds.
-     * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
-     *
-     * @example
-     * const { windows } = require('zebbridge');
-     * windows.openExternalIgnoringAppLinking('https://example.com/help');
-     * windows.openExternalIgnoringAppLinking('ms-settings:display', { schemes: ['ms-settings'] });
-     */
-    openExternalIgnoringAppLinking(url: string, options?: AddressOptions): void;
+  /**
+   * Opens an address in the user's default handler, the browser for a web address, even when an installed application
+   * has claimed it. Returns before anything has opened; whether it did is not reported.
+   *
+   * A system without the launcher ends the process.
+   *
+   * @param url An absolute address with the scheme `http`, `https`, `mailto`, or one that `options` adds.
+   * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
+   *
+   * @example
+   * const { windows } = require('zebbridge');
+   * windows.openExternalIgnoringAppLinking('https://example.com/help');
+   * windows.openExternalIgnoringAppLinking('ms-settings:display', { schemes: ['ms-settings'] });
+   */
+  openExternalIgnoringAppLinking(url: string, options?: AddressOptions): void;
 
-    /**
-     * The update build revision of the installed Windows: the last part of its version (the 4291 of 10.0.19045.4291).
-     *
-     * @returns 0 to 4294967295.
-     * @throws SystemError when the registry has none.
-     */
-    getWindowsUpdateBuildRevision(): number;
+  /**
+   * The update build revision of the installed Windows: the last part of its version (the 4291 of 10.0.19045.4291).
+   *
+   * @returns 0 to 4294967295.
+   * @throws SystemError when the registry has none.
+   */
+  getWindowsUpdateBuildRevision(): number;
 
-    /**
-     * Sets a window's normal position, which it has when it is neither minimised nor maximised, and its show state. Its
-     * minimised and maximised positions stay as they are.
-     *
-     * @param windowHandle The native window handle (HWND) as an integer. Handles have 32 significant bits.
-     * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three: they count from the
-     *     corner of the work area, which is the screen without the taskbar. Windows with `WS_EX_TOOLWINDOW` have screen
-     *     coordinates.
-     * @param showCommand The show state. The system decides what becomes of a number that is none of them.
-     * @throws SystemError when the handle is no window or Windows refuses the placement.
-     *
-     * @example
-     * const { ShowCommand, windows } = require('zebbridge');
-     * const restore = (hwnd) => windows.setWindowPlacement(hwnd, 100, 100, 1380, 820, ShowCommand.ShowNormal);
-     */
-    setWindowPlacement(
-        windowHandle: number,
-        left: number,
-        top: number,
-        right: number,
-        bottom: number,
-        showCommand: ShowCommand,
-    ): void;
+  /**
+   * Sets a window's normal position, which it has when it is neither minimised nor maximised, and its show state. Its
+   * minimised and maximised positions stay as they are.
+   *
+   * @param windowHandle The native window handle (HWND) as an integer. Handles have 32 significant bits.
+   * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three: they count from the
+   *     corner of the work area, which is the screen without the taskbar. Windows with `WS_EX_TOOLWINDOW` have screen
+   *     coordinates.
+   * @param showCommand The show state. The system decides what becomes of a number that is none of them.
+   * @throws SystemError when the handle is no window or Windows refuses the placement.
+   *
+   * @example
+   * const { ShowCommand, windows } = require('zebbridge');
+   * const restore = (hwnd) => windows.setWindowPlacement(hwnd, 100, 100, 1380, 820, ShowCommand.ShowNormal);
+   */
+  setWindowPlacement(
+    windowHandle: number,
+    left: number,
+    top: number,
+    right: number,
+    bottom: number,
+    showCommand: ShowCommand,
+  ): void;
 }
 
 /** Updates of the application's own MSIX package. */
 export interface MsixAutoUpdater {
-    /**
-     * Sets, replaces or (with `null`) removes the function that hears of failed updates. It is called once per failure,
-     * on the script thread. A failure without a handler is dropped, not kept for the next one.
-     *
-     * The text is the deployment's own, or "winrt exception with message: ... and code: ..." with the HRESULT as a
-     * signed decimal number (-2147024891 for 0x80070005), or "Unknown exception".
-     */
-    setErrorHandler(handler: ((message: string) => void) | null | undefined): void;
+  /**
+   * Sets, replaces or (with `null`) removes the function that hears of failed updates. It is called once per failure,
+   * on the script thread. A failure without a handler is dropped, not kept for the next one.
+   *
+   * The text is the deployment's own, or "winrt exception with message: ... and code: ..." with the HRESULT as a
+   * signed decimal number (-2147024891 for 0x80070005), or "Unknown exception".
+   */
+  setErrorHandler(handler: ((message: string) => void) | null | undefined): void;
 
-    /**
-     * The event log records that a query selects, oldest first, each as the event log's XML text. Waits for the event
-     * log service, so ask for few records.
-     *
-     * @param query A structured XML query in ASCII that names its own channels.
-     * @throws SystemError when the query is refused or one of its channels cannot be read.
-     *
-     * @example
-     * const { msix_auto_updater } = require('zebbridge');
-     * const records = msix_auto_updater.getUpdateErrors(`
-     *     <QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Operational">
-     *         <Select>*[System[(Level=2) and TimeCreated[timediff(@SystemTime) &lt;= 86400000]]]</Select>
-     *     </Query></QueryList>`);
-     */
-    getUpdateErrors(query: string): string[];
+  /**
+   * The event log records that a query selects, oldest first, each as the event log's XML text. Waits for the event
+   * log service, so ask for few records.
+   *
+   * @param query A structured XML query in ASCII that names its own channels.
+   * @throws SystemError when the query is refused or one of its channels cannot be read.
+   *
+   * @example
+   * const { msix_auto_updater } = require('zebbridge');
+   * const records = msix_auto_updater.getUpdateErrors(`
+   *     <QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Operational">
+   *         <Select>*[System[(Level=2) and TimeCreated[timediff(@SystemTime) &lt;= 86400000]]]</Select>
+   *     </Query></QueryList>`);
+   */
+  getUpdateErrors(query: string): string[];
 
-    /**
-     * Has Windows update the application's package, on a thread of its own. Returns at once. A success is not reported:
-     * Windows closes the application to apply the update. A failure goes to the error handler. The process stays alive
-     * until the deployment ends; `shutdown` waits for it.
-     *
-     * Start one update at a time. **A system without package deployment ends the process.**
-     *
-     * @param packageUri The package's absolute address, with the scheme `https`, `http`, `file`, or one that `options`
-     *     adds.
-     * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
-     *
-     * @example
-     * const { msix_auto_updater, windows } = require('zebbridge');
-     * windows.registerApplicationRestart(); // otherwise nobody starts the application again
-     * msix_auto_updater.setErrorHandler((message) => console.error('update failed:', message));
-     * msix_auto_updater.applyUpdate('https://example.com/app.msix');
-     */
-    applyUpdate(packageUri: string, options?: AddressOptions): void;
+  /**
+   * Has Windows update the application's package, on a thread of its own. Returns at once. A success is not reported:
+   * Windows closes the application to apply the update. A failure goes to the error handler. The process stays alive
+   * until the deployment ends; `shutdown` waits for it.
+   *
+   * Start one update at a time. **A system without package deployment ends the process.**
+   *
+   * @param packageUri The package's absolute address, with the scheme `https`, `http`, `file`, or one that `options`
+   *     adds.
+   * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
+   *
+   * @example
+   * const { msix_auto_updater, windows } = require('zebbridge');
+   * windows.registerApplicationRestart(); // otherwise nobody starts the application again
+   * msix_auto_updater.setErrorHandler((message) => console.error('update failed:', message));
+   * msix_auto_updater.applyUpdate('https://example.com/app.msix');
+   */
+  applyUpdate(packageUri: string, options?: AddressOptions): void;
 
-    /** Removes the error handler. A running update goes on. */
-    dispose(): void;
+  /** Removes the error handler. A running update goes on. */
+  dispose(): void;
 }
 
 export const crash_emitter: CrashEmitter;

@@ -23,8 +23,10 @@ function listenersChanged() {
   buttonsListeners = null;
 }
 
-const registrations = (name) => [...running].flatMap((stream) =>
-  stream.rawListeners(name).map((bound) => bound.registration ?? new Registration(stream, name, bound)));
+const registrations = (name) =>
+  [...running].flatMap((stream) =>
+    stream.rawListeners(name).map((bound) => bound.registration ?? new Registration(stream, name, bound)),
+  );
 
 const onMotion = (event) => deliver((motionListeners ??= registrations('motion')), event);
 const onButtons = (event) => deliver((buttonsListeners ??= registrations('buttons')), event);
@@ -76,13 +78,18 @@ let watchTimer = null;
 const watchResource = new AsyncResource('ZebbridgePointerWatch'); // a timer keeps the context that it was made in
 
 function watch() {
-  watchTimer = watchResource.runInAsyncScope(setInterval, null, () => {
-    try {
-      capture.startCapturing();
-    } catch (error) {
-      for (const stream of [...running]) stream[kFail](error);
-    }
-  }, WATCH_INTERVAL);
+  watchTimer = watchResource.runInAsyncScope(
+    setInterval,
+    null,
+    () => {
+      try {
+        capture.startCapturing();
+      } catch (error) {
+        for (const stream of [...running]) stream[kFail](error);
+      }
+    },
+    WATCH_INTERVAL,
+  );
 }
 
 // ---- streams -------------------------------------------------------------------------------------------------------------
@@ -119,7 +126,7 @@ class Registration {
 
 // What is no function is refused by the emitter.
 const bind = (stream, name, listener, once) =>
-  (typeof listener === 'function' ? new Registration(stream, name, listener, once).bound : listener);
+  typeof listener === 'function' ? new Registration(stream, name, listener, once).bound : listener;
 
 class PointerStream extends EventEmitter {
   #capturing = false;

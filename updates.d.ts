@@ -16,31 +16,31 @@
 
 /** Why an update failed. */
 export class UpdateError extends Error {
-    /** @param report What the native module reported. */
-    constructor(report: string);
-    name: 'UpdateError';
-    /** The HRESULT as text, such as "0x80073CF3"; undefined when the report names none. */
-    code: string | undefined;
-    /** The same as a number, such as 0x80073CF3. */
-    hresult: number | undefined;
+  /** @param report What the native module reported. */
+  constructor(report: string);
+  name: 'UpdateError';
+  /** The HRESULT as text, such as "0x80073CF3"; undefined when the report names none. */
+  code: string | undefined;
+  /** The same as a number, such as 0x80073CF3. */
+  hresult: number | undefined;
 }
 
 /** The part of an AbortSignal that is used. */
 export interface UpdateSignal {
-    readonly aborted: boolean;
-    readonly reason?: any;
-    addEventListener(type: 'abort', listener: () => void, options?: { once?: boolean }): void;
-    removeEventListener(type: 'abort', listener: () => void): void;
+  readonly aborted: boolean;
+  readonly reason?: any;
+  addEventListener(type: 'abort', listener: () => void, options?: { once?: boolean }): void;
+  removeEventListener(type: 'abort', listener: () => void): void;
 }
 
 export interface ApplyUpdateOptions {
-    /**
-     * Ends the waiting with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause` is the
-     * reason. Windows goes on with an update that it has begun, and until that has failed no other one starts.
-     */
-    signal?: UpdateSignal | undefined;
-    /** Schemes to take beside `http`, `https` and `file`, without their colons. */
-    schemes?: readonly string[] | undefined;
+  /**
+   * Ends the waiting with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause` is the
+   * reason. Windows goes on with an update that it has begun, and until that has failed no other one starts.
+   */
+  signal?: UpdateSignal | undefined;
+  /** Schemes to take beside `http`, `https` and `file`, without their colons. */
+  schemes?: readonly string[] | undefined;
 }
 
 /**
@@ -68,40 +68,40 @@ export type UpdateErrorTime = Date | number | string;
 
 /** Which records to read. */
 export interface UpdateErrorsOptions {
-    /** The earliest and the latest moment; without them there is no limit. */
-    since?: UpdateErrorTime | undefined;
-    until?: UpdateErrorTime | undefined;
-    /** The levels to read, critical and error by default. */
-    levels?: readonly UpdateErrorLevel[] | undefined;
-    /** The largest number of records to give; all by default. */
-    limit?: number | undefined;
-    /** Which records come first, and so which are given up for `limit`. The newest by default. */
-    order?: 'newest' | 'oldest' | undefined;
-    /** The channel to read: Microsoft-Windows-AppXDeploymentServer/Operational by default. */
-    channel?: string | undefined;
-    /**
-     * In place of `since`, `until` and `levels`: an XPath expression of the event log's kind for the channel, such as
-     * `*[System[EventID=404]]`, or a whole structured XML query, which names its own channels.
-     */
-    query?: string | undefined;
+  /** The earliest and the latest moment; without them there is no limit. */
+  since?: UpdateErrorTime | undefined;
+  until?: UpdateErrorTime | undefined;
+  /** The levels to read, critical and error by default. */
+  levels?: readonly UpdateErrorLevel[] | undefined;
+  /** The largest number of records to give; all by default. */
+  limit?: number | undefined;
+  /** Which records come first, and so which are given up for `limit`. The newest by default. */
+  order?: 'newest' | 'oldest' | undefined;
+  /** The channel to read: Microsoft-Windows-AppXDeploymentServer/Operational by default. */
+  channel?: string | undefined;
+  /**
+   * In place of `since`, `until` and `levels`: an XPath expression of the event log's kind for the channel, such as
+   * `*[System[EventID=404]]`, or a whole structured XML query, which names its own channels.
+   */
+  query?: string | undefined;
 }
 
 /** A record of the event log. Of one whose XML is damaged, `xml` is all that is known. */
 export interface UpdateErrorRecord {
-    /** When it was written, in milliseconds; null when the record does not say. */
-    time: Date | null;
-    /** The number of the event, which is the provider's. */
-    id: number;
-    /** One of `UpdateErrorLevel`, or the number of a level that the provider made up, as text. */
-    level: string;
-    /** Who wrote it. */
-    provider: string;
-    /** The message where the record carries one, and otherwise the values of its data fields. */
-    text: string;
-    /** The data fields by name; those without a name by their place, from "0" on. */
-    data: { [name: string]: string };
-    /** The record as the event log gave it. */
-    xml: string;
+  /** When it was written, in milliseconds; null when the record does not say. */
+  time: Date | null;
+  /** The number of the event, which is the provider's. */
+  id: number;
+  /** One of `UpdateErrorLevel`, or the number of a level that the provider made up, as text. */
+  level: string;
+  /** Who wrote it. */
+  provider: string;
+  /** The message where the record carries one, and otherwise the values of its data fields. */
+  text: string;
+  /** The data fields by name; those without a name by their place, from "0" on. */
+  data: { [name: string]: string };
+  /** The record as the event log gave it. */
+  xml: string;
 }
 
 /**

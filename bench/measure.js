@@ -1,8 +1,8 @@
 'use strict';
 // measure.js MODULES_FOLDER RESULT_FILE: one whole run in one process, so that its figures may be divided by each other.
 // Runs in any Node.js that loads the modules; `./zeb bench` runs it natively and in the Windows Node.js.
-const fs = require('fs');
-const path = require('path');
+const fs = require('node:fs');
+const path = require('node:path');
 
 const [, , modulesFolder, resultFile] = process.argv;
 const loadStart = process.hrtime.bigint();
@@ -13,8 +13,12 @@ const peers = require(path.join(modulesFolder, 'bench_peers.node'));
 // The package's own stream over the measured module, as its loader would have found it.
 const root = path.join(__dirname, '..');
 const loader = path.join(root, 'lib', 'native.js');
-require.cache[loader] = { id: loader, filename: loader, loaded: true,
-  exports: { native: { windows: {}, msix_auto_updater: {}, ...bench }, supported: true } };
+require.cache[loader] = {
+  id: loader,
+  filename: loader,
+  loaded: true,
+  exports: { native: { windows: {}, msix_auto_updater: {}, ...bench }, supported: true },
+};
 const { PointerStream } = require(path.join(root, 'pointer.js'));
 
 const RECORDS = Number(process.env.ZEB_BENCH_RECORDS || 1000000);
@@ -29,15 +33,33 @@ function calls() {
   const { methods, raw, hardware } = bench;
   const count = 1000000;
   const subjects = {
-    'raw, empty': () => { for (let n = 0; n < count; n++) raw.empty(); },
-    'raw, (int) to boolean': () => { for (let n = 0; n < count; n++) raw.isOdd(n); },
-    'zebbridge, empty': () => { for (let n = 0; n < count; n++) methods.empty(); },
-    'zebbridge, (int) to boolean': () => { for (let n = 0; n < count; n++) methods.isOdd(n); },
-    'zebbridge, getButtonState': () => { for (let n = 0; n < count; n++) hardware.getButtonState(0); },
-    'N-API, empty': () => { for (let n = 0; n < count; n++) peers.cEmpty(); },
-    'N-API, (int) to boolean': () => { for (let n = 0; n < count; n++) peers.cIsOdd(n); },
-    'node-addon-api, empty': () => { for (let n = 0; n < count; n++) peers.wrapperEmpty(); },
-    'node-addon-api, (int) to boolean': () => { for (let n = 0; n < count; n++) peers.wrapperIsOdd(n); },
+    'raw, empty': () => {
+      for (let n = 0; n < count; n++) raw.empty();
+    },
+    'raw, (int) to boolean': () => {
+      for (let n = 0; n < count; n++) raw.isOdd(n);
+    },
+    'zebbridge, empty': () => {
+      for (let n = 0; n < count; n++) methods.empty();
+    },
+    'zebbridge, (int) to boolean': () => {
+      for (let n = 0; n < count; n++) methods.isOdd(n);
+    },
+    'zebbridge, getButtonState': () => {
+      for (let n = 0; n < count; n++) hardware.getButtonState(0);
+    },
+    'N-API, empty': () => {
+      for (let n = 0; n < count; n++) peers.cEmpty();
+    },
+    'N-API, (int) to boolean': () => {
+      for (let n = 0; n < count; n++) peers.cIsOdd(n);
+    },
+    'node-addon-api, empty': () => {
+      for (let n = 0; n < count; n++) peers.wrapperEmpty();
+    },
+    'node-addon-api, (int) to boolean': () => {
+      for (let n = 0; n < count; n++) peers.wrapperIsOdd(n);
+    },
   };
   const rounds = 21;
   const figures = {};
@@ -46,13 +68,17 @@ function calls() {
       const begin = process.hrtime.bigint();
       loop();
       const time = Number(process.hrtime.bigint() - begin) / count;
-      if (round >= 2) (figures[name] ??= []).push(time);  // the first two warm up
+      if (round >= 2) (figures[name] ??= []).push(time); // the first two warm up
     }
   }
   // Ratios are taken within a round, whose parts ran side by side, and only then is their median.
   const floor = figures['raw, empty'];
-  return Object.fromEntries(Object.entries(figures).map(([name, times]) => [
-    name, { ns: median(times), ratio: median(times.map((time, round) => time / floor[round])) }]));
+  return Object.fromEntries(
+    Object.entries(figures).map(([name, times]) => [
+      name,
+      { ns: median(times), ratio: median(times.map((time, round) => time / floor[round])) },
+    ]),
+  );
 }
 
 // ---- one stream: `total` records in batches. Asking returns when the worker has handed the batch over, so the event loop
@@ -173,7 +199,11 @@ function memoryPerCapture() {
   for (let n = 0; n < many; n++) kept.push(bench.hardware.capturePointer());
   globalThis.gc();
   const after = process.memoryUsage();
-  return { heap: (after.heapUsed - before.heapUsed) / many, resident: (after.rss - before.rss) / many, kept: kept.length };
+  return {
+    heap: (after.heapUsed - before.heapUsed) / many,
+    resident: (after.rss - before.rss) / many,
+    kept: kept.length,
+  };
 }
 
 (async () => {

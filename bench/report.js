@@ -1,57 +1,93 @@
 'use strict';
 // report.js RESULTS_FOLDER OUTPUT_FOLDER: writes RESULTS.md and results.svg from the runs (*.json) of one `./zeb bench`.
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
 
 const [, , resultsFolder, outputFolder] = process.argv;
-const runs = fs.readdirSync(resultsFolder).filter((name) => name.endsWith('.json')).sort()
+const runs = fs
+  .readdirSync(resultsFolder)
+  .filter((name) => name.endsWith('.json'))
+  .sort()
   .map((name) => ({ title: name.slice(0, -5), ...JSON.parse(fs.readFileSync(path.join(resultsFolder, name))) }));
 
-const fixed = (value, digits = 1) => value.toLocaleString('en-US', { minimumFractionDigits: digits, maximumFractionDigits: digits });
-const table = (header, rows) => [header, header.map(() => '---'), ...rows].map((cells) => `| ${cells.join(' | ')} |`).join('\n');
+const fixed = (value, digits = 1) =>
+  value.toLocaleString('en-US', { minimumFractionDigits: digits, maximumFractionDigits: digits });
+const table = (header, rows) =>
+  [header, header.map(() => '---'), ...rows].map((cells) => `| ${cells.join(' | ')} |`).join('\n');
 
 const CONTENDERS = ['zebbridge', 'zebbridge/pointer', 'obvious', 'thread-safe function', 'pure script'];
 
 function callsTable() {
   const names = Object.keys(runs[0].calls);
-  return table(['one call', ...runs.flatMap((run) => [`${run.title}, ns`, '× raw, empty'])],
-    names.map((name) => [name, ...runs.flatMap((run) => [fixed(run.calls[name].ns), fixed(run.calls[name].ratio, 2)])]));
+  return table(
+    ['one call', ...runs.flatMap((run) => [`${run.title}, ns`, '× raw, empty'])],
+    names.map((name) => [name, ...runs.flatMap((run) => [fixed(run.calls[name].ns), fixed(run.calls[name].ratio, 2)])]),
+  );
 }
 
 function eventsTable(run) {
-  return table(['batch', ...CONTENDERS.map((name) => `${name}, ns`), '× thread-safe function', '× obvious',
-    'zebbridge/pointer × zebbridge'],
+  return table(
+    [
+      'batch',
+      ...CONTENDERS.map((name) => `${name}, ns`),
+      '× thread-safe function',
+      '× obvious',
+      'zebbridge/pointer × zebbridge',
+    ],
     Object.entries(run.events).map(([batch, row]) => [
-      batch, ...CONTENDERS.map((name) => fixed(row[name])),
-      fixed(row.zebbridge / row['thread-safe function'], 3), fixed(row.zebbridge / row.obvious, 3),
-      fixed(row.streamRatio, 2)]));
+      batch,
+      ...CONTENDERS.map((name) => fixed(row[name])),
+      fixed(row.zebbridge / row['thread-safe function'], 3),
+      fixed(row.zebbridge / row.obvious, 3),
+      fixed(row.streamRatio, 2),
+    ]),
+  );
 }
 
 function otherTable() {
-  return table(['', ...runs.map((run) => run.title)], [
-    ['one event, asked for by script until its callback runs, median', ...runs.map((run) => `${fixed(run.latency / 1000)} µs`)],
-    ['load of the module', ...runs.map((run) => `${fixed(run.loadTime / 1e6)} ms`)],
-    ['one idle capture object, script heap', ...runs.map((run) => `${fixed(run.memoryPerCapture.heap, 0)} bytes`)],
-    ['one idle capture object, process', ...runs.map((run) => `${fixed(run.memoryPerCapture.resident, 0)} bytes`)],
-  ]);
+  return table(
+    ['', ...runs.map((run) => run.title)],
+    [
+      [
+        'one event, asked for by script until its callback runs, median',
+        ...runs.map((run) => `${fixed(run.latency / 1000)} µs`),
+      ],
+      ['load of the module', ...runs.map((run) => `${fixed(run.loadTime / 1e6)} ms`)],
+      ['one idle capture object, script heap', ...runs.map((run) => `${fixed(run.memoryPerCapture.heap, 0)} bytes`)],
+      ['one idle capture object, process', ...runs.map((run) => `${fixed(run.memoryPerCapture.resident, 0)} bytes`)],
+    ],
+  );
 }
 
 function picture() {
-  const width = 760, rowHeight = 22, left = 220, batch = '1024';
-  const bars = runs.flatMap((run) => CONTENDERS.map((name) => ({ label: `${run.title}: ${name}`, value: run.events[batch][name], own: name.startsWith('zebbridge') })));
+  const width = 760,
+    rowHeight = 22,
+    left = 220,
+    batch = '1024';
+  const bars = runs.flatMap((run) =>
+    CONTENDERS.map((name) => ({
+      label: `${run.title}: ${name}`,
+      value: run.events[batch][name],
+      own: name.startsWith('zebbridge'),
+    })),
+  );
   const scale = (value) => Math.log10(Math.max(value, 1)) / Math.log10(Math.max(...bars.map((bar) => bar.value)) * 1.2);
   const height = 50 + bars.length * rowHeight;
   const rows = bars.map((bar, index) => {
     const y = 40 + index * rowHeight;
     const length = Math.max(2, scale(bar.value) * (width - left - 90));
-    return `<text x="${left - 8}" y="${y + 13}" text-anchor="end">${bar.label}</text>` +
+    return (
+      `<text x="${left - 8}" y="${y + 13}" text-anchor="end">${bar.label}</text>` +
       `<rect x="${left}" y="${y}" width="${length.toFixed(1)}" height="16" fill="${bar.own ? '#1a7f5a' : '#9aa5b1'}"/>` +
-      `<text x="${left + length + 6}" y="${y + 13}">${fixed(bar.value)} ns</text>`;
+      `<text x="${left + length + 6}" y="${y + 13}">${fixed(bar.value)} ns</text>`
+    );
   });
-  return `<svg xmlns="http://www.w3.org/2000/svg" width="${width}" height="${height}" font-family="sans-serif" font-size="12">` +
+  return (
+    `<svg xmlns="http://www.w3.org/2000/svg" width="${width}" height="${height}" font-family="sans-serif" font-size="12">` +
     `<rect width="100%" height="100%" fill="white"/><text x="12" y="22" font-size="14">One pointer record from a worker thread to a script callback, batches of ${batch} (logarithmic)</text>` +
-    `${rows.join('')}</svg>\n`;
+    `${rows.join('')}</svg>\n`
+  );
 }
 
 const cpu = os.cpus()[0].model.trim();
@@ -92,6 +128,8 @@ console.log(text);
 // The promise of docs/api/pointer.md.
 for (const { title, events } of runs) {
   if (events[64].streamRatio <= 1.3) continue;
-  console.error(`${title}: a stream's listener costs ${fixed(events[64].streamRatio, 2)} times the plain callback, not 1.3`);
+  console.error(
+    `${title}: a stream's listener costs ${fixed(events[64].streamRatio, 2)} times the plain callback, not 1.3`,
+  );
   process.exitCode = 1;
 }

@@ -2,7 +2,7 @@
 //
 //   node log-handler.js FILE
 'use strict';
-const fs = require('fs');
+const fs = require('node:fs');
 const { diagnostics, hardware, LogLevel, shutdown } = require('zebbridge');
 
 const file = fs.openSync(process.argv[2], 'a');
@@ -16,5 +16,5 @@ const capture = hardware.capturePointer();
 capture.startCapturing();
 capture.stopCapturing();
 
-shutdown();  // the last record has been written; the handler is let go
+shutdown(); // the last record has been written; the handler is let go
 fs.closeSync(file);

@@ -20,7 +20,7 @@ capture.setMotionEventCallback(({ offset }) => {
 
 capture.setButtonsEventCallback(({ left, middle }) => {
   if (left === Pressed) console.log(`shot ${++shots} at ${view.yaw.toFixed(1)}, ${view.pitch.toFixed(1)}`);
-  if (middle === Pressed) capture.stopCapturing();  // nothing keeps the process then
+  if (middle === Pressed) capture.stopCapturing(); // nothing keeps the process then
 });
 
 capture.startCapturing();

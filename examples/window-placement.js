@@ -14,7 +14,14 @@ const SHOW = {
 const saved = { left: 120, top: 90, right: 920, bottom: 690, state: process.argv[3] ?? 'normal' };
 try {
   // The rectangle is the one to come back to, whatever the state.
-  windows.setWindowPlacement(Number(process.argv[2]), saved.left, saved.top, saved.right, saved.bottom, SHOW[saved.state]);
+  windows.setWindowPlacement(
+    Number(process.argv[2]),
+    saved.left,
+    saved.top,
+    saved.right,
+    saved.bottom,
+    SHOW[saved.state],
+  );
 } catch (error) {
   console.error('not placed:', error.message.trim());
   process.exitCode = 1;

@@ -19,7 +19,11 @@ function time(name, value) {
 
 // Text that XML can hold.
 function text(name, value) {
-  if (typeof value !== 'string' || value === '' || /[^\t\n\r\x20-\ud7ff\ue000-\ufffd\u{10000}-\u{10ffff}]/u.test(value)) {
+  if (
+    typeof value !== 'string' ||
+    value === '' ||
+    /[^\t\n\r\x20-\ud7ff\ue000-\ufffd\u{10000}-\u{10ffff}]/u.test(value)
+  ) {
     throw invalidOption(name, 'a text that is not empty and has no control characters');
   }
   return value;
@@ -39,7 +43,9 @@ function filter({ since, until, levels = ['critical', 'error'] }) {
   const times = [
     ['>=', time('since', since)],
     ['<=', time('until', until)],
-  ].filter(([, value]) => value !== undefined).map(([comparison, value]) => `@SystemTime${comparison}'${value}'`);
+  ]
+    .filter(([, value]) => value !== undefined)
+    .map(([comparison, value]) => `@SystemTime${comparison}'${value}'`);
   const conditions = [`(${numbers.map((number) => `Level=${number}`).join(' or ')})`];
   if (times.length > 0) conditions.push(`TimeCreated[${times.join(' and ')}]`);
   return `*[System[${conditions.join(' and ')}]]`;
@@ -63,7 +69,8 @@ function eventQuery(options) {
   return { query: inAscii(query), order, limit };
 }
 
-const structured = (channel, path) => `<QueryList><Query Id="0" Path="${escaped(channel)}">` +
+const structured = (channel, path) =>
+  `<QueryList><Query Id="0" Path="${escaped(channel)}">` +
   `<Select Path="${escaped(channel)}">${escaped(path)}</Select></Query></QueryList>`;
 
 module.exports = { eventQuery };

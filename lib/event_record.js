@@ -23,7 +23,8 @@ const textOf = (element) => element?.textContent ?? '';
 
 // The fields of EventData are named by an attribute, or not at all; those of UserData are elements of the provider's.
 function dataOf(event) {
-  const fields = children(child(event, 'EventData')).filter(({ localName }) => localName === 'Data')
+  const fields = children(child(event, 'EventData'))
+    .filter(({ localName }) => localName === 'Data')
     .map((field, index) => [field.getAttribute('Name') || String(index), textOf(field)]);
   const own = children(children(child(event, 'UserData'))[0]).map((field) => [field.localName, textOf(field)]);
   return Object.fromEntries([...fields, ...own]);
@@ -40,9 +41,13 @@ function eventRecord(xml) {
   return {
     time: Number.isNaN(time.getTime()) ? null : time,
     id: Number(textOf(child(system, 'EventID'))),
-    level: level === '' ? '' : LEVELS[level] ?? level,
+    level: level === '' ? '' : (LEVELS[level] ?? level),
     provider: child(system, 'Provider')?.getAttribute('Name') ?? '',
-    text: message || Object.values(data).filter((value) => value !== '').join('; '),
+    text:
+      message ||
+      Object.values(data)
+        .filter((value) => value !== '')
+        .join('; '),
     data,
     xml,
   };

@@ -8,8 +8,9 @@ const source = require('./event_worker_source.js');
 // The file of the native module, as the runtime has loaded it: bundlers and archives move it. Undefined where it was
 // loaded in another way than by a require, or not at all.
 function binaryOf({ msix_auto_updater: updater }) {
-  const loaded = Object.values(Module._cache).find(({ filename, exports }) =>
-    filename?.endsWith('.node') && exports?.msix_auto_updater === updater);
+  const loaded = Object.values(Module._cache).find(
+    ({ filename, exports }) => filename?.endsWith('.node') && exports?.msix_auto_updater === updater,
+  );
   return loaded?.filename;
 }
 
@@ -29,7 +30,9 @@ function makeThread() {
     if (error === undefined) resolve(records);
     else reject(Object.assign(new Error(error.message), error.code === undefined ? {} : { code: error.code }));
   });
-  worker.on('error', (error) => { failure = error; });
+  worker.on('error', (error) => {
+    failure = error;
+  });
   worker.on('exit', (status) => {
     thread = null;
     failure ??= new Error(`The thread that reads the event log ended with ${status}.`);

@@ -10,7 +10,10 @@ const path = require('node:path');
 // the runtimes apart: no two share one. Each `require` is spelled out, because bundlers follow only what they can read:
 // those that cannot take a binary along then fail while they build, and not on the user's machine.
 const BINARIES = {
-  123: { runtime: 'desktop runtimes with module version 123', load: () => require('../prebuilds/win32-x64/zebbridge.abi123.node') },
+  123: {
+    runtime: 'desktop runtimes with module version 123',
+    load: () => require('../prebuilds/win32-x64/zebbridge.abi123.node'),
+  },
   127: { runtime: 'Node.js 22', load: () => require('../prebuilds/win32-x64/zebbridge.abi127.node') },
   137: { runtime: 'Node.js 24', load: () => require('../prebuilds/win32-x64/zebbridge.abi137.node') },
   147: { runtime: 'Node.js 26', load: () => require('../prebuilds/win32-x64/zebbridge.abi147.node') },
@@ -26,7 +29,9 @@ function failure(code, message, cause) {
 }
 
 function unavailable() {
-  const runtimes = Object.values(BINARIES).map(({ runtime }) => runtime).join(', ');
+  const runtimes = Object.values(BINARIES)
+    .map(({ runtime }) => runtime)
+    .join(', ');
   return failure(
     'UNAVAILABLE',
     `zebbridge has no binary for ${platform}-${arch} with module version ${moduleVersion}; it runs on win32-x64 in ${runtimes}.`,
@@ -35,7 +40,9 @@ function unavailable() {
 
 // What is likely when the runtime does not load the binary, with what it says, in one line. `cause` is the error as it came.
 function explained(cause) {
-  const words = String(cause?.message ?? cause).trim().replace(/\s+/g, ' ');
+  const words = String(cause?.message ?? cause)
+    .trim()
+    .replace(/\s+/g, ' ');
   switch (cause?.code) {
     case 'MODULE_NOT_FOUND':
       return failure(
@@ -81,26 +88,28 @@ function load() {
 // place. What would do nothing useful does nothing, so that an orderly end needs no question; the rest throws.
 function refusingExports() {
   const named = (name, value) => Object.defineProperty(value, 'name', { value: name });
-  const refusing = (...names) => names.map((name) => [name, named(name, () => {
-    throw unavailable();
-  })]);
+  const refusing = (...names) =>
+    names.map((name) => [
+      name,
+      named(name, () => {
+        throw unavailable();
+      }),
+    ]);
   const idle = (...names) => names.map((name) => [name, named(name, () => {})]);
   const component = (...methods) => Object.fromEntries(methods.flat());
   return {
     crash_emitter: component(refusing('emitStackOverflow', 'emitAccessViolation')),
     diagnostics: component(idle('setLogHandler')),
     hardware: component(refusing('getButtonState', 'capturePointer')),
-    windows: component(refusing(
-      'registerApplicationRestart',
-      'openExternalIgnoringAppLinking',
-      'getWindowsUpdateBuildRevision',
-      'setWindowPlacement',
-    )),
-    msix_auto_updater: component(
-      idle('setErrorHandler'),
-      refusing('getUpdateErrors', 'applyUpdate'),
-      idle('dispose'),
+    windows: component(
+      refusing(
+        'registerApplicationRestart',
+        'openExternalIgnoringAppLinking',
+        'getWindowsUpdateBuildRevision',
+        'setWindowPlacement',
+      ),
     ),
+    msix_auto_updater: component(idle('setErrorHandler'), refusing('getUpdateErrors', 'applyUpdate'), idle('dispose')),
     ...component(idle('shutdown')),
   };
 }

@@ -32,7 +32,15 @@ class Buffer {
   }
 
   #drop(event) {
-    const nothing = { type: 'dropped', motions: 0, transitions: 0, offset: { x: 0, y: 0 }, left: 0, middle: 0, right: 0 };
+    const nothing = {
+      type: 'dropped',
+      motions: 0,
+      transitions: 0,
+      offset: { x: 0, y: 0 },
+      left: 0,
+      middle: 0,
+      right: 0,
+    };
     const sum = (this.#dropped ??= nothing);
     if (event.type === 'motion') {
       ++sum.motions;

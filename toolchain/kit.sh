@@ -5,7 +5,7 @@ KIT_RUNTIMES="node:${NODE%%.*}:$ZEB_NODE_WIN:$ZEB_NODE_LINUX node24:24:$ZEB_NODE
     node26:26:$ZEB_NODE26_WIN:$ZEB_NODE26_LINUX"  # flavour, release, where its executable and its licence are
 KIT_SCRIPTS="binding ends exports hardware lifetime misuse several-environments"
 KIT_PROGRAMS="toolchain-modules unit-failure unit-format unit-interfaces unit-lock unit-platform_services unit-slots unit-text"
-KIT_PRESET=windows-release
+KIT_PRESET="windows-release"
 
 lay_out_kit() {
     local name kit pair flavour release windows linux built=$BUILD/$KIT_PRESET

@@ -6,16 +6,6 @@
 # <build>/package/content                          the first, unpacked
 PACKAGE=$BUILD/package
 PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../lib/native.js has them too
-ZEB_PACKAGE_TOOLS=$ZEB_CACHE/package-tools-$(sha256sum <tests/package/package-lock.json | cut -c1-12)
-
-fetch_package_tools() {
-    local work
-    make_work
-    cp tests/package/package.json tests/package/package-lock.json "$work"
-    npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
-        die "npm could not fetch the package's tools" "is the network reachable? try: npm view typescript"
-    mv -T "$work" "$ZEB_PACKAGE_TOOLS" 2>/dev/null || true
-}
 
 # The binaries of every flavour, and the files that package.json names, laid out as they are installed.
 lay_out_package() {
@@ -45,7 +35,7 @@ lay_out_package() {
 verb_package() {
     local pair targets=()
     for pair in $PACKAGE_FLAVOURS; do targets+=("zebbridge_${pair%:*}"); done
-    setup_runtimes && make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_package_tools &&
+    setup_runtimes && make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_from_npm tests/package "$ZEB_PACKAGE_TOOLS" &&
         step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
 }
 
@@ -64,5 +54,5 @@ lane_package() {
     case ${1:-kit} in kit) verb_kit || return ;; *) verb_package || return ;; esac
     build windows-release desktop_control_node standin_control_node || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
-    ZEB_PACKAGE_TOOLS=$ZEB_PACKAGE_TOOLS run_tests package windows-release "$1"
+    run_tests package windows-release "$1"
 }

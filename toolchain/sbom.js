@@ -12,7 +12,9 @@ const [output, libcxx, ...headers] = process.argv.slice(2);
 
 function macros(file, ...names) {
   const text = fs.readFileSync(file, 'utf8');
-  return names.map((name) => new RegExp(`^# *define +${name} +(\\d+)`, 'm').exec(text)?.[1] ?? fail(`${file} has no ${name}`));
+  return names.map(
+    (name) => new RegExp(`^# *define +${name} +(\\d+)`, 'm').exec(text)?.[1] ?? fail(`${file} has no ${name}`),
+  );
 }
 function fail(message) {
   throw new Error(message);
@@ -38,14 +40,25 @@ add('libc++', llvmVersion, 'Apache-2.0 WITH LLVM-exception', { description: 'lin
 for (const folder of headers) {
   const inlined = { description: 'headers, compiled in' };
   const version = (file, ...names) => macros(path.join(folder, file), ...names).join('.');
-  add('Node.js', version('node_version.h', 'NODE_MAJOR_VERSION', 'NODE_MINOR_VERSION', 'NODE_PATCH_VERSION'), 'MIT', inlined);
-  add('V8', version('v8-version.h', 'V8_MAJOR_VERSION', 'V8_MINOR_VERSION', 'V8_BUILD_NUMBER', 'V8_PATCH_LEVEL'), 'BSD-3-Clause', inlined);
+  add(
+    'Node.js',
+    version('node_version.h', 'NODE_MAJOR_VERSION', 'NODE_MINOR_VERSION', 'NODE_PATCH_VERSION'),
+    'MIT',
+    inlined,
+  );
+  add(
+    'V8',
+    version('v8-version.h', 'V8_MAJOR_VERSION', 'V8_MINOR_VERSION', 'V8_BUILD_NUMBER', 'V8_PATCH_LEVEL'),
+    'BSD-3-Clause',
+    inlined,
+  );
   add('libuv', version('uv/version.h', 'UV_VERSION_MAJOR', 'UV_VERSION_MINOR', 'UV_VERSION_PATCH'), 'MIT', inlined);
 }
 const { packages } = require('./libraries/package-lock.json');
 for (const [place, { dev, version, license }] of Object.entries(packages)) {
   const name = place.replace(/^.*node_modules\//, '');
-  if (place !== '' && !dev) add(name, version, license, { purl: `pkg:npm/${name.replace('@', '%40')}@${version}`, description: 'bundled in' });
+  if (place !== '' && !dev)
+    add(name, version, license, { purl: `pkg:npm/${name.replace('@', '%40')}@${version}`, description: 'bundled in' });
 }
 
 const bom = new Models.Bom();

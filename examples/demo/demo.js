@@ -1,7 +1,7 @@
 // What `./zeb demo` runs, in the Windows Node.js inside a virtual desktop: the module captures the pointer while the X
 // server's pointer really moves and clicks, prints each event, and draws the captured path as a picture.
 'use strict';
-const path = require('path');
+const path = require('node:path');
 const { drawTrail } = require('./trail');
 const desktop = require('../../tests/script/support/desktop');
 const { until } = require('../../tests/script/support/until');
@@ -27,7 +27,9 @@ capture.setMotionEventCallback(({ offset, screenPoint }) => {
   travelled.x += offset.x;
   travelled.y += offset.y;
   trail.push(position());
-  console.log(`motion  ${String(offset.x).padStart(4)} ${String(offset.y).padStart(4)}   at ${screenPoint.x},${screenPoint.y}`);
+  console.log(
+    `motion  ${String(offset.x).padStart(4)} ${String(offset.y).padStart(4)}   at ${screenPoint.x},${screenPoint.y}`,
+  );
 });
 
 capture.setButtonsEventCallback((event) => {
@@ -56,14 +58,16 @@ async function movePointer() {
 }
 
 (async () => {
-  await desktop.startCapturing(capture);  // starts, and has Wine wake the input thread as Windows does by itself
+  await desktop.startCapturing(capture); // starts, and has Wine wake the input thread as Windows does by itself
   const way = await movePointer();
   await until('the last event', () => transitions.length === 6 && travelled.x === way.x && travelled.y === way.y);
   console.log(`left button is ${zebbridge.hardware.getButtonState(0) ? 'down' : 'up'}`);
   capture.stopCapturing();
 
   const picture = drawTrail(process.env.ZEB_DEMO_OUTPUT, trail, transitions);
-  console.log(`${trail.length} motion events, ${transitions.length} button transitions; picture: ${path.basename(picture)}`);
+  console.log(
+    `${trail.length} motion events, ${transitions.length} button transitions; picture: ${path.basename(picture)}`,
+  );
   zebbridge.shutdown();
 })().catch((error) => {
   console.error(error);

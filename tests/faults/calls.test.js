@@ -25,7 +25,8 @@ const operations = {
   illegalInvocation: () => hardware.getButtonState.call({}, 0),
 };
 
-test.before(async () => {  // what the first delivery makes once
+test.before(async () => {
+  // what the first delivery makes once
   let delivered = 0;
   capture.setMotionEventCallback(() => ++delivered);
   capture.startCapturing();
@@ -56,10 +57,12 @@ const logged = [];
 for (const withLog of [false, true]) {
   const suffix = withLog ? ', while a log handler listens' : '';
 
-  test(`no memory for the module's own data${suffix}`, { skip: canFailNew ? false : 'built with a sanitizer' }, async () => {
+  test(`no memory for the module's own data${suffix}`, {
+    skip: canFailNew ? false : 'built with a sanitizer',
+  }, async () => {
     for (const [name, operation] of Object.entries(operations)) {
       diagnostics.setLogHandler(withLog ? (text) => logged.push(text) : null);
-      await sweep('operatorNew', operation);  // what is made once
+      await sweep('operatorNew', operation); // what is made once
       const before = await idle();
       const answers = await sweep('operatorNew', operation);
       const healthy = answers.pop();
@@ -76,7 +79,8 @@ for (const withLog of [false, true]) {
     diagnostics.setLogHandler(withLog ? (text) => logged.push(text) : null);
     const before = await idle();
     assert.deepEqual(await sweep('allocate', operations.capturePointer), ['undefined', 'object']);
-    if (withLog) assert.equal(logged.filter((text) => text.startsWith('Return null instance where expected ComPtr<')).length, 1);
+    if (withLog)
+      assert.equal(logged.filter((text) => text.startsWith('Return null instance where expected ComPtr<')).length, 1);
     for (const name of ['startAndStop', 'applyUpdate']) {
       assert.deepEqual(await sweep('allocate', operations[name]), [undefined], name);
     }
@@ -107,7 +111,8 @@ test('no memory while the module is loaded first of all on a thread: the next lo
   const { Worker } = require('node:worker_threads');
   for (let place = 1, calls = place; calls >= place; ++place) {
     harness.fail('operatorNew', place, 1, caller.otherThreads);
-    const worker = new Worker(`
+    const worker = new Worker(
+      `
       const load = () => {
         const module = { exports: {} };
         process.dlopen(module, ${JSON.stringify(file)});
@@ -121,7 +126,9 @@ test('no memory while the module is loaded first of all on a thread: the next lo
         loaded = load();
       }
       if (loaded.hardware.getButtonState(1) !== true) throw new Error('no answer');
-    `, { eval: true });
+    `,
+      { eval: true },
+    );
     await new Promise((resolve, reject) => worker.on('error', reject).on('exit', resolve));
     calls = harness.calls('operatorNew');
     assert.ok(place < 1000, 'an end');
@@ -130,7 +137,12 @@ test('no memory while the module is loaded first of all on a thread: the next lo
 });
 
 test('a setter that throws ends the load, and script gets what it threw', () => {
-  const setter = { set() { throw new Error('own'); }, configurable: true };
+  const setter = {
+    set() {
+      throw new Error('own');
+    },
+    configurable: true,
+  };
   const load = (exports) => process.dlopen({ exports }, file);
   for (const name of ['crash_emitter', 'hardware', 'shutdown']) {
     const exports = Object.defineProperty({}, name, setter);
@@ -174,10 +186,13 @@ test('a capture that cannot be woken captures nothing, and ends as any other', a
 test('an environment that cannot be woken by others works', () => {
   // The first load makes the environment; a worker has one of its own.
   const { Worker } = require('node:worker_threads');
-  const worker = new Worker(`
+  const worker = new Worker(
+    `
     const { hardware } = require(${JSON.stringify(file)});
     if (hardware.getButtonState(1) !== true) throw new Error('no answer');
-  `, { eval: true });
+  `,
+    { eval: true },
+  );
   return new Promise((resolve, reject) => {
     harness.fail('asyncInit', 1, 1, caller.anyThread);
     worker.on('error', reject).on('exit', (code) => {
@@ -196,7 +211,7 @@ test('a capture whose thread cannot be started delivers nothing until it is star
   const { error, calls } = failing('threadCreate', 1, 1, () => capture.startCapturing());
   assert.deepEqual([error, calls], [undefined, 1]);
   assert.equal(harness.counts().threads, 0);
-  capture.startCapturing();  // "captures" already
+  capture.startCapturing(); // "captures" already
   assert.equal(harness.counts().threads, 0);
   capture.stopCapturing();
   capture.startCapturing();
@@ -207,7 +222,10 @@ test('a capture whose thread cannot be started delivers nothing until it is star
   assert.deepEqual(await idle(), before);
 });
 
-for (const [kind, what] of [['threadCreate', 'whose thread cannot be started'], ['asyncInit', 'that could not wake script']]) {
+for (const [kind, what] of [
+  ['threadCreate', 'whose thread cannot be started'],
+  ['asyncInit', 'that could not wake script'],
+]) {
   test(`an update ${what} has not run, and one record of level 2 says so`, async () => {
     updater.setErrorHandler(null);
     diagnostics.setLogHandler(null);
@@ -243,7 +261,7 @@ test('script is busy until its queue fills the memory: the newest records are lo
   harness.fail('operatorNew', 1, 1000000000, caller.otherThreads);
   harness.burst(100000, 1000, 0);
   const deadline = Date.now() + 60000;
-  while (harness.calls('operatorNew') < 1000 && Date.now() < deadline);  // the input thread finds no memory
+  while (harness.calls('operatorNew') < 1000 && Date.now() < deadline); // the input thread finds no memory
   harness.fail('operatorNew', 0, 0);
   harness.burst(1, 1000000, 0);
   await until('the newest record', () => seen.at(-1) === 1000000);
@@ -269,7 +287,9 @@ test('each call of the event log fails: script gets a text of the system, and no
       assert.ok(harness.isEventLogClosed(), `${name} ${place}`);
     }
   }
-  const failures = Object.fromEntries(Object.entries(answers).map(([name, list]) => [name, list.lastIndexOf('Error') + 1]));
+  const failures = Object.fromEntries(
+    Object.entries(answers).map(([name, list]) => [name, list.lastIndexOf('Error') + 1]),
+  );
   assert.deepEqual(failures, { openQuery: 1, getQueryProperty: 4, takeRecords: 3, renderXml: 24, allocate: 14 });
   harness.planEventLog(3, 5);
   assert.deepEqual(updater.getUpdateErrors('*'), ['xxxxx', 'xxxxx', 'xxxxx']);

@@ -37,36 +37,86 @@ const released = `(all) => {
   }
 }`;
 
-test('of two environments at work', { skip }, () => ends(sweep((all) => {
-  for (const environment of all) {
-    environment.run(() => {
-      capturing(() => {});
-      diagnostics.setLogHandler(() => {});
-      updater.setErrorHandler(() => {});
-    });
-  }
-}, (all) => all[0].run(() => shutdown()), released)));
+test('of two environments at work', { skip }, () =>
+  ends(
+    sweep(
+      (all) => {
+        for (const environment of all) {
+          environment.run(() => {
+            capturing(() => {});
+            diagnostics.setLogHandler(() => {});
+            updater.setErrorHandler(() => {});
+          });
+        }
+      },
+      (all) => all[0].run(() => shutdown()),
+      released,
+    ),
+  ),
+);
 
-test('inside a method', { skip }, () => ends(sweep(() => {}, (all) => {
-  all[0].run(() => hardware.getButtonState({ valueOf() { shutdown(); return 1; } }));
-}, released)));
+test('inside a method', { skip }, () =>
+  ends(
+    sweep(
+      () => {},
+      (all) => {
+        all[0].run(() =>
+          hardware.getButtonState({
+            valueOf() {
+              shutdown();
+              return 1;
+            },
+          }),
+        );
+      },
+      released,
+    ),
+  ),
+);
 
-test('inside a method of the other environment', { skip }, () => ends(sweep((all) => {
-  all[0].run('globalThis').other = all[1].run('hardware');
-}, (all) => {
-  all[0].run(() => other.getButtonState({ valueOf() { shutdown(); return 1; } }));
-}, released)));
+test('inside a method of the other environment', { skip }, () =>
+  ends(
+    sweep(
+      (all) => {
+        all[0].run('globalThis').other = all[1].run('hardware');
+      },
+      (all) => {
+        all[0].run(() =>
+          other.getButtonState({
+            valueOf() {
+              shutdown();
+              return 1;
+            },
+          }),
+        );
+      },
+      released,
+    ),
+  ),
+);
 
-test('inside a callback and the log handler of a stop', { skip }, () => ends(sweep((all) => {
-  all[0].run(() => {
-    capturing(() => {});
-    diagnostics.setLogHandler(() => shutdown());
-  });
-}, (all) => all[0].run(() => capture.stopCapturing()), released)));
+test('inside a callback and the log handler of a stop', { skip }, () =>
+  ends(
+    sweep(
+      (all) => {
+        all[0].run(() => {
+          capturing(() => {});
+          diagnostics.setLogHandler(() => shutdown());
+        });
+      },
+      (all) => all[0].run(() => capture.stopCapturing()),
+      released,
+    ),
+  ),
+);
 
-test('with a worker that loaded the module', { skip }, () => ends(sweep(async (all) => {
-  const { Worker } = require('node:worker_threads');
-  all.worker = new Worker(`
+test('with a worker that loaded the module', { skip }, () =>
+  ends(
+    sweep(
+      async (all) => {
+        const { Worker } = require('node:worker_threads');
+        all.worker = new Worker(
+          `
     const { hardware } = require(${JSON.stringify(environments.harness)});
     const { parentPort } = require('node:worker_threads');
     parentPort.on('message', () => {
@@ -77,18 +127,27 @@ test('with a worker that loaded the module', { skip }, () => ends(sweep(async (a
         parentPort.postMessage(error.message);
       }
     });
-    parentPort.postMessage('ready');`, { eval: true });
-  await new Promise((resolve) => all.worker.once('message', resolve));
-}, (all) => all[0].run(() => shutdown()), async (all) => {
-  const { once } = require('node:events');
-  for (let answer = 'works'; answer === 'works';) {
-    all.worker.postMessage('');
-    [answer] = await once(all.worker, 'message');
-    if (answer !== 'works') assert.match(answer, /shutdown\(\) has released this object/);
-  }
-  await all.worker.terminate();
-  // What its channel still has to say must not come while an environment is freed and the engine runs no script.
-  await until('the end of the channel', () => !process.getActiveResourcesInfo().includes('MessagePort'));
-  await turn(1);
-  assert.throws(() => all[0].run(() => hardware.getButtonState(1)), { message: /shutdown\(\) has released this object/ });
-})));
+    parentPort.postMessage('ready');`,
+          { eval: true },
+        );
+        await new Promise((resolve) => all.worker.once('message', resolve));
+      },
+      (all) => all[0].run(() => shutdown()),
+      async (all) => {
+        const { once } = require('node:events');
+        for (let answer = 'works'; answer === 'works'; ) {
+          all.worker.postMessage('');
+          [answer] = await once(all.worker, 'message');
+          if (answer !== 'works') assert.match(answer, /shutdown\(\) has released this object/);
+        }
+        await all.worker.terminate();
+        // What its channel still has to say must not come while an environment is freed and the engine runs no script.
+        await until('the end of the channel', () => !process.getActiveResourcesInfo().includes('MessagePort'));
+        await turn(1);
+        assert.throws(() => all[0].run(() => hardware.getButtonState(1)), {
+          message: /shutdown\(\) has released this object/,
+        });
+      },
+    ),
+  ),
+);

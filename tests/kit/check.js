@@ -17,9 +17,18 @@ const work = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-check-'));
 const FLAVOURS = { 123: 'desktop', 127: 'node', 137: 'node24', 147: 'node26' };
 
 // The checks, with what they need beside the module, and the seconds that they may take.
-const own = (name, seconds) => ({ name, file: path.join('tests', 'kit', 'checks', `${name}.test.js`), needs: [], seconds });
-const script = (name, needs = ['binding-probe.node'], seconds = 600) =>
-  ({ name: `script: ${name}`, file: path.join('tests', 'script', `${name}.test.js`), needs, seconds });
+const own = (name, seconds) => ({
+  name,
+  file: path.join('tests', 'kit', 'checks', `${name}.test.js`),
+  needs: [],
+  seconds,
+});
+const script = (name, needs = ['binding-probe.node'], seconds = 600) => ({
+  name: `script: ${name}`,
+  file: path.join('tests', 'script', `${name}.test.js`),
+  needs,
+  seconds,
+});
 const CHECKS = [
   own('loading', 600),
   own('programs', 600),
@@ -41,11 +50,17 @@ const totals = { passed: 0, failed: 0, skipped: 0 };
 const sentence = ({ passed, failed, skipped }) => `${passed} passed, ${failed} failed, ${skipped} skipped`;
 
 // What tells about the machine or its user, and nothing about the module, stays out of the report.
-const PRIVATE = [[work, '<temporary>'], [fs.realpathSync(work), '<temporary>'], [root, '<kit>'], [os.homedir(), '<home>']];
+const PRIVATE = [
+  [work, '<temporary>'],
+  [fs.realpathSync(work), '<temporary>'],
+  [root, '<kit>'],
+  [os.homedir(), '<home>'],
+];
 function plain(text) {
   let result = String(text);
   for (const [found, put] of PRIVATE) {
-    for (const form of [found, found.replaceAll('\\', '\\\\'), found.replaceAll('\\', '/')]) result = result.replaceAll(form, put);
+    for (const form of [found, found.replaceAll('\\', '\\\\'), found.replaceAll('\\', '/')])
+      result = result.replaceAll(form, put);
   }
   return result;
 }
@@ -58,12 +73,18 @@ function run(program, args, { environment = {}, seconds = 60 } = {}) {
   return new Promise((resolve) => {
     const file = path.join(work, 'output');
     const descriptor = fs.openSync(file, 'w');
-    const child = spawn(program, args, { cwd: root, stdio: ['ignore', descriptor, descriptor], env: { ...process.env, ...environment } });
+    const child = spawn(program, args, {
+      cwd: root,
+      stdio: ['ignore', descriptor, descriptor],
+      env: { ...process.env, ...environment },
+    });
     fs.closeSync(descriptor);
     let late = '';
     const timer = setTimeout(() => {
       late = `\nended after ${seconds} s`;
-      spawn('taskkill.exe', ['/t', '/f', '/pid', String(child.pid)], { stdio: 'ignore' }).on('error', () => child.kill());
+      spawn('taskkill.exe', ['/t', '/f', '/pid', String(child.pid)], { stdio: 'ignore' }).on('error', () =>
+        child.kill(),
+      );
     }, seconds * 1000);
     const end = (status) => {
       clearTimeout(timer);
@@ -92,9 +113,11 @@ async function resultsOf(runtime, { file, needs, seconds }, environment) {
   if (missing) return [{ name: file, result: 'skipped', reason: `the kit has no ${missing} for this runtime` }];
   const results = path.join(work, 'results');
   fs.rmSync(results, { force: true });
-  const { status, output } = await run(runtime,
+  const { status, output } = await run(
+    runtime,
     ['--expose-gc', '--test-reporter=./tests/kit/support/reporter.js', `--test-reporter-destination=${results}`, file],
-    { environment, seconds });
+    { environment, seconds },
+  );
   const lines = fs.existsSync(results) ? fs.readFileSync(results, 'utf8').split('\n').filter(Boolean) : [];
   const list = lines.map((line) => JSON.parse(line));
   const complete = list.at(-1)?.end === true;
@@ -102,7 +125,12 @@ async function resultsOf(runtime, { file, needs, seconds }, environment) {
   const failed = list.some(({ result }) => result === 'failed');
   if (!complete || list.length === 0 || (status !== 0 && !failed)) {
     const code = typeof status === 'number' ? `0x${(status >>> 0).toString(16)}` : status;
-    list.push({ name: `${file} ended with ${code}${complete ? '' : ' before its last check'}`, result: 'failed', ms: 0, reason: output.slice(-4000) });
+    list.push({
+      name: `${file} ended with ${code}${complete ? '' : ' before its last check'}`,
+      result: 'failed',
+      ms: 0,
+      reason: output.slice(-4000),
+    });
   }
   return list;
 }
@@ -132,8 +160,14 @@ async function checkRuntime(runtime, short) {
   }
   const temporary = path.join(work, 'files');
   const environment = {
-    ZEB_BUILD: path.join(root, 'native', flavour), ZEB_KIT_FLAVOUR: flavour, ZEB_FLAVOUR: undefined, ZEB_KIT_SHORT: short ? '1' : '',
-    TMP: temporary, TEMP: temporary, NODE_TEST_CONTEXT: undefined, NODE_OPTIONS: undefined,
+    ZEB_BUILD: path.join(root, 'native', flavour),
+    ZEB_KIT_FLAVOUR: flavour,
+    ZEB_FLAVOUR: undefined,
+    ZEB_KIT_SHORT: short ? '1' : '',
+    TMP: temporary,
+    TEMP: temporary,
+    NODE_TEST_CONTEXT: undefined,
+    NODE_OPTIONS: undefined,
   };
   const binary = path.join(root, 'zebbridge', 'prebuilds', 'win32-x64', `zebbridge.abi${versions.modules}.node`);
   tell(`the binary: sha256 ${sha256(binary)}`);
@@ -151,7 +185,10 @@ async function checkRuntime(runtime, short) {
 
 function bundled() {
   const folder = path.join(root, 'runtimes');
-  return fs.readdirSync(folder).sort().map((name) => path.join(folder, name, 'node.exe'));
+  return fs
+    .readdirSync(folder)
+    .sort()
+    .map((name) => path.join(folder, name, 'node.exe'));
 }
 
 // Checks swap the buttons for a moment; whatever happens to one, they are as before at the end.
@@ -173,9 +210,13 @@ async function main() {
   const runtimes = named.length ? named : bundled();
   const begin = Date.now();
   tell(`zebbridge ${version}, checked on ${new Date(begin).toISOString()}${short ? ', the short way' : ''}`);
-  tell(`${os.version()}, ${os.release()}, ${os.arch()}; ${os.cpus().length} x ${os.cpus()[0]?.model.trim()}; ${Math.round(os.totalmem() / 2 ** 30)} GB`);
+  tell(
+    `${os.version()}, ${os.release()}, ${os.arch()}; ${os.cpus().length} x ${os.cpus()[0]?.model.trim()}; ${Math.round(os.totalmem() / 2 ** 30)} GB`,
+  );
   tell(`language ${Intl.DateTimeFormat().resolvedOptions().locale}; session ${process.env.SESSIONNAME ?? 'unnamed'}`);
-  say(`zebbridge ${version}: ${runtimes.length} runtime${runtimes.length > 1 ? 's' : ''}. Please leave mouse and keyboard alone until the last line.`);
+  say(
+    `zebbridge ${version}: ${runtimes.length} runtime${runtimes.length > 1 ? 's' : ''}. Please leave mouse and keyboard alone until the last line.`,
+  );
   await withButtonsAsFound(async () => {
     for (const runtime of runtimes) await checkRuntime(runtime, short);
   });
@@ -186,7 +227,9 @@ async function main() {
   process.exitCode = totals.failed ? 1 : 0;
 }
 
-main().catch((error) => {
-  console.error(error);
-  process.exitCode = 1;
-}).finally(() => fs.rmSync(work, { recursive: true, force: true, maxRetries: 10 }));
+main()
+  .catch((error) => {
+    console.error(error);
+    process.exitCode = 1;
+  })
+  .finally(() => fs.rmSync(work, { recursive: true, force: true, maxRetries: 10 }));

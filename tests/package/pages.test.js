@@ -8,72 +8,84 @@ const { interfaces, root } = require('./support/package.js');
 
 const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
 const inFolder = (folder) =>
-    fs.readdirSync(path.join(root, folder)).filter((name) => name.endsWith('.md')).map((name) => `${folder}/${name}`);
+  fs
+    .readdirSync(path.join(root, folder))
+    .filter((name) => name.endsWith('.md'))
+    .map((name) => `${folder}/${name}`);
 
 const pages = [
-    ...['README.md', 'CHANGELOG.md', 'SECURITY.md', 'src_native/README.md', 'toolchain/README.md'],
-    ...['docs', 'docs/api', 'docs/decisions'].flatMap(inFolder),
+  ...['README.md', 'CHANGELOG.md', 'SECURITY.md', 'src_native/README.md', 'toolchain/README.md'],
+  ...['docs', 'docs/api', 'docs/decisions'].flatMap(inFolder),
 ];
 
 // As the usual hosts make them.
 const anchors = (text) =>
-    [...text.matchAll(/^#+ (.*)$/gm)].map(([, title]) => title.toLowerCase().replace(/[^\w -]/g, '').replace(/ /g, '-'));
+  [...text.matchAll(/^#+ (.*)$/gm)].map(([, title]) =>
+    title
+      .toLowerCase()
+      .replace(/[^\w -]/g, '')
+      .replace(/ /g, '-'),
+  );
 
 const escaped = (text) => text.replace(/[$(){}.*+?|[\]\\]/g, '\\$&');
 // `| ... | \`file\`: name of a test in it |`
 const proofs = (text) => [...text.matchAll(/\| `([^`]+)`: (.*) \|$/gm)].map(([, file, name]) => ({ file, name }));
 
 describe('pages', () => {
-    for (const page of pages) {
-        test(`${page}: every link leads somewhere`, () => {
-            for (const [, link] of read(page).replace(/```.*?```/gs, '').matchAll(/\]\(([^)\s]+)\)/g)) {
-                if (/^https?:/.test(link)) continue;
-                const [file, anchor] = link.split('#');
-                const target = file ? path.join(root, path.dirname(page), file) : path.join(root, page);
-                assert.ok(fs.existsSync(target), link);
-                if (anchor) assert.ok(anchors(fs.readFileSync(target, 'utf8')).includes(anchor), link);
-            }
-        });
+  for (const page of pages) {
+    test(`${page}: every link leads somewhere`, () => {
+      for (const [, link] of read(page)
+        .replace(/```.*?```/gs, '')
+        .matchAll(/\]\(([^)\s]+)\)/g)) {
+        if (/^https?:/.test(link)) continue;
+        const [file, anchor] = link.split('#');
+        const target = file ? path.join(root, path.dirname(page), file) : path.join(root, page);
+        assert.ok(fs.existsSync(target), link);
+        if (anchor) assert.ok(anchors(fs.readFileSync(target, 'utf8')).includes(anchor), link);
+      }
+    });
+  }
+
+  test('there is one per component and module, all with the same headings', () => {
+    const names = [...Object.keys(interfaces), 'shutdown', 'pointer', 'updates'].map((name) => `docs/api/${name}.md`);
+    assert.deepStrictEqual(inFolder('docs/api').sort(), names.sort());
+    const headings = (name) => [...read(name).matchAll(/^## .*$/gm)].map(([line]) => line);
+    for (const name of names) assert.deepStrictEqual(headings(name), headings(names[0]), name);
+  });
+
+  test('every method is on its page and in the types', () => {
+    const types = read('index.d.ts');
+    const capture = ['stopCapturing', 'startCapturing', 'setMotionEventCallback', 'setButtonsEventCallback'];
+    for (const [component, methods] of Object.entries({ ...interfaces, shutdown: ['shutdown'] })) {
+      const page = read(`docs/api/${component}.md`);
+      for (const method of component === 'hardware' ? [...methods, ...capture] : methods) {
+        assert.match(page, new RegExp(`^\\| \`${method}\\(`, 'm'), `${method} in ${component}.md`);
+        assert.match(types, new RegExp(`^ +${method}\\(|function ${method}\\(`, 'm'), method);
+      }
     }
+  });
 
-    test('there is one per component and module, all with the same headings', () => {
-        const names = [...Object.keys(interfaces), 'shutdown', 'pointer', 'updates'].map((name) => `docs/api/${name}.md`);
-        assert.deepStrictEqual(inFolder('docs/api').sort(), names.sort());
-        const headings = (name) => [...read(name).matchAll(/^## .*$/gm)].map(([line]) => line);
-        for (const name of names) assert.deepStrictEqual(headings(name), headings(names[0]), name);
-    });
+  test('the proofs of the fault table are there', () => {
+    const page = read('tests/faults/README.md');
+    const found = proofs(page);
+    assert.strictEqual(found.length, page.match(/^\| (?!Call|---)/gm).length, 'one per row');
+    for (const { file, name } of found) {
+      const test = new RegExp(`(TEST\\w*\\(\\w+, |(test|describe|ends)\\(['\`]|Test\\(')${escaped(name)}`);
+      assert.match(read(file), test, `${name} in ${file}`);
+    }
+  });
 
-    test('every method is on its page and in the types', () => {
-        const types = read('index.d.ts');
-        const capture = ['stopCapturing', 'startCapturing', 'setMotionEventCallback', 'setButtonsEventCallback'];
-        for (const [component, methods] of Object.entries({ ...interfaces, shutdown: ['shutdown'] })) {
-            const page = read(`docs/api/${component}.md`);
-            for (const method of component === 'hardware' ? [...methods, ...capture] : methods) {
-                assert.match(page, new RegExp(`^\\| \`${method}\\(`, 'm'), `${method} in ${component}.md`);
-                assert.match(types, new RegExp(`^ +${method}\\(|function ${method}\\(`, 'm'), method);
-            }
-        }
-    });
+  test("README's first script fits on a screen", () => {
+    assert.match(read('README.md'), /^```js\n(?:.*\n){8,20}```$/m);
+  });
 
-    test('the proofs of the fault table are there', () => {
-        const page = read('tests/faults/README.md');
-        const found = proofs(page);
-        assert.strictEqual(found.length, page.match(/^\| (?!Call|---)/gm).length, 'one per row');
-        for (const { file, name } of found) {
-            const test = new RegExp(`(TEST\\w*\\(\\w+, |(test|describe|ends)\\(['\`]|Test\\(')${escaped(name)}`);
-            assert.match(read(file), test, `${name} in ${file}`);
-        }
-    });
-
-    test("README's first script fits on a screen", () => {
-        assert.match(read('README.md'), /^```js\n(?:.*\n){8,20}```$/m);
-    });
-
-    test('every example is run by a test', () => {
-        const tests = fs.readdirSync(path.join(root, 'tests/script'), { recursive: true }).filter((name) => name.endsWith('.js'));
-        const text = tests.map((name) => read(`tests/script/${name}`)).join('\n');
-        for (const name of fs.readdirSync(path.join(root, 'examples')).filter((each) => each.endsWith('.js'))) {
-            assert.ok(text.includes(name), `${name} is in no test`);
-        }
-    });
+  test('every example is run by a test', () => {
+    const tests = fs
+      .readdirSync(path.join(root, 'tests/script'), { recursive: true })
+      .filter((name) => name.endsWith('.js'));
+    const text = tests.map((name) => read(`tests/script/${name}`)).join('\n');
+    for (const name of fs.readdirSync(path.join(root, 'examples')).filter((each) => each.endsWith('.js'))) {
+      assert.ok(text.includes(name), `${name} is in no test`);
+    }
+  });
 });

@@ -48,8 +48,54 @@ describe('the layer and the parser of the system', () => {
       seed = (Math.imul(seed, 1103515245) + 12345) & 0x7fffffff;
       return (seed >>> 8) % limit;
     };
-    const pieces = ['https:', 'http:', 'mailto:', 'myapp:', 'file:', '//', '/', '\\', 'example.com', '[::1]', '127.0.0.1', ':80', ':', '@', '?', '#', '%', '%41',
-      '%zz', ' ', '\t', 'a', 'ü', '😀', '\ud800', '\u0000', '\u00ad', '..', '.', '|', '"', '<', '^', '`', '{', '&', '=', ';', '+', '$', "'", '*', '~', 'xn--', 'C:', '1'];
+    const pieces = [
+      'https:',
+      'http:',
+      'mailto:',
+      'myapp:',
+      'file:',
+      '//',
+      '/',
+      '\\',
+      'example.com',
+      '[::1]',
+      '127.0.0.1',
+      ':80',
+      ':',
+      '@',
+      '?',
+      '#',
+      '%',
+      '%41',
+      '%zz',
+      ' ',
+      '\t',
+      'a',
+      'ü',
+      '😀',
+      '\ud800',
+      '\u0000',
+      '\u00ad',
+      '..',
+      '.',
+      '|',
+      '"',
+      '<',
+      '^',
+      '`',
+      '{',
+      '&',
+      '=',
+      ';',
+      '+',
+      '$',
+      "'",
+      '*',
+      '~',
+      'xn--',
+      'C:',
+      '1',
+    ];
     let asked = 0;
     for (let round = 0; round < 20000; ++round) {
       let text = random(4) === 0 ? '' : `${pieces[random(5)]}${random(2) ? '//' : ''}`;
@@ -68,7 +114,10 @@ describe('the schemes', () => {
 
   test('are those of the list', () => {
     assert.strictEqual(absoluteUri('mailto:a@example.com', OWN), 'mailto:a@example.com');
-    assert.throws(() => absoluteUri('ms-settings:', OWN), { ...invalid, message: 'Invalid URL: the scheme "ms-settings:" is none of http:, https:, mailto:' });
+    assert.throws(() => absoluteUri('ms-settings:', OWN), {
+      ...invalid,
+      message: 'Invalid URL: the scheme "ms-settings:" is none of http:, https:, mailto:',
+    });
   });
 
   test('can be more, in any case', () => {
@@ -76,19 +125,37 @@ describe('the schemes', () => {
   });
 
   test('never include a drive', () => {
-    assert.throws(() => absoluteUri('C:\\x', OWN, { schemes: ['c'] }), { ...invalid, message: 'Invalid URL: "c:" is a drive, not a scheme' });
+    assert.throws(() => absoluteUri('C:\\x', OWN, { schemes: ['c'] }), {
+      ...invalid,
+      message: 'Invalid URL: "c:" is a drive, not a scheme',
+    });
   });
 
   test('are named in an array of texts', () => {
     for (const wrong of ['ms-settings', [1], ['ms-settings:'], [''], {}, 0]) {
-      assert.throws(() => absoluteUri('ms-settings:', OWN, { schemes: wrong }), { name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: /"schemes"/ });
+      assert.throws(() => absoluteUri('ms-settings:', OWN, { schemes: wrong }), {
+        name: 'TypeError',
+        code: 'ERR_INVALID_ARG_VALUE',
+        message: /"schemes"/,
+      });
     }
   });
 
   test('what a conversion throws is thrown', () => {
     assert.throws(() => absoluteUri(Symbol('a'), OWN), /Symbol/);
     const own = new Error('own');
-    assert.throws(() => absoluteUri({ toString() { throw own; } }, OWN), own);
+    assert.throws(
+      () =>
+        absoluteUri(
+          {
+            toString() {
+              throw own;
+            },
+          },
+          OWN,
+        ),
+      own,
+    );
   });
 });
 
@@ -99,7 +166,8 @@ describe('the package', () => {
   const texts = JSON.stringify(path.join(__dirname, 'support', 'addresses.js'));
 
   test('gives the launcher what the layer hands on, and outlives every other text', async () => {
-    const { status, stdout, stderr } = await startPiece(`
+    const { status, stdout, stderr } = await startPiece(
+      `
       const { windows } = require('zebbridge');
       const { schemes, addresses } = require(${texts});
       winrt.configure();
@@ -112,13 +180,18 @@ describe('the package', () => {
         }
       }
       console.log(JSON.stringify(winrt.records().uris.map(({ text }) => text)));`,
-    { before: `var { winrt } = require(${standins});`, milliseconds: 120000 }).ended;
+      { before: `var { winrt } = require(${standins});`, milliseconds: 120000 },
+    ).ended;
     assert.strictEqual(status, 0, stderr);
-    assert.deepStrictEqual(JSON.parse(stdout), addresses.map(([, expected]) => expected).filter((each) => each !== null));
+    assert.deepStrictEqual(
+      JSON.parse(stdout),
+      addresses.map(([, expected]) => expected).filter((each) => each !== null),
+    );
   });
 
   test('gives the deployment only an address', async () => {
-    const { status, stdout, stderr } = await startPiece(`
+    const { status, stdout, stderr } = await startPiece(
+      `
       const { msix_auto_updater } = require('zebbridge');
       winrt.configure();
       for (const text of ['app.msix', 'C:\\\\app.msix', 'https:', 'https://example.com/%zz', 'mailto:a@example.com']) {
@@ -130,7 +203,8 @@ describe('the package', () => {
       }
       msix_auto_updater.applyUpdate('HTTPS://EXAMPLE.COM/a b.msix');
       process.on('exit', () => console.log(winrt.updates().map(({ uri }) => uri).join()));`,
-    { before: `var { winrt } = require(${standins});` }).ended;
+      { before: `var { winrt } = require(${standins});` },
+    ).ended;
     assert.strictEqual(status, 0, stderr);
     assert.strictEqual(stdout, `${'TypeError ERR_INVALID_URL\n'.repeat(5)}https://example.com/a%20b.msix\n`);
   });

@@ -37,7 +37,13 @@ function assertError(call, message) {
 }
 
 test('too few arguments', () => {
-  for (const [method, count] of [['integer', 1], ['text', 1], ['two', 2], ['call', 3], ['mixed', 4]]) {
+  for (const [method, count] of [
+    ['integer', 1],
+    ['text', 1],
+    ['two', 2],
+    ['call', 3],
+    ['mixed', 4],
+  ]) {
     for (let given = 0; given < count; ++given) {
       assertError(() => probe[method](...Array(given).fill(1)), `Expected (${count}) arguments, but only (${given})`);
     }
@@ -55,52 +61,146 @@ test('undefined is an argument like any other', () => {
 });
 
 test('arguments in excess are ignored', () => {
-  const neverUsed = { valueOf() { throw new Error('used'); }, toString() { throw new Error('used'); } };
+  const neverUsed = {
+    valueOf() {
+      throw new Error('used');
+    },
+    toString() {
+      throw new Error('used');
+    },
+  };
   assert.equal(probe.two(7, 'x', neverUsed), '7 78');
   assert.equal(probe.nothing(neverUsed, neverUsed), undefined);
 });
 
 test('32-bit integers', () => {
   const cases = [
-    [12, 12], [-12, -12], [0, 0], [-0, 0], ['12', 12], ['0x10', 16], [' 7 ', 7], ['', 0], ['x', 0], [3.9, 3], [-3.9, -3],
-    [NaN, 0], [Infinity, -1], [-Infinity, 0], [null, 0], [undefined, 0], [true, 1], [[], 0], [[5], 5], [[5, 6], 0],
-    [{}, 0], [() => 1, 0], [new Date(42), 42], [{ valueOf: () => 21.5 }, 21], [{ toString: () => '8' }, 8],
-    [{ [Symbol.toPrimitive]: () => 99 }, 99], [2147483647, 2147483647], [-2147483648, -2147483648],
-    [2147483648, -2147483648], [4294967295, -1], [4294967296, 0], [2 ** 40, 0], [2 ** 40 + 3, 3], [2 ** 53 + 2, 2],
-    [1e300, -1], [-1e300, 0], [Number.MIN_VALUE, 0],
+    [12, 12],
+    [-12, -12],
+    [0, 0],
+    [-0, 0],
+    ['12', 12],
+    ['0x10', 16],
+    [' 7 ', 7],
+    ['', 0],
+    ['x', 0],
+    [3.9, 3],
+    [-3.9, -3],
+    [NaN, 0],
+    [Infinity, -1],
+    [-Infinity, 0],
+    [null, 0],
+    [undefined, 0],
+    [true, 1],
+    [[], 0],
+    [[5], 5],
+    [[5, 6], 0],
+    [{}, 0],
+    [() => 1, 0],
+    [new Date(42), 42],
+    [{ valueOf: () => 21.5 }, 21],
+    [{ toString: () => '8' }, 8],
+    [{ [Symbol.toPrimitive]: () => 99 }, 99],
+    [2147483647, 2147483647],
+    [-2147483648, -2147483648],
+    [2147483648, -2147483648],
+    [4294967295, -1],
+    [4294967296, 0],
+    [2 ** 40, 0],
+    [2 ** 40 + 3, 3],
+    [2 ** 53 + 2, 2],
+    [1e300, -1],
+    [-1e300, 0],
+    [Number.MIN_VALUE, 0],
   ];
   for (const [value, expected] of cases) assert.equal(probe.integer(value), String(expected), String(value));
 });
 
 test('64-bit integers', () => {
   const cases = [
-    [2 ** 40, '1099511627776'], [-(2 ** 40), '-1099511627776'], [2 ** 53, '9007199254740992'],
-    [Infinity, '9223372036854775807'], [-Infinity, '-9223372036854775808'], [1e300, '9223372036854775807'],
-    [NaN, '0'], [-1.5, '-1'], ['123456789012', '123456789012'],
+    [2 ** 40, '1099511627776'],
+    [-(2 ** 40), '-1099511627776'],
+    [2 ** 53, '9007199254740992'],
+    [Infinity, '9223372036854775807'],
+    [-Infinity, '-9223372036854775808'],
+    [1e300, '9223372036854775807'],
+    [NaN, '0'],
+    [-1.5, '-1'],
+    ['123456789012', '123456789012'],
   ];
   for (const [value, expected] of cases) assert.equal(probe.wideInteger(value), expected, String(value));
 });
 
 test('unsigned integers', () => {
-  for (const [value, expected] of [[-1, '4294967295'], [4294967295, '4294967295'], [4294967296, '0'], ['7', '7']]) {
+  for (const [value, expected] of [
+    [-1, '4294967295'],
+    [4294967295, '4294967295'],
+    [4294967296, '0'],
+    ['7', '7'],
+  ]) {
     assert.equal(probe.unsignedInteger(value), expected, String(value));
   }
 });
 
-test('truth is script\'s own', () => {
-  const values = [true, false, 'yes', 'false', '0', '', 0, -0, 1, -1, 0.5, NaN, 256, 2 ** 32, 0n, 1n, null, undefined, {}, [],
-    Symbol('s'), new Boolean(false), { valueOf() { throw new Error('asked'); } }];
+test("truth is script's own", () => {
+  const values = [
+    true,
+    false,
+    'yes',
+    'false',
+    '0',
+    '',
+    0,
+    -0,
+    1,
+    -1,
+    0.5,
+    NaN,
+    256,
+    2 ** 32,
+    0n,
+    1n,
+    null,
+    undefined,
+    {},
+    [],
+    Symbol('s'),
+    new Boolean(false),
+    {
+      valueOf() {
+        throw new Error('asked');
+      },
+    },
+  ];
   for (const value of values) assert.equal(probe.boolean(value), String(Boolean(value)), typeof value);
 });
 
 test('texts arrive as UTF-8 up to their first NUL', () => {
   const hex = (text) => Buffer.from(text).toString('hex');
   const cases = [
-    ['', ''], ['a', '61'], ['a\0b', '61'], ['\0b', ''], ['grüß', hex('grüß')], ['👋', 'f09f918b'], ['\ud83d', 'eda0bd'],
-    ['x\udc4by', '78edb18b79'], ['\uffff', 'efbfbf'], [12, hex('12')], [-0, hex('0')], [1e21, hex('1e+21')],
-    [null, hex('null')], [undefined, hex('undefined')], [true, hex('true')], [10n, hex('10')], [[1, [2]], hex('1,2')],
-    [{}, hex('[object Object]')], [{ toString: () => 'own' }, hex('own')], ['x'.repeat(100000), '78'.repeat(100000)],
-    ['\ud83d\ud83d\udc4b\udc4b', 'eda0bdf09f918bedb18b'], ['\ud83d\0\udc4b', 'eda0bd'], ['\ud83d\u07ff\u0800', 'eda0bddfbfe0a080'],
+    ['', ''],
+    ['a', '61'],
+    ['a\0b', '61'],
+    ['\0b', ''],
+    ['grüß', hex('grüß')],
+    ['👋', 'f09f918b'],
+    ['\ud83d', 'eda0bd'],
+    ['x\udc4by', '78edb18b79'],
+    ['\uffff', 'efbfbf'],
+    [12, hex('12')],
+    [-0, hex('0')],
+    [1e21, hex('1e+21')],
+    [null, hex('null')],
+    [undefined, hex('undefined')],
+    [true, hex('true')],
+    [10n, hex('10')],
+    [[1, [2]], hex('1,2')],
+    [{}, hex('[object Object]')],
+    [{ toString: () => 'own' }, hex('own')],
+    ['x'.repeat(100000), '78'.repeat(100000)],
+    ['\ud83d\ud83d\udc4b\udc4b', 'eda0bdf09f918bedb18b'],
+    ['\ud83d\0\udc4b', 'eda0bd'],
+    ['\ud83d\u07ff\u0800', 'eda0bddfbfe0a080'],
     ['\u{10000}\u{10ffff}', 'f0908080f48fbfbf'],
   ];
   for (const [value, expected] of cases) assert.equal(probe.text(value), expected, String(value).slice(0, 40));
@@ -110,14 +210,22 @@ test('texts arrive as UTF-8 up to their first NUL', () => {
 test('long texts and texts of parts arrive whole, wherever their characters fall', () => {
   const hex = (text) => Buffer.from(text).toString('hex');
   for (const before of [253, 254, 255, 256, 257, 511, 512, 4095]) {
-    for (const [tail, expected] of [['👋ü', hex('👋ü')], ['\ud83dü', `eda0bd${hex('ü')}`], ['\ud83d', 'eda0bd'],
-      ['\udc4b', 'edb18b'], ['\ud83d\0x', 'eda0bd'], ['\0👋', '']]) {
+    for (const [tail, expected] of [
+      ['👋ü', hex('👋ü')],
+      ['\ud83dü', `eda0bd${hex('ü')}`],
+      ['\ud83d', 'eda0bd'],
+      ['\udc4b', 'edb18b'],
+      ['\ud83d\0x', 'eda0bd'],
+      ['\0👋', ''],
+    ]) {
       assert.equal(probe.text('x'.repeat(before) + tail), '78'.repeat(before) + expected, `${before}, ${expected}`);
     }
   }
   const half = (unit) => 'ä'.repeat(100) + String.fromCharCode(unit);
-  assert.equal(probe.text(half(0xd83d) + String.fromCharCode(0xdc4b) + half(0xdc4b)),
-    `${hex('ä'.repeat(100))}f09f918b${hex('ä'.repeat(100))}edb18b`);
+  assert.equal(
+    probe.text(half(0xd83d) + String.fromCharCode(0xdc4b) + half(0xdc4b)),
+    `${hex('ä'.repeat(100))}f09f918b${hex('ä'.repeat(100))}edb18b`,
+  );
 });
 
 test('a text conversion that throws: the method does not run, and script sees the exception', () => {
@@ -125,7 +233,14 @@ test('a text conversion that throws: the method does not run, and script sees th
   for (const [value, expected] of [
     [Symbol('s'), { name: 'TypeError', message: 'Cannot convert a Symbol value to a string' }],
     [Object.create(null), { name: 'TypeError', message: 'Cannot convert object to primitive value' }],
-    [{ toString() { throw thrown; } }, thrown],
+    [
+      {
+        toString() {
+          throw thrown;
+        },
+      },
+      thrown,
+    ],
   ]) {
     const runs = probe.mixedRuns();
     const error = thrownBy(() => probe.mixed(1, 1, value, null));
@@ -142,7 +257,14 @@ test('an integer conversion that throws: the method runs with the default, then 
     [1n, { name: 'TypeError', message: 'Cannot convert a BigInt value to a number' }],
     [Symbol('s'), { name: 'TypeError', message: 'Cannot convert a Symbol value to a number' }],
     [Object.create(null), { name: 'TypeError', message: 'Cannot convert object to primitive value' }],
-    [{ valueOf() { throw thrown; } }, thrown],
+    [
+      {
+        valueOf() {
+          throw thrown;
+        },
+      },
+      thrown,
+    ],
   ]) {
     const runs = probe.mixedRuns();
     const error = thrownBy(() => probe.mixed(value, 1, 'text', null));
@@ -154,16 +276,36 @@ test('an integer conversion that throws: the method runs with the default, then 
 
 test('arguments are converted in order, all of them, and the first exception is the one that script sees', () => {
   const order = [];
-  const failing = (name) => ({ valueOf() { order.push(name); throw new Error(name); } });
-  const text = { toString() { order.push('text'); return 't'; } };
+  const failing = (name) => ({
+    valueOf() {
+      order.push(name);
+      throw new Error(name);
+    },
+  });
+  const text = {
+    toString() {
+      order.push('text');
+      return 't';
+    },
+  };
   assert.equal(thrownBy(() => probe.mixed(failing('first'), failing('second'), text, null)).message, 'first');
   assert.deepEqual(order, ['first', 'second', 'text']);
 });
 
 test('the arguments that are there are converted before the missing one is reported', () => {
   const order = [];
-  const failing = { valueOf() { order.push('first'); throw new Error('never seen'); } };
-  const second = { valueOf() { order.push('second'); return 2; } };
+  const failing = {
+    valueOf() {
+      order.push('first');
+      throw new Error('never seen');
+    },
+  };
+  const second = {
+    valueOf() {
+      order.push('second');
+      return 2;
+    },
+  };
   assertError(() => probe.mixed(failing, second), 'Expected (4) arguments, but only (2)');
   assert.deepEqual(order, ['first', 'second']);
 });
@@ -181,13 +323,30 @@ test('callbacks: null and undefined are none, everything else is kept', () => {
 
 test('a callback is called with its arguments and undefined as receiver', () => {
   const calls = [];
-  probe.call(function () { calls.push([this, ...arguments]); }, 'grüß', 3);
-  assert.deepEqual(calls, [[undefined, 'grüß', 0], [undefined, 'grüß', 1], [undefined, 'grüß', 2]]);
+  probe.call(
+    function (...args) {
+      calls.push([this, ...args]);
+    },
+    'grüß',
+    3,
+  );
+  assert.deepEqual(calls, [
+    [undefined, 'grüß', 0],
+    [undefined, 'grüß', 1],
+    [undefined, 'grüß', 2],
+  ]);
 });
 
 test('what a callback throws is swallowed and later calls come all the same', () => {
   let calls = 0;
-  probe.call(() => { ++calls; throw new Error('swallowed'); }, '', 4);
+  probe.call(
+    () => {
+      ++calls;
+      throw new Error('swallowed');
+    },
+    '',
+    4,
+  );
   assert.equal(calls, 4);
   probe.call(class Uncallable {}, '', 1);
 });
@@ -229,12 +388,16 @@ test('a record becomes a plain object, field by field', () => {
   assert.deepEqual(Object.keys(record), ['first', 'inner', 'last']);
   assert.deepEqual(Object.keys(record.inner), ['depth', 'width']);
   assert.equal(Object.getPrototypeOf(record), Object.prototype);
-  assert.deepEqual(Object.getOwnPropertyDescriptor(record, 'first'),
-    { value: 1, writable: true, enumerable: true, configurable: true });
+  assert.deepEqual(Object.getOwnPropertyDescriptor(record, 'first'), {
+    value: 1,
+    writable: true,
+    enumerable: true,
+    configurable: true,
+  });
   assert.notEqual(record, probe.record());
 });
 
-test('the module\'s exceptions arrive as their message alone', () => {
+test("the module's exceptions arrive as their message alone", () => {
   assertError(() => probe.throwModuleException('only this'), 'only this');
   assertError(() => probe.throwModuleException(''), '');
   assertError(() => probe.throwModuleException('grüß 👋'), 'grüß 👋');
@@ -265,13 +428,22 @@ test('a marshaller without a function is an assertion failure that names it', ()
   control.recordAssertions();
   control.callEmptyMarshallers();
   const text = 'class std::basic_string<char,struct std::char_traits<char>,class std::allocator<char> >';
-  assert.deepEqual(control.takeAssertions(),
-    [`void,${struct('zeb::ButtonsEventData')}`, `void,${struct('zeb::MotionEventData')}`, `void,${text},int`, `void,${text} `]
-      .map((types) => `common::js::FunctionMarshaller<${types}>::invoke|${MARSHAL}|170|null|!m_funcRef.IsEmpty()|` +
-        'Underlying js object handle is empty'));
+  assert.deepEqual(
+    control.takeAssertions(),
+    [
+      `void,${struct('zeb::ButtonsEventData')}`,
+      `void,${struct('zeb::MotionEventData')}`,
+      `void,${text},int`,
+      `void,${text} `,
+    ].map(
+      (types) =>
+        `common::js::FunctionMarshaller<${types}>::invoke|${MARSHAL}|170|null|!m_funcRef.IsEmpty()|` +
+        'Underlying js object handle is empty',
+    ),
+  );
 });
 
-test('the empty text is the engine\'s own', () => assert.equal(control.emptyTextsAreTheEngines(), true));
+test("the empty text is the engine's own", () => assert.equal(control.emptyTextsAreTheEngines(), true));
 
 test('texts become strings with what is no UTF-8 replaced', () => {
   assert.equal(control.makeNarrow('grüß\u0007'), 'grüß\u0007');
@@ -293,8 +465,9 @@ test('an empty native object gives undefined and one record', () => {
   for (const kind of [0, 17]) {
     control.takeLog();
     assert.equal(probe.wrapped(kind), undefined);
-    assert.deepEqual(control.takeLog(),
-      [`2|common::js::toValue|${FILE}|293|Return null instance where expected ComPtr<${WRAPPED}>`]);
+    assert.deepEqual(control.takeLog(), [
+      `2|common::js::toValue|${FILE}|293|Return null instance where expected ComPtr<${WRAPPED}>`,
+    ]);
   }
 });
 
@@ -308,8 +481,9 @@ test('a wrapper that the engine does not make: undefined, one record, the object
   } finally {
     control.refuseInstances(false);
   }
-  assert.deepEqual(control.takeLog(), [`2|common::js::toValue|${FILE}|321|` +
-    `Fail to create object-wrapper for types instance:  ComPtr<${WRAPPED}>`]);
+  assert.deepEqual(control.takeLog(), [
+    `2|common::js::toValue|${FILE}|321|` + `Fail to create object-wrapper for types instance:  ComPtr<${WRAPPED}>`,
+  ]);
   assert.deepEqual(control.wrappedEnds(), ['destroy outside']);
 });
 
@@ -362,8 +536,10 @@ test('without V8WeakReferenceHolder: one record, and the object outlives its wra
   control.takeLog();
   takeEnds();
   assert.equal(probe.wrapped(2).value(), 2);
-  assert.deepEqual(control.takeLog(), [`2|common::js::toValue|${FILE}|315|(${WRAPPED}) does not expose ` +
-    'js::V8WeakReferenceHolder api, so underlying native object will never been destroyed']);
+  assert.deepEqual(control.takeLog(), [
+    `2|common::js::toValue|${FILE}|315|(${WRAPPED}) does not expose ` +
+      'js::V8WeakReferenceHolder api, so underlying native object will never been destroyed',
+  ]);
   assert.deepEqual(takeEnds(), []);
 });
 
@@ -371,16 +547,24 @@ test('wrappers have one internal field with their object', () => {
   const wrapper = probe.wrapped(3);
   assert.deepEqual(Object.keys(wrapper), ['value']);
   const { refCount, fields, counting, interfaces } = control.inspect(wrapper);
-  assert.deepEqual({ refCount, fields, counting, interfaces }, {
-    refCount: 1,
-    fields: 1,
-    counting: 'StrictSingleThreadRC',
-    interfaces: ['IAnything', 'IRefCounted', 'common::Disposable', 'common::js::V8WeakReferenceHolder'],
-  });
+  assert.deepEqual(
+    { refCount, fields, counting, interfaces },
+    {
+      refCount: 1,
+      fields: 1,
+      counting: 'StrictSingleThreadRC',
+      interfaces: ['IAnything', 'IRefCounted', 'common::Disposable', 'common::js::V8WeakReferenceHolder'],
+    },
+  );
 });
 
 test('properties set by hostile scripts are not called for records and arrays', () => {
-  const fail = { set() { throw new Error('setter called'); }, configurable: true };
+  const fail = {
+    set() {
+      throw new Error('setter called');
+    },
+    configurable: true,
+  };
   Object.defineProperty(Object.prototype, 'first', fail);
   Object.defineProperty(Array.prototype, '0', fail);
   try {
@@ -395,10 +579,13 @@ test('properties set by hostile scripts are not called for records and arrays', 
 // The last test: it takes the components away.
 test('a component that a method of it releases ends when the method has returned', () => {
   const ended = control.endedProbes();
-  assert.equal(probe.endedBy(() => {
-    shutdown();
-    assert.equal(control.endedProbes(), ended);
-  }), 0);
+  assert.equal(
+    probe.endedBy(() => {
+      shutdown();
+      assert.equal(control.endedProbes(), ended);
+    }),
+    0,
+  );
   assert.equal(control.endedProbes(), ended + 1);
   assert.throws(() => probe.nothing(), { name: 'TypeError' });
 });

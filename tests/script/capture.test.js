@@ -84,10 +84,17 @@ captureTest('the sink window', async (capture) => {
   const [info] = desktop.windows((each) => each.window === window);
   assert.equal(desktop.textOf(window), 'Input-Sink');
   assert.equal(info.className, 'zeb-internal-sink-window');
-  assert.equal(info.style & 0x10cf0000, 0x00cf0000);  // WS_OVERLAPPEDWINDOW and not WS_VISIBLE
+  assert.equal(info.style & 0x10cf0000, 0x00cf0000); // WS_OVERLAPPEDWINDOW and not WS_VISIBLE
   assert.equal(info.process, process.pid);
-  assert.deepEqual(addon.windowClass(window),
-    { style: 0, extra: 0, ofTheExecutable: true, icon: false, cursor: false, background: false, menu: false });
+  assert.deepEqual(addon.windowClass(window), {
+    style: 0,
+    extra: 0,
+    ofTheExecutable: true,
+    icon: false,
+    cursor: false,
+    background: false,
+    menu: false,
+  });
 });
 
 captureTest('the sink window is never visible', async (capture) => {
@@ -182,7 +189,9 @@ test('callbacks need an argument', () => {
 
 captureTest('a buttons event is a plain object of three numbers', async (capture) => {
   const calls = [];
-  capture.setButtonsEventCallback(function (...args) { calls.push([this, ...args]); });
+  capture.setButtonsEventCallback(function (...args) {
+    calls.push([this, ...args]);
+  });
   await desktop.startCapturing(capture);
   clickMiddle();
   await until('the click', () => calls.length === 2);
@@ -196,7 +205,9 @@ captureTest('a buttons event is a plain object of three numbers', async (capture
 
 captureTest('a motion event is a plain object of two points', async (capture) => {
   const calls = [];
-  capture.setMotionEventCallback(function (...args) { calls.push([this, ...args]); });
+  capture.setMotionEventCallback(function (...args) {
+    calls.push([this, ...args]);
+  });
   await desktop.startCapturing(capture);
   await x11.moveTo(500, 400);
   await until('the pointer is there', () => addon.cursor().x === 500 && addon.cursor().y === 400);
@@ -210,8 +221,12 @@ captureTest('a motion event is a plain object of two points', async (capture) =>
     assert.deepEqual(Reflect.ownKeys(point), ['x', 'y']);
     assert.equal(Object.getPrototypeOf(point), Object.prototype);
   }
-  assert.deepEqual(Object.getOwnPropertyDescriptor(event, 'offset'),
-    { value: event.offset, writable: true, enumerable: true, configurable: true });
+  assert.deepEqual(Object.getOwnPropertyDescriptor(event, 'offset'), {
+    value: event.offset,
+    writable: true,
+    enumerable: true,
+    configurable: true,
+  });
   assert.ok(Object.isExtensible(event));
 });
 
@@ -219,11 +234,18 @@ captureTest('hostile prototypes do not touch the events', async (capture) => {
   const recorder = desktop.record(capture);
   await desktop.startCapturing(capture);
   for (const name of ['offset', 'screenPoint', 'left', 'middle', 'right']) {
-    Object.defineProperty(Object.prototype, name, { set() { throw new Error('setter called'); }, configurable: true });
+    Object.defineProperty(Object.prototype, name, {
+      set() {
+        throw new Error('setter called');
+      },
+      configurable: true,
+    });
   }
   const iterator = Array.prototype[Symbol.iterator];
   try {
-    Array.prototype[Symbol.iterator] = () => { throw new Error('iterator called'); };
+    Array.prototype[Symbol.iterator] = () => {
+      throw new Error('iterator called');
+    };
     clickMiddle();
     Array.prototype[Symbol.iterator] = iterator;
     await settled(recorder);
@@ -253,7 +275,7 @@ captureTest('clearing one callback stops that kind of event only', async (captur
     recorder.events.length = 0;
     capture.setMotionEventCallback(none);
     await x11.move(5, 5);
-    await x11.click(2);  // by the same way as the motion, so that it comes after it
+    await x11.click(2); // by the same way as the motion, so that it comes after it
     await until('the click', () => recorder.buttons().length === 2);
     assert.deepEqual(recorder.events, [MIDDLE_DOWN, MIDDLE_UP]);
   }
@@ -269,7 +291,10 @@ captureTest('clearing one callback stops that kind of event only', async (captur
 
 captureTest('what a callback throws is dropped, and the next event comes', async (capture) => {
   let calls = 0;
-  capture.setButtonsEventCallback(() => { ++calls; throw new Error('dropped'); });
+  capture.setButtonsEventCallback(() => {
+    ++calls;
+    throw new Error('dropped');
+  });
   await desktop.startCapturing(capture);
   for (let click = 0; click < 5; ++click) clickMiddle();
   await until('all of them', () => calls === 10);
@@ -278,7 +303,10 @@ captureTest('what a callback throws is dropped, and the next event comes', async
 captureTest('a stack overflow inside a callback is dropped too', async (capture) => {
   let calls = 0;
   const endless = () => endless();
-  capture.setButtonsEventCallback(() => { ++calls; endless(); });
+  capture.setButtonsEventCallback(() => {
+    ++calls;
+    endless();
+  });
   await desktop.startCapturing(capture);
   clickMiddle();
   await until('both', () => calls === 2);
@@ -303,7 +331,9 @@ captureTest('functions of every kind', async (capture) => {
   await desktop.startCapturing(capture);
   for (const callback of [
     new Proxy(() => calls.push('proxy'), {}),
-    function () { calls.push(this === globalThis ? 'sloppy' : 'strict'); }.bind(undefined),
+    function () {
+      calls.push(this === globalThis ? 'sloppy' : 'strict');
+    }.bind(undefined),
     new Function('calls', 'return function () { calls.push(this === globalThis ? "sloppy" : "other"); }')(calls),
     async () => calls.push('async'),
   ]) {
@@ -346,7 +376,10 @@ test('log records of starts and stops', () => {
 
 captureTest('a stop in the same turn as the start', async (capture) => {
   const handles = () => addon.handleCount();
-  for (let round = 0; round < 20; ++round) { capture.startCapturing(); capture.stopCapturing(); }
+  for (let round = 0; round < 20; ++round) {
+    capture.startCapturing();
+    capture.stopCapturing();
+  }
   const before = handles();
   for (let round = 0; round < 50; ++round) {
     capture.startCapturing();
@@ -360,7 +393,7 @@ captureTest('messages of strangers do not disturb the input thread', async (capt
   const recorder = desktop.record(capture);
   await desktop.startCapturing(capture);
   for (const message of [0x0100, 0x0200, 0x0400, 0x8000, 0x804c]) assert.ok(addon.postToInputThread(message));
-  assert.ok(addon.postToInputThread(0x0012));  // WM_QUIT: GetMessage gives 0
+  assert.ok(addon.postToInputThread(0x0012)); // WM_QUIT: GetMessage gives 0
   await desktop.listening();
   await clickMiddleAndSettle(recorder);
   assert.deepEqual(recorder.events, [MIDDLE_DOWN, MIDDLE_UP]);
@@ -403,7 +436,10 @@ captureTest('several buttons in one report, and motion before its buttons', asyn
   mouse(MOUSE.leftDown | MOUSE.rightDown | MOUSE.middleDown);
   mouse(MOUSE.leftUp | MOUSE.rightUp | MOUSE.middleUp | MOUSE.move, 4, 3);
   await until('both', () => recorder.buttons().length === 2);
-  assert.deepEqual(recorder.buttons(), [[2, 2, 2], [1, 1, 1]]);
+  assert.deepEqual(recorder.buttons(), [
+    [2, 2, 2],
+    [1, 1, 1],
+  ]);
   const motion = recorder.events.findIndex((event) => event.x === 4 && event.y === 3);
   assert.deepEqual(recorder.events[motion + 1], [1, 1, 1]);
 });
@@ -434,14 +470,18 @@ captureTest('a change of the buttons is followed while capturing, from the next 
   assert.deepEqual(recorder.events, [LEFT_DOWN, [0, 0, 1]]);
 });
 
-captureTest('only the buttons\' setting has the module look again', async (capture, t) => {
+captureTest("only the buttons' setting has the module look again", async (capture, t) => {
   t.after(() => desktop.swapButtons(false));
   await desktop.startCapturing(capture);
   const [settingChange, timeChange, buttonSwap] = [0x001a, 0x001e, 0x0021];
   addon.swapButtons(true, true);
   await until('the setting', () => addon.buttonsSwapped());
   await holdingLeft(() => {
-    for (const [message, parameter] of [[settingChange, 0x0020], [settingChange, 0], [timeChange, buttonSwap]]) {
+    for (const [message, parameter] of [
+      [settingChange, 0x0020],
+      [settingChange, 0],
+      [timeChange, buttonSwap],
+    ]) {
       addon.sendMessage(addon.sinkWindow(), message, parameter);
       assert.equal(hardware.getButtonState(0), true);
     }
@@ -456,8 +496,11 @@ captureTest('a burst arrives whole and in order', async (capture) => {
   await desktop.startCapturing(capture);
   const expected = [];
   for (let round = 0; round < 200; ++round) {
-    const [down, up, index] = [[MOUSE.leftDown, MOUSE.leftUp, 0], [MOUSE.middleDown, MOUSE.middleUp, 1],
-      [MOUSE.rightDown, MOUSE.rightUp, 2]][round % 3];
+    const [down, up, index] = [
+      [MOUSE.leftDown, MOUSE.leftUp, 0],
+      [MOUSE.middleDown, MOUSE.middleUp, 1],
+      [MOUSE.rightDown, MOUSE.rightUp, 2],
+    ][round % 3];
     mouse(down);
     mouse(up);
     for (const transition of [2, 1]) expected.push([0, 0, 0].with(index, transition));

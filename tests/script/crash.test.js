@@ -30,7 +30,8 @@ for (const args of ['', `1, 'two', {}, () => {}`]) {
 
   test(`emitAccessViolation(${args}) writes to address 0`, { skip }, async () => {
     const { exitCode, exceptions, output } = await debugScript(
-      attempt(`zebbridge.crash_emitter.emitAccessViolation(${args})`));
+      attempt(`zebbridge.crash_emitter.emitAccessViolation(${args})`),
+    );
     assert.equal(exitCode, ACCESS_VIOLATION);
     assert.equal(output, '');
     const { code, parameters } = exceptions.at(-1);
@@ -39,8 +40,9 @@ for (const args of ['', `1, 'two', {}, () => {}`]) {
 
   // Ended at its fault: Wine does not get the process past it.
   test(`emitStackOverflow(${args})`, { skip }, async () => {
-    const { exceptions, output } = await debugScript(
-      attempt(`zebbridge.crash_emitter.emitStackOverflow(${args})`), { lastException: STACK_OVERFLOW });
+    const { exceptions, output } = await debugScript(attempt(`zebbridge.crash_emitter.emitStackOverflow(${args})`), {
+      lastException: STACK_OVERFLOW,
+    });
     const { code, module } = exceptions.at(-1);
     assert.equal(code, STACK_OVERFLOW);
     assert.match(module, /\\zebbridge\.node$/);
@@ -49,9 +51,11 @@ for (const args of ['', `1, 'two', {}, () => {}`]) {
 }
 
 test('a crash inside a callback is a crash', async () => {
-  const { status, stdout } = await runScript(attempt(`
+  const { status, stdout } = await runScript(
+    attempt(`
     zebbridge.diagnostics.setLogHandler(() => zebbridge.crash_emitter.emitAccessViolation());
-    zebbridge.hardware.capturePointer()`));
+    zebbridge.hardware.capturePointer()`),
+  );
   assert.deepEqual({ status, stdout }, { status: ACCESS_VIOLATION, stdout: '' });
 });
 
@@ -75,11 +79,22 @@ const PROBE = `const probe = require(buildFile('node', 'binding-probe.node'));`;
 const report = (expression, callee, file, line, message) =>
   `\nASSERTION FAILURE: ${expression}\n\nCallee:(${callee}) in module:()\nsrc_native/${file}(${line}):${message}\n`;
 
-const EMPTY_POINTER = report('m_instance', 'common::ComPtr<struct IRefCounted>::operator ->',
-  'common/include/common/com/comptr', 180, 'ComPtr<struct IRefCounted> is not dereferencible');
+const EMPTY_POINTER = report(
+  'm_instance',
+  'common::ComPtr<struct IRefCounted>::operator ->',
+  'common/include/common/com/comptr',
+  180,
+  'ComPtr<struct IRefCounted> is not dereferencible',
+);
 
-const boxOf = (processId) => until('the error box', () =>
-  desktop.windows(({ process: id, className, visible }) => id === processId && className === '#32770' && visible)[0]);
+const boxOf = (processId) =>
+  until(
+    'the error box',
+    () =>
+      desktop.windows(
+        ({ process: id, className, visible }) => id === processId && className === '#32770' && visible,
+      )[0],
+  );
 
 // Looks at the error box of a process, then clicks its button.
 async function dismissBox(processId, text) {
@@ -88,11 +103,17 @@ async function dismissBox(processId, text) {
   assert.equal(box.owner, 0);
   const children = desktop.childrenOf(box.window).filter((child) => child.visible);
   const buttons = children.filter(({ className }) => className === 'Button');
-  assert.deepEqual(buttons.map((button) => button.text), ['OK']);
+  assert.deepEqual(
+    buttons.map((button) => button.text),
+    ['OK'],
+  );
   const statics = children.filter(({ className }) => className === 'Static');
-  const isIcon = ({ style }) => (style & 0x1f) === 3;  // SS_ICON
+  const isIcon = ({ style }) => (style & 0x1f) === 3; // SS_ICON
   assert.equal(statics.filter(isIcon).length, 1);
-  assert.deepEqual(statics.filter((child) => !isIcon(child)).map((child) => child.text), [text]);
+  assert.deepEqual(
+    statics.filter((child) => !isIcon(child)).map((child) => child.text),
+    [text],
+  );
   desktop.click(buttons[0].window);
   await until('the box is gone', () => !desktop.windows((window) => window.window === box.window).length);
 }
@@ -100,7 +121,7 @@ async function dismissBox(processId, text) {
 test('an assertion failure shows its report in an error box and ends the process', { skip }, async () => {
   const child = startScript(`${PROBE}${attempt('probe.control.raiseAssertion()')}`);
   await boxOf(child.pid);
-  await x11.waitForWindow('^FAILURE$', 30000);  // for everybody to see, not only for the system
+  await x11.waitForWindow('^FAILURE$', 30000); // for everybody to see, not only for the system
   await dismissBox(child.pid, EMPTY_POINTER);
   const { status, stdout } = await child.ended;
   assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });
@@ -121,18 +142,36 @@ test('the process stands still behind the box', { skip }, async () => {
 
 test('a method that throws what is no exception', { skip }, async () => {
   const child = startScript(`${PROBE}${attempt('probe.probe.throwNumber(1)')}`);
-  await dismissBox(child.pid, report('RUNTIME_FAILURE', 'common::js::getFunctionTemplate::<lambda_1>::operator ()',
-    'common/include/common/v8binding/v8binding', 197, 'Unexpected exception type'));
+  await dismissBox(
+    child.pid,
+    report(
+      'RUNTIME_FAILURE',
+      'common::js::getFunctionTemplate::<lambda_1>::operator ()',
+      'common/include/common/v8binding/v8binding',
+      197,
+      'Unexpected exception type',
+    ),
+  );
   const { status, stdout } = await child.ended;
   assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });
 });
 
 test('a component that cannot be made stops the loading', { skip }, async () => {
-  const child = startScript(`${WITNESSES}
+  const child = startScript(
+    `${WITNESSES}
     try { ${PROBE} console.log('loaded'); } catch { console.log('caught'); }`,
-    { environment: { ZEB_PROBE_EMPTY_FACTORY: '1' } });
-  await dismissBox(child.pid, report('m_instance', 'common::ComPtr<struct zeb::Component>::operator ->',
-    'common/include/common/com/comptr', 180, 'ComPtr<struct zeb::Component> is not dereferencible'));
+    { environment: { ZEB_PROBE_EMPTY_FACTORY: '1' } },
+  );
+  await dismissBox(
+    child.pid,
+    report(
+      'm_instance',
+      'common::ComPtr<struct zeb::Component>::operator ->',
+      'common/include/common/com/comptr',
+      180,
+      'ComPtr<struct zeb::Component> is not dereferencible',
+    ),
+  );
   const { status, stdout } = await child.ended;
   assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });
 });
@@ -146,14 +185,22 @@ test('under a debugger the report goes there first, and the process stops in it'
   await dismissBox(processId, EMPTY_POINTER);
   const { exitCode, debugStrings, exceptions } = await ended;
   assert.deepEqual(debugStrings, [EMPTY_POINTER]);
-  assert.equal(exceptions.filter(({ code }) => code === BREAKPOINT).length, 2);  // the loader's own, then ours
+  assert.equal(exceptions.filter(({ code }) => code === BREAKPOINT).length, 2); // the loader's own, then ours
   assert.equal(exitCode, TERMINATED);
 });
 
 test('an assertion failure on a string that the engine does not make', { skip }, async () => {
   const child = startScript(`${PROBE}${attempt(`probe.control.makeRefused('%1 {0}')`)}`);
-  await dismissBox(child.pid, report('maybeJsStr.ToLocal(&jsStr) && !jsStr.IsEmpty()', 'common::js::makeStr',
-    'common/include/common/v8binding/v8utils', 28, 'Fail to allocate js string: (%1 {0})'));
+  await dismissBox(
+    child.pid,
+    report(
+      'maybeJsStr.ToLocal(&jsStr) && !jsStr.IsEmpty()',
+      'common::js::makeStr',
+      'common/include/common/v8binding/v8utils',
+      28,
+      'Fail to allocate js string: (%1 {0})',
+    ),
+  );
   const { status } = await child.ended;
   assert.equal(status, TERMINATED);
 });

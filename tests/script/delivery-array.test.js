@@ -16,7 +16,14 @@ const actions = {
 // And when; `spoil` does it.
 const times = {
   'inside a callback': () => {
-    capturing(() => { if (++events % 100 === 75) spoil(); }, () => { if (++events % 100 === 50) spoil(); });
+    capturing(
+      () => {
+        if (++events % 100 === 75) spoil();
+      },
+      () => {
+        if (++events % 100 === 50) spoil();
+      },
+    );
     queue(3000, 0, 3);
   },
   'between two drains': () => {
@@ -55,7 +62,8 @@ const times = {
 
 for (const [what, action] of Object.entries(actions)) {
   for (const [when, time] of Object.entries(times)) {
-    test(`${what} ${when}`, () => ends(`async () => {
+    test(`${what} ${when}`, () =>
+      ends(`async () => {
       Object.assign(globalThis, { require, file: environments.harness });
       (0, eval)(environments.LOAD);
       const session = new (require('node:inspector').Session)();

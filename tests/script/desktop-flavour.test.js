@@ -32,7 +32,10 @@ function load(t, module, program = host) {
   return JSON.parse(text);
 }
 
-for (const [file, version] of [[desktop, 123], [node, Number(process.versions.modules)]]) {
+for (const [file, version] of [
+  [desktop, 123],
+  [node, Number(process.versions.modules)],
+]) {
   test(`a program that loads the module for version ${version} gets its record, once, while it loads`, (t) => {
     const { records, ...rest } = load(t, file);
     assert.equal(records.length, 1);
@@ -67,12 +70,15 @@ test('the host may have its engine in a DLL beside it', (t) => {
 test('a Node.js of any name runs the module for its version', async (t) => {
   const executable = path.join(emptyFolder(t), 'application.exe');
   fs.copyFileSync(process.execPath, executable);
-  const { status, stdout, stderr } = await runScript(`
+  const { status, stdout, stderr } = await runScript(
+    `
     const zebbridge = require(${JSON.stringify(node)});
     console.log(require('node:path').basename(process.execPath), Object.keys(zebbridge).length);
     console.log(typeof zebbridge.hardware.getButtonState(0));
     zebbridge.shutdown();
-  `, { executable, prelude: false });
+  `,
+    { executable, prelude: false },
+  );
   assert.equal(stderr, '');
   assert.deepEqual(stdout.split('\n'), ['application.exe 6', 'boolean', '']);
   assert.equal(status, 0);
@@ -80,18 +86,24 @@ test('a Node.js of any name runs the module for its version', async (t) => {
 
 // Static initialisation, the imports and the handing over of the record have worked when the runtime can say this.
 test('another runtime refuses the module for version 123 by its number, and goes on', async () => {
-  const { status, stdout, stderr } = await runScript(`
+  const { status, stdout, stderr } = await runScript(
+    `
     for (let attempt = 0; attempt < 2; ++attempt) {
       try { require(${JSON.stringify(desktop)}); } catch (error) { console.log(JSON.stringify([error.code, error.message])); }
     }
     console.log(Object.keys(require(${JSON.stringify(node)})).length);
-  `, { prelude: false });
+  `,
+    { prelude: false },
+  );
   assert.equal(stderr, '');
   const [first, second, exported] = stdout.split('\n');
   const [code, message] = JSON.parse(first);
   assert.equal(code, 'ERR_DLOPEN_FAILED');
   const words = message.replace(/\s+/g, ' ');
-  assert.match(words, /zebbridge\.node' was compiled against a different Node\.js version using NODE_MODULE_VERSION 123\./);
+  assert.match(
+    words,
+    /zebbridge\.node' was compiled against a different Node\.js version using NODE_MODULE_VERSION 123\./,
+  );
   assert.match(words, new RegExp(`requires NODE_MODULE_VERSION ${process.versions.modules}\\.`));
   assert.equal(second, first);
   assert.equal(exported, '6');
@@ -104,6 +116,9 @@ test('the host has every function that the module asks for', () => {
   for (const file of [desktop, node]) {
     const { functions } = new Image(file).delayedImports.find(({ dll }) => dll === 'node.exe');
     assert.ok(functions.includes('node_module_register'));
-    assert.deepEqual(functions.filter((name) => !offered.has(name)), []);
+    assert.deepEqual(
+      functions.filter((name) => !offered.has(name)),
+      [],
+    );
   }
 });

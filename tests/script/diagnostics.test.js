@@ -22,7 +22,9 @@ test.afterEach(() => diagnostics.setLogHandler(null));
 
 test('records arrive as a text and a number', () => {
   const calls = [];
-  diagnostics.setLogHandler(function (...args) { calls.push([this, ...args]); });
+  diagnostics.setLogHandler(function (...args) {
+    calls.push([this, ...args]);
+  });
   writeRecord();
   assert.deepEqual(calls, [[undefined, ...CAPTURE]]);
 });
@@ -46,7 +48,12 @@ test('every level reaches script as its number', () => {
   for (const level of [0, 1, 2]) probe.control.writeLog(level, `level ${level} grüß`);
   probe.control.writeLog(2, '');
   probe.diagnostics.setLogHandler(null);
-  assert.deepEqual(calls, [['level 0 grüß', 0], ['level 1 grüß', 1], ['level 2 grüß', 2], ['', 2]]);
+  assert.deepEqual(calls, [
+    ['level 0 grüß', 0],
+    ['level 1 grüß', 1],
+    ['level 2 grüß', 2],
+    ['', 2],
+  ]);
 });
 
 test('records of other threads do not reach script', () => {
@@ -62,8 +69,10 @@ test('records of other threads do not reach script', () => {
 test('without an argument: an Error, and the installed handler stays', () => {
   const calls = [];
   diagnostics.setLogHandler((...args) => calls.push(args));
-  assert.throws(() => diagnostics.setLogHandler(),
-    { constructor: Error, message: 'Expected (1) arguments, but only (0)' });
+  assert.throws(() => diagnostics.setLogHandler(), {
+    constructor: Error,
+    message: 'Expected (1) arguments, but only (0)',
+  });
   writeRecord();
   assert.deepEqual(calls, [CAPTURE]);
 });
@@ -71,7 +80,10 @@ test('without an argument: an Error, and the installed handler stays', () => {
 test('the last handler wins', () => {
   const calls = [];
   diagnostics.setLogHandler(() => calls.push('first'));
-  diagnostics.setLogHandler(() => calls.push('second'), () => calls.push('ignored'));
+  diagnostics.setLogHandler(
+    () => calls.push('second'),
+    () => calls.push('ignored'),
+  );
   writeRecord();
   assert.deepEqual(calls, ['second']);
 });
@@ -95,7 +107,10 @@ test('values that are no functions are accepted and never matter', () => {
 
 test('what the handler throws is swallowed, and logging goes on', () => {
   let calls = 0;
-  diagnostics.setLogHandler(() => { ++calls; throw new Error('swallowed'); });
+  diagnostics.setLogHandler(() => {
+    ++calls;
+    throw new Error('swallowed');
+  });
   writeRecord();
   writeRecord();
   assert.equal(calls, 2);
@@ -139,13 +154,14 @@ test('a handler may cause records itself', () => {
 
 test('a handler that replaces itself deep inside its own records', () => {
   const calls = [];
-  const install = (name, depth) => diagnostics.setLogHandler(() => {
-    calls.push(name);
-    if (depth === 0) return;
-    install(`${name}.${depth}`, depth - 1);
-    writeRecord();
-    calls.push(`${name} ends`);
-  });
+  const install = (name, depth) =>
+    diagnostics.setLogHandler(() => {
+      calls.push(name);
+      if (depth === 0) return;
+      install(`${name}.${depth}`, depth - 1);
+      writeRecord();
+      calls.push(`${name} ends`);
+    });
   install('a', 2);
   writeRecord();
   assert.deepEqual(calls, ['a', 'a.2', 'a.2.1', 'a.2 ends', 'a ends']);
@@ -158,16 +174,22 @@ test('the handler is kept alive while it is installed and let go when it is repl
     diagnostics.setLogHandler(handler);
     return new WeakRef(handler);
   });
-  return new Promise(setImmediate).then(() => {
-    collect();
-    assert.deepEqual(references.map((reference) => reference.deref() !== undefined), [false, false, true]);
-    writeRecord();
-    assert.deepEqual(seen, [2]);
-    diagnostics.setLogHandler(null);
-  }).then(() => new Promise(setImmediate)).then(() => {
-    collect();
-    assert.equal(references[2].deref(), undefined);
-  });
+  return new Promise(setImmediate)
+    .then(() => {
+      collect();
+      assert.deepEqual(
+        references.map((reference) => reference.deref() !== undefined),
+        [false, false, true],
+      );
+      writeRecord();
+      assert.deepEqual(seen, [2]);
+      diagnostics.setLogHandler(null);
+    })
+    .then(() => new Promise(setImmediate))
+    .then(() => {
+      collect();
+      assert.equal(references[2].deref(), undefined);
+    });
 });
 
 test('a handler of another context', () => {
@@ -181,7 +203,8 @@ test('a handler of another context', () => {
 test('a worker that installs a handler takes the records of its own thread only, and its end removes it', async () => {
   const calls = [];
   diagnostics.setLogHandler((...args) => calls.push(args));
-  const worker = new Worker(`
+  const worker = new Worker(
+    `
     const { parentPort } = require('node:worker_threads');
     const { diagnostics, hardware } = require(${JSON.stringify(file)});
     diagnostics.setLogHandler((...args) => parentPort.postMessage(args));
@@ -190,7 +213,9 @@ test('a worker that installs a handler takes the records of its own thread only,
       parentPort.postMessage('done');
     });
     parentPort.postMessage('installed');
-  `, { eval: true });
+  `,
+    { eval: true },
+  );
   const messages = [];
   worker.on('message', (message) => messages.push(message));
   await until('the worker has installed its handler', () => messages.length === 1);
@@ -259,7 +284,12 @@ test('without a debugger nothing is said to the system', { skip }, async () => {
     addon.writeDebugOutput('the reader works');
     const seen = [];
     await until('the control text', () => {
-      seen.push(...addon.takeDebugOutput().filter(({ process: id }) => id === process.pid).map(({ text }) => text));
+      seen.push(
+        ...addon
+          .takeDebugOutput()
+          .filter(({ process: id }) => id === process.pid)
+          .map(({ text }) => text),
+      );
       return seen.length;
     });
     assert.deepEqual(seen, ['the reader works']);
@@ -283,8 +313,13 @@ test('a sink window that cannot be made: a record of the input thread, not for s
     console.log(JSON.stringify(records));
     zebbridge.shutdown();
   `);
-  assert.deepEqual(debugStrings, ['Native: capture pointer\n', 'Fail to create sink window\n',
-    'Pointer capture released\n', 'Fail to create sink window\n', 'Pointer capture released\n']);
+  assert.deepEqual(debugStrings, [
+    'Native: capture pointer\n',
+    'Fail to create sink window\n',
+    'Pointer capture released\n',
+    'Fail to create sink window\n',
+    'Pointer capture released\n',
+  ]);
   assert.deepEqual(output.trim().split('\n'), ['false', 'false', JSON.stringify([CAPTURE, RELEASED, RELEASED])]);
   assert.equal(exitCode, 0);
 });

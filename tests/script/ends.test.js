@@ -30,49 +30,95 @@ const ends = {
   'its own exit code': [`${END_WITH_CAPTURE} process.exitCode = 7;`, 7, ''],
   'process.exit with an idle capture': [`${END_WITH_CAPTURE} process.exit(6);`, 6, ''],
   'process.exit right after a start': [`${END_WITH_CAPTURE} capture.startCapturing(); process.exit(4);`, 4, ''],
-  'process.exit while capturing': [`${END_WITH_CAPTURE} desktop.startCapturing(capture).then(() => process.exit(3));`, 3, ''],
+  'process.exit while capturing': [
+    `${END_WITH_CAPTURE} desktop.startCapturing(capture).then(() => process.exit(3));`,
+    3,
+    '',
+  ],
   'process.exit in a callback': [capturing('process.exit(5);'), 5, 'event\n'],
   'process.exit in a tick of a callback': [capturing('process.nextTick(() => process.exit(5));'), 5, 'event\n'],
-  'process.exit in a promise of a callback': [capturing('Promise.resolve().then(() => process.exit(5));'), 5, 'event\n'],
-  'process.exit in the log handler': [`
+  'process.exit in a promise of a callback': [
+    capturing('Promise.resolve().then(() => process.exit(5));'),
+    5,
+    'event\n',
+  ],
+  'process.exit in the log handler': [
+    `
     zebbridge.diagnostics.setLogHandler(() => process.exit(8));
     zebbridge.hardware.capturePointer();
-    console.log('not reached');`, 8, ''],
+    console.log('not reached');`,
+    8,
+    '',
+  ],
   'an exception while capturing': [`${END_WITH_CAPTURE} capture.startCapturing(); throw new Error('own');`, 1, ''],
-  'an exception in a tick of a callback': [capturing(`process.nextTick(() => { throw new Error('own'); });`), 1, 'event\n'],
+  'an exception in a tick of a callback': [
+    capturing(`process.nextTick(() => { throw new Error('own'); });`),
+    1,
+    'event\n',
+  ],
   'a rejection in a callback': [capturing(`Promise.reject(new Error('own'));`), 1, 'event\n'],
-  'an exception in a callback is none': [capturing(`setImmediate(() => process.exit(9)); throw new Error('dropped');`), 9,
-    'event\n'],
-  'a capture that is stopped lets the process end': [capturing('capture.stopCapturing();'), 0,
-    'event\nPointer capture released\n'],
-  'a capture that is lost lets the process end': [`
-    (() => { desktop.startCapturing(zebbridge.hardware.capturePointer()).then(() => setTimeout(collect, 10)); })();`, 0, ''],
+  'an exception in a callback is none': [
+    capturing(`setImmediate(() => process.exit(9)); throw new Error('dropped');`),
+    9,
+    'event\n',
+  ],
+  'a capture that is stopped lets the process end': [
+    capturing('capture.stopCapturing();'),
+    0,
+    'event\nPointer capture released\n',
+  ],
+  'a capture that is lost lets the process end': [
+    `
+    (() => { desktop.startCapturing(zebbridge.hardware.capturePointer()).then(() => setTimeout(collect, 10)); })();`,
+    0,
+    '',
+  ],
   'shutdown in a callback': [capturing('zebbridge.shutdown(); capture.stopCapturing();'), 0, 'event\n'],
   'shutdown in a callback, then exit': [capturing('zebbridge.shutdown(); process.exit(2);'), 2, 'event\n'],
-  'shutdown in the log handler': [`
+  'shutdown in the log handler': [
+    `
     zebbridge.diagnostics.setLogHandler((text) => { console.log(text); zebbridge.shutdown(); });
-    console.log(typeof zebbridge.hardware.capturePointer().startCapturing);`, 0, 'Native: capture pointer\nfunction\n'],
-  'shutdown in the conversion of an argument': [`
+    console.log(typeof zebbridge.hardware.capturePointer().startCapturing);`,
+    0,
+    'Native: capture pointer\nfunction\n',
+  ],
+  'shutdown in the conversion of an argument': [
+    `
     try { zebbridge.hardware.getButtonState({ valueOf() { zebbridge.shutdown(); return 0; } }); } catch (error) {
       console.log(error.message);
-    }`, 0, 'Illegal invocation: shutdown() has released this object\n'],
+    }`,
+    0,
+    'Illegal invocation: shutdown() has released this object\n',
+  ],
   'shutdown twice': [`${END_WITH_CAPTURE} zebbridge.shutdown(); zebbridge.shutdown();`, 0, ''],
-  'shutdown in an exit handler': [`${END_WITH_CAPTURE} process.on('exit', () => zebbridge.shutdown());
-    capture.startCapturing(); process.exit(11);`, 11, ''],
-  'a capture that goes on after shutdown ends with the process': [`${END_WITH_CAPTURE}
+  'shutdown in an exit handler': [
+    `${END_WITH_CAPTURE} process.on('exit', () => zebbridge.shutdown());
+    capture.startCapturing(); process.exit(11);`,
+    11,
+    '',
+  ],
+  'a capture that goes on after shutdown ends with the process': [
+    `${END_WITH_CAPTURE}
     desktop.startCapturing(capture).then(() => {
       zebbridge.shutdown();
       console.log(desktop.isListening());
       setImmediate(() => process.exit(12));
-    });`, 12, 'true\n'],
-  'objects after shutdown and a collection': [`${END_WITH_CAPTURE}
+    });`,
+    12,
+    'true\n',
+  ],
+  'objects after shutdown and a collection': [
+    `${END_WITH_CAPTURE}
     zebbridge.shutdown();
     setImmediate(() => {
       collect();
       capture.startCapturing();
       capture.stopCapturing();
       try { zebbridge.hardware.capturePointer(); } catch (error) { console.log(error.name); }
-    });`, 0, 'TypeError\n'],
+    });`,
+    0,
+    'TypeError\n',
+  ],
 };
 
 // The module's own records are only of interest where they are expected.
@@ -160,7 +206,8 @@ test('loaded many times', async () => {
 
 // The system still knows the module's window procedure then.
 test('the module stays in a process whose last worker with it has ended', async () => {
-  const { stdout, stderr, status } = await runScript(`
+  const { stdout, stderr, status } = await runScript(
+    `
     const { Worker } = require('node:worker_threads');
     const addon = require(${JSON.stringify(buildFile('node', 'desktop-control.node'))});
     const file = ${JSON.stringify(file)};
@@ -172,7 +219,9 @@ test('the module stays in a process whose last worker with it has ended', async 
       console.log(addon.moduleLoaded('zebbridge.node'));
       for (let round = 0; round < 3; ++round) console.log(await run(), addon.moduleLoaded('zebbridge.node'));
     })();
-  `, { prelude: false });
+  `,
+    { prelude: false },
+  );
   assert.equal(stderr, '');
   assert.equal(stdout, 'false\n0 true\n0 true\n0 true\n');
   assert.equal(status, 0);

@@ -8,7 +8,8 @@ const { eventlog, system } = require('./support/standins');
 const updater = zebbridge.msix_auto_updater;
 const query = '<QueryList><Query Id="0"><Select Path="Application">*</Select></Query></QueryList>';
 const read = () => updater.getUpdateErrors(query);
-const records = (count) => Array.from({ length: count }, (_, index) => `<Event><EventRecordID>${index}</EventRecordID></Event>`);
+const records = (count) =>
+  Array.from({ length: count }, (_, index) => `<Event><EventRecordID>${index}</EventRecordID></Event>`);
 const message = (code) => ({ name: 'Error', message: system.text(code), code });
 const times = (name) => eventlog.counts()[name];
 
@@ -77,7 +78,10 @@ describe('the calls', () => {
     updater.getUpdateErrors('a\u00e9\u20ac\u{1f600}\x7f');
     const [{ query: units }] = eventlog.calls('EvtQuery');
     const expected = [...Buffer.from('a\u00e9\u20ac\u{1f600}\x7f')].map((byte) => (byte < 0x80 ? byte : 0xff00 | byte));
-    assert.deepStrictEqual([...units].map((unit) => unit.charCodeAt(0)), expected);
+    assert.deepStrictEqual(
+      [...units].map((unit) => unit.charCodeAt(0)),
+      expected,
+    );
     assert.ok(expected.includes(0xffc3));
   });
 });
@@ -89,7 +93,8 @@ describe('the argument', () => {
   });
 
   test('must have a text', () => {
-    for (const value of [Symbol('s'), Object.create(null)]) assert.throws(() => updater.getUpdateErrors(value), TypeError);
+    for (const value of [Symbol('s'), Object.create(null)])
+      assert.throws(() => updater.getUpdateErrors(value), TypeError);
     assert.strictEqual(times('EvtQuery'), 0);
   });
 
@@ -97,8 +102,10 @@ describe('the argument', () => {
     for (const value of [42, null, undefined, { toString: () => 'object' }, 'cut\0off', '']) {
       assert.deepStrictEqual(updater.getUpdateErrors(value, 'ignored'), []);
     }
-    assert.deepStrictEqual(eventlog.calls('EvtQuery').map(({ query: text }) => text),
-      ['42', 'null', 'undefined', 'object', 'cut', '']);
+    assert.deepStrictEqual(
+      eventlog.calls('EvtQuery').map(({ query: text }) => text),
+      ['42', 'null', 'undefined', 'object', 'cut', ''],
+    );
   });
 });
 
@@ -115,7 +122,13 @@ describe('failures', () => {
 
   test('a refused query', () => {
     for (const code of [15001, 15007, 5, 87]) fails(code, { faults: [{ call: 'EvtQuery', at: 1, code }] });
-    assert.deepStrictEqual(eventlog.counts(), { EvtQuery: 1, EvtNext: 0, EvtRender: 0, EvtGetQueryInfo: 0, EvtClose: 0 });
+    assert.deepStrictEqual(eventlog.counts(), {
+      EvtQuery: 1,
+      EvtNext: 0,
+      EvtRender: 0,
+      EvtGetQueryInfo: 0,
+      EvtClose: 0,
+    });
   });
 
   test('a channel that cannot be read, although the query opens', () => {
@@ -124,7 +137,13 @@ describe('failures', () => {
   });
 
   test('statuses whose sum is 0 in 32 bits pass', () => {
-    eventlog.configure({ channels: [{ name: 'A', status: 15007 }, { name: 'B', status: 2 ** 32 - 15007 }], records: records(1) });
+    eventlog.configure({
+      channels: [
+        { name: 'A', status: 15007 },
+        { name: 'B', status: 2 ** 32 - 15007 },
+      ],
+      records: records(1),
+    });
     assert.deepStrictEqual(read(), records(1));
   });
 
@@ -136,9 +155,15 @@ describe('failures', () => {
   });
 
   test('a property is judged by the last error, not by the result', () => {
-    fails(5, { channels: [{ name: 'A' }], faults: [{ call: 'EvtGetQueryInfo', at: 2, code: 5, result: true, work: true }] });
-    eventlog.configure({ channels: [{ name: 'A' }], records: records(1),
-      faults: [{ call: 'EvtGetQueryInfo', at: 2, code: 0, result: false, work: true }] });
+    fails(5, {
+      channels: [{ name: 'A' }],
+      faults: [{ call: 'EvtGetQueryInfo', at: 2, code: 5, result: true, work: true }],
+    });
+    eventlog.configure({
+      channels: [{ name: 'A' }],
+      records: records(1),
+      faults: [{ call: 'EvtGetQueryInfo', at: 2, code: 0, result: false, work: true }],
+    });
     assert.deepStrictEqual(read(), records(1));
   });
 
@@ -168,7 +193,10 @@ describe('failures', () => {
 
   test('a rendering is judged by the last error, not by the result', () => {
     fails(5, { records: records(1), faults: [{ call: 'EvtRender', at: 2, code: 5, result: true, work: true }] });
-    eventlog.configure({ records: records(1), faults: [{ call: 'EvtRender', at: 2, code: 0, result: false, work: true }] });
+    eventlog.configure({
+      records: records(1),
+      faults: [{ call: 'EvtRender', at: 2, code: 0, result: false, work: true }],
+    });
     assert.deepStrictEqual(read(), records(1));
   });
 

@@ -81,8 +81,10 @@ test('log-handler.js writes the log', async () => {
   const { status, stdout, stderr } = await runExample('log-handler.js', [file]);
   assert.deepEqual({ status, stdout, stderr }, { status: 0, stdout: '', stderr: '' });
   const time = '\\d{4}-\\d\\d-\\d\\dT[\\d:.]+Z';
-  assert.match(fs.readFileSync(file, 'utf8'), new RegExp(
-    `^${time} information: Native: capture pointer\n${time} information: Pointer capture released\n$`));
+  assert.match(
+    fs.readFileSync(file, 'utf8'),
+    new RegExp(`^${time} information: Native: capture pointer\n${time} information: Pointer capture released\n$`),
+  );
 });
 
 test('button-state.js shows what is held', { skip }, async () => {

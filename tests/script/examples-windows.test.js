@@ -19,7 +19,12 @@ describe('update.js', () => {
     runExample('update.js', [value], scripted(`winrt.configure({ deployment: ${JSON.stringify(deployment)} });`));
 
   test('says that it updates', async () => {
-    assert.deepStrictEqual(await run(address, {}), { status: 0, signal: null, stdout: `updating from ${address}\n`, stderr: '' });
+    assert.deepStrictEqual(await run(address, {}), {
+      status: 0,
+      signal: null,
+      stdout: `updating from ${address}\n`,
+      stderr: '',
+    });
   });
 
   test('says why it failed', async () => {
@@ -38,16 +43,30 @@ describe('update.js', () => {
 describe('update-explained.js', () => {
   before(() => winrt.install());
   after(() => winrt.uninstall());
-  const records = ["<Event><System><TimeCreated SystemTime='2026-01-02T03:04:05Z'/></System><EventData>" +
-    "<Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>", '<Event/>'];
-  const run = (value, deployment) => runExample('update-explained.js', [value], scripted(`
+  const records = [
+    "<Event><System><TimeCreated SystemTime='2026-01-02T03:04:05Z'/></System><EventData>" +
+      "<Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>",
+    '<Event/>',
+  ];
+  const run = (value, deployment) =>
+    runExample(
+      'update-explained.js',
+      [value],
+      scripted(`
     winrt.configure({ deployment: ${JSON.stringify(deployment)} });
     eventlog.configure({ records: ${JSON.stringify(records)} });
-    process.on('exit', () => console.log(eventlog.calls('EvtQuery').map(({ query }) => query).join()));`));
+    process.on('exit', () => console.log(eventlog.calls('EvtQuery').map(({ query }) => query).join()));`),
+    );
 
   test('says why it failed, with what the event log says', async () => {
-    const { status, stdout, stderr } = await run('https://example.com/app.msix', winrt.outcomes.errorText('0x80073CF3: in use'));
-    assert.strictEqual(stderr, 'not updated: 0x80073CF3: in use\n2026-01-02T03:04:05.000Z 0x80073cf3\nat an unknown time \n');
+    const { status, stdout, stderr } = await run(
+      'https://example.com/app.msix',
+      winrt.outcomes.errorText('0x80073CF3: in use'),
+    );
+    assert.strictEqual(
+      stderr,
+      'not updated: 0x80073CF3: in use\n2026-01-02T03:04:05.000Z 0x80073cf3\nat an unknown time \n',
+    );
     assert.match(stdout, /^<QueryList><Query Id="0" Path="Microsoft-Windows-AppXDeploymentServer\/Operational">/);
     assert.match(stdout, /TimeCreated\[@SystemTime&gt;=&apos;\d{4}-/);
     assert.strictEqual(status, 1);
@@ -61,30 +80,49 @@ describe('update-explained.js', () => {
   });
 
   test('says nothing of a success', async () => {
-    assert.deepStrictEqual(await run('https://example.com/app.msix', {}), { status: 0, signal: null, stdout: '\n', stderr: '' });
+    assert.deepStrictEqual(await run('https://example.com/app.msix', {}), {
+      status: 0,
+      signal: null,
+      stdout: '\n',
+      stderr: '',
+    });
   });
 
   test('the script of the page about updates', async () => {
     const page = fs.readFileSync(path.join(__dirname, '..', '..', 'docs', 'api', 'updates.md'), 'utf8');
     const [, script] = /```js\n([^]*?)```/.exec(page);
-    const { status, stderr } = await startPiece(script, scripted(`
+    const { status, stderr } = await startPiece(
+      script,
+      scripted(`
       winrt.configure({ deployment: ${JSON.stringify(winrt.outcomes.failure(-2147024891, 'Denied.'))} });
-      eventlog.configure({ records: ${JSON.stringify(records)} });`)).ended;
+      eventlog.configure({ records: ${JSON.stringify(records)} });`),
+    ).ended;
     assert.strictEqual(stderr, 'Denied. 0x80070005\nnull \n2026-01-02T03:04:05.000Z 0x80073cf3\n');
     assert.strictEqual(status, 0);
   });
 });
 
 describe('update-errors.js', () => {
-  const run = (configuration) => runExample('update-errors.js', [3], scripted(`
+  const run = (configuration) =>
+    runExample(
+      'update-errors.js',
+      [3],
+      scripted(`
     eventlog.configure(${JSON.stringify(configuration)});
-    process.on('exit', () => console.log(eventlog.calls('EvtQuery')[0].query));`));
+    process.on('exit', () => console.log(eventlog.calls('EvtQuery')[0].query));`),
+    );
 
   test('prints times and codes', async () => {
-    const { status, stdout } = await run({ records: [
-      "<Event><System><TimeCreated SystemTime='2026-01-02T03:04:05Z'/></System><EventData><Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>",
-      '<Event/>'] });
-    assert.ok(stdout.startsWith('2026-01-02T03:04:05Z 0x80073cf3\nat an unknown time <Event/>\n2 failed deployments\n'), stdout);
+    const { status, stdout } = await run({
+      records: [
+        "<Event><System><TimeCreated SystemTime='2026-01-02T03:04:05Z'/></System><EventData><Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>",
+        '<Event/>',
+      ],
+    });
+    assert.ok(
+      stdout.startsWith('2026-01-02T03:04:05Z 0x80073cf3\nat an unknown time <Event/>\n2 failed deployments\n'),
+      stdout,
+    );
     assert.match(stdout, /timediff\(@SystemTime\) &lt;= 259200000\]/);
     assert.strictEqual(status, 0);
   });
@@ -99,11 +137,13 @@ describe('update-errors.js', () => {
 // On a window of the example's own process: Wine knows the placement of no other's.
 describe('window-placement.js', { skip: desktop.skip }, () => {
   const run = async (...values) => {
-    const { status, stdout, stderr } = await runExample('window-placement.js', [], { before: `
+    const { status, stdout, stderr } = await runExample('window-placement.js', [], {
+      before: `
       const { windows } = require(${standins});
       const window = windows.open();
       process.argv.push(String(window), ...${JSON.stringify(values)});
-      process.on('exit', () => console.log(JSON.stringify([windows.placement(window).normal, windows.state(window).minimised])));` });
+      process.on('exit', () => console.log(JSON.stringify([windows.placement(window).normal, windows.state(window).minimised])));`,
+    });
     assert.strictEqual(stderr, '');
     assert.strictEqual(status, 0);
     return JSON.parse(stdout);

@@ -9,8 +9,12 @@ const COMPONENTS = {
   crash_emitter: ['emitStackOverflow', 'emitAccessViolation'],
   diagnostics: ['setLogHandler'],
   hardware: ['getButtonState', 'capturePointer'],
-  windows: ['registerApplicationRestart', 'openExternalIgnoringAppLinking', 'getWindowsUpdateBuildRevision',
-    'setWindowPlacement'],
+  windows: [
+    'registerApplicationRestart',
+    'openExternalIgnoringAppLinking',
+    'getWindowsUpdateBuildRevision',
+    'setWindowPlacement',
+  ],
   msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
 };
 
@@ -32,7 +36,13 @@ function assertMethod(owner, name) {
   assert.equal(typeof owner[name], 'function');
   assert.equal(owner[name].name, name);
   assert.equal(owner[name].length, 0);
-  assert.deepEqual(Object.getOwnPropertyNames(owner[name]).sort(), ['arguments', 'caller', 'length', 'name', 'prototype']);
+  assert.deepEqual(Object.getOwnPropertyNames(owner[name]).sort(), [
+    'arguments',
+    'caller',
+    'length',
+    'name',
+    'prototype',
+  ]);
 }
 
 test('the exports are the components and shutdown, in this order', () => {

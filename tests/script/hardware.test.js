@@ -32,11 +32,13 @@ async function holding(button, call) {
 async function consulted(values, component = hardware) {
   const answers = values.map(() => []);
   for (const button of Object.keys(BUTTONS)) {
-    await holding(button, () => values.forEach((value, index) => {
-      const state = component.getButtonState(value);
-      assert.equal(typeof state, 'boolean');
-      if (state) answers[index].push(button);
-    }));
+    await holding(button, () =>
+      values.forEach((value, index) => {
+        const state = component.getButtonState(value);
+        assert.equal(typeof state, 'boolean');
+        if (state) answers[index].push(button);
+      }),
+    );
   }
   return answers.map((buttons) => buttons.join('+'));
 }
@@ -44,8 +46,10 @@ async function consulted(values, component = hardware) {
 desktop.forAllTestsOf(test);
 
 test('getButtonState without an argument', () => {
-  assert.throws(() => hardware.getButtonState(),
-    { constructor: Error, message: 'Expected (1) arguments, but only (0)' });
+  assert.throws(() => hardware.getButtonState(), {
+    constructor: Error,
+    message: 'Expected (1) arguments, but only (0)',
+  });
 });
 
 test('no button is down', () => {
@@ -58,22 +62,50 @@ test('0 is left, 1 middle, 2 right', { skip }, async () => {
 
 test('any other number is the physical primary button', { skip }, async () => {
   const others = [7, -1, 3, 100, 2147483647, -2147483648, Infinity];
-  assert.deepEqual(await consulted(others), others.map(() => 'left'));
+  assert.deepEqual(
+    await consulted(others),
+    others.map(() => 'left'),
+  );
 });
 
 test('arguments are converted as the engine converts to integers', { skip }, async () => {
   const cases = [
-    ['1', 'middle'], ['2', 'right'], [1.9, 'middle'], [2.999, 'right'], [-0.5, 'left'], [true, 'middle'], [false, 'left'],
-    [null, 'left'], [undefined, 'left'], [NaN, 'left'], ['button', 'left'], [{}, 'left'], [[2], 'right'],
-    [{ valueOf: () => 1 }, 'middle'], [-Infinity, 'left'], [2 ** 32 + 1, 'middle'], [2 ** 40, 'left'], [2 ** 40 + 2, 'right'],
+    ['1', 'middle'],
+    ['2', 'right'],
+    [1.9, 'middle'],
+    [2.999, 'right'],
+    [-0.5, 'left'],
+    [true, 'middle'],
+    [false, 'left'],
+    [null, 'left'],
+    [undefined, 'left'],
+    [NaN, 'left'],
+    ['button', 'left'],
+    [{}, 'left'],
+    [[2], 'right'],
+    [{ valueOf: () => 1 }, 'middle'],
+    [-Infinity, 'left'],
+    [2 ** 32 + 1, 'middle'],
+    [2 ** 40, 'left'],
+    [2 ** 40 + 2, 'right'],
     [{ [Symbol.toPrimitive]: () => '2' }, 'right'],
   ];
-  assert.deepEqual(await consulted(cases.map(([value]) => value)), cases.map(([, button]) => button));
+  assert.deepEqual(
+    await consulted(cases.map(([value]) => value)),
+    cases.map(([, button]) => button),
+  );
 });
 
 test('the first argument alone counts', { skip }, async () => {
   await holding('middle', () => {
-    assert.equal(hardware.getButtonState(1, 0, { valueOf() { throw new Error('used'); } }), true);
+    assert.equal(
+      hardware.getButtonState(1, 0, {
+        valueOf() {
+          throw new Error('used');
+        },
+      }),
+      true,
+    );
   });
 });
 
@@ -81,16 +113,29 @@ test('values without a number throw what their conversion throws', () => {
   const own = new Error('own');
   assert.throws(() => hardware.getButtonState(1n), { name: 'TypeError', message: /BigInt/ });
   assert.throws(() => hardware.getButtonState(Symbol('button')), { name: 'TypeError', message: /Symbol/ });
-  assert.throws(() => hardware.getButtonState({ valueOf() { throw own; } }), (error) => error === own);
+  assert.throws(
+    () =>
+      hardware.getButtonState({
+        valueOf() {
+          throw own;
+        },
+      }),
+    (error) => error === own,
+  );
 });
 
 test('two buttons at once', { skip }, async () => {
-  await holding('left', () => holding('right', () => {
-    assert.deepEqual([0, 1, 2].map((button) => hardware.getButtonState(button)), [true, false, true]);
-  }));
+  await holding('left', () =>
+    holding('right', () => {
+      assert.deepEqual(
+        [0, 1, 2].map((button) => hardware.getButtonState(button)),
+        [true, false, true],
+      );
+    }),
+  );
 });
 
-test('the system\'s swapped buttons', { skip }, async (t) => {
+test("the system's swapped buttons", { skip }, async (t) => {
   t.after(() => desktop.swapButtons(false));
 
   await t.test('are not known before a capture has run', async () => {

@@ -2,7 +2,6 @@
 // kind of engine (tests/standins/host-check); which of them fits follows from the engine that runs this.
 'use strict';
 const assert = require('node:assert/strict');
-const path = require('node:path');
 const test = require('node:test');
 const { buildFile } = require('./support/built');
 
@@ -14,10 +13,13 @@ const engine = [compression, sandbox, Number(integers || compression)]; // compr
 
 const file = (name) => buildFile('node', `host-check-${name}.node`);
 const list = (values) => values.map(([name, value]) => `${name}=${value}`).join(', ');
-const refusal = (compiled, found) => `this zebbridge was compiled for an engine with ${compiled}, and this program's has ${found}`;
+const refusal = (compiled, found) =>
+  `this zebbridge was compiled for an engine with ${compiled}, and this program's has ${found}`;
 
 for (const [name, compiled] of Object.entries(CASES)) {
-  const different = FLAGS.map((flag, index) => [flag, compiled[index], engine[index]]).filter(([, one, other]) => one !== other);
+  const different = FLAGS.map((flag, index) => [flag, compiled[index], engine[index]]).filter(
+    ([, one, other]) => one !== other,
+  );
   test(`a module for an engine with ${list(FLAGS.map((flag, index) => [flag, compiled[index]]))}`, () => {
     if (!different.length) return void require(file(name));
     const message = refusal(list(different), list(different.map(([flag, , there]) => [flag, there])));
@@ -28,11 +30,22 @@ for (const [name, compiled] of Object.entries(CASES)) {
 // What is wrong was seen; the configuration only helps to say it.
 const elsewhere = engine[0] ? 'plain' : 'sandboxed';
 const configurations = {
-  'undefined': undefined,
-  'null': null,
-  'empty': {},
-  'one that throws': { get variables() { throw new TypeError('no'); } },
-  'a proxy that throws': new Proxy({}, { get() { throw 1; } }),
+  undefined: undefined,
+  null: null,
+  empty: {},
+  'one that throws': {
+    get variables() {
+      throw new TypeError('no');
+    },
+  },
+  'a proxy that throws': new Proxy(
+    {},
+    {
+      get() {
+        throw 1;
+      },
+    },
+  ),
   'one with other values': { variables: { v8_enable_sandbox: Symbol('s'), v8_enable_pointer_compression: 'yes' } },
 };
 for (const [name, value] of Object.entries(configurations)) {

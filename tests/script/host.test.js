@@ -26,7 +26,8 @@ function changed(folder, name, from, to, bytes = module127) {
 
 // What loading each file gives in a process of its own, which then loads the module that fits.
 async function load(files) {
-  const { status, stdout, stderr } = await runScript(`
+  const { status, stdout, stderr } = await runScript(
+    `
     for (const name of ${JSON.stringify(files)}) {
       try { require(name); console.log(JSON.stringify({ loaded: true })); } catch (error) {
         console.log(JSON.stringify({ isError: error instanceof Error, name: error.name, code: error.code, message: error.message }));
@@ -34,15 +35,22 @@ async function load(files) {
     }
     const zebbridge = require(${JSON.stringify(file)});
     console.log(typeof zebbridge.hardware.getButtonState(0));
-    zebbridge.shutdown();`, { prelude: false });
+    zebbridge.shutdown();`,
+    { prelude: false },
+  );
   const lines = stdout.trim().split('\n');
   assert.deepEqual({ status, last: lines.pop() }, { status: 0, last: 'boolean' }, stdout + stderr);
   return { results: lines.map((line) => JSON.parse(line)), stderr };
 }
 
 // The module cannot say anything without these; then the runtime does.
-const NEEDED_TO_REPORT = [/^node_module_register$/, /^\?GetCurrent@Isolate@v8@/, /^\?NewFromUtf8@String@v8@/,
-  /^\?Error@Exception@v8@/, /^\?ThrowException@Isolate@v8@/];
+const NEEDED_TO_REPORT = [
+  /^node_module_register$/,
+  /^\?GetCurrent@Isolate@v8@/,
+  /^\?NewFromUtf8@String@v8@/,
+  /^\?Error@Exception@v8@/,
+  /^\?ThrowException@Isolate@v8@/,
+];
 
 describe('functions', () => {
   const imports = new Image(file).delayedImports;
@@ -71,14 +79,24 @@ describe('functions', () => {
   test('each that a DLL of the system lacks is named too', async () => {
     const { dll, functions } = imports.find((each) => each.dll !== 'node.exe');
     const missing = functions.map((name) => `${name.slice(0, -1)}~`);
-    const { results } = await load(functions.map((name, index) => changed(folder, `system${index}.node`, name, missing[index])));
-    assert.deepEqual(results.map(({ message }) => message),
-      missing.map((name) => `${dll} has no ${name}, which zebbridge needs`));
+    const { results } = await load(
+      functions.map((name, index) => changed(folder, `system${index}.node`, name, missing[index])),
+    );
+    assert.deepEqual(
+      results.map(({ message }) => message),
+      missing.map((name) => `${dll} has no ${name}, which zebbridge needs`),
+    );
   });
 
   test('a DLL that the system lacks is named', async () => {
-    const { results: [result] } = await load([changed(folder, 'dll.node', 'wevtapi.dll', 'wevtapj.dll')]);
-    assert.deepEqual(result, { isError: true, name: 'Error', message: 'wevtapj.dll cannot be loaded, which zebbridge needs' });
+    const {
+      results: [result],
+    } = await load([changed(folder, 'dll.node', 'wevtapi.dll', 'wevtapj.dll')]);
+    assert.deepEqual(result, {
+      isError: true,
+      name: 'Error',
+      message: 'wevtapj.dll cannot be loaded, which zebbridge needs',
+    });
   });
 
   test('the table of them is complete and read-only once the module is loaded', () => {
@@ -102,13 +120,23 @@ describe('engine flags', () => {
     const pointer = Buffer.alloc(8);
     pointer.writeBigUInt64LE(image.base + BigInt(image.rva(bytes.indexOf('NODE_GYP_MODULE_NAME\0'))));
     bytes.writeUInt32LE(Number(modules), bytes.indexOf(pointer) - 40); // the record's first field
-    const label = changed(folder, 'desktop.node', 'node_register_module_v123', `node_register_module_v${modules}`, bytes);
-    const { results: [first, second], stderr } = await load([label, label]);
+    const label = changed(
+      folder,
+      'desktop.node',
+      'node_register_module_v123',
+      `node_register_module_v${modules}`,
+      bytes,
+    );
+    const {
+      results: [first, second],
+      stderr,
+    } = await load([label, label]);
     assert.deepEqual(first, {
       isError: true,
       name: 'Error',
-      message: 'this zebbridge was compiled for an engine with v8_enable_pointer_compression=1, v8_enable_sandbox=1, ' +
-        'v8_enable_31bit_smis_on_64bit_arch=1, and this program\'s has v8_enable_pointer_compression=0, ' +
+      message:
+        'this zebbridge was compiled for an engine with v8_enable_pointer_compression=1, v8_enable_sandbox=1, ' +
+        "v8_enable_31bit_smis_on_64bit_arch=1, and this program's has v8_enable_pointer_compression=0, " +
         'v8_enable_sandbox=0, v8_enable_31bit_smis_on_64bit_arch=0',
     });
     assert.deepEqual(second, first);
@@ -123,11 +151,14 @@ describe('a DLL of the system', () => {
     fs.copyFileSync(buildFile('desktop', 'zebbridge.node'), refused);
     fs.copyFileSync(file, loaded);
     fs.copyFileSync(buildFile('system32', 'wevtapi.dll'), path.join(folder, 'wevtapi.dll'));
-    const { stdout, stderr } = await runScript(`
+    const { stdout, stderr } = await runScript(
+      `
       const { loadedFrom } = require(${JSON.stringify(buildFile('node', 'standin-control.node'))});
       try { require(${JSON.stringify(refused)}); } catch { console.log(loadedFrom('wevtapi.dll')); }
       require(${JSON.stringify(loaded)});
-      console.log(loadedFrom('wevtapi.dll'));`, { prelude: false });
+      console.log(loadedFrom('wevtapi.dll'));`,
+      { prelude: false },
+    );
     const expected = path.join(process.env.SystemRoot, 'system32', 'wevtapi.dll');
     assert.deepEqual(stdout.toLowerCase().split('\n'), ['', expected.toLowerCase(), ''], stderr);
   });

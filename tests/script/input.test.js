@@ -38,7 +38,16 @@ test.after(() => {
 
 test('moves by known amounts', { skip }, async () => {
   await place(600, 400);
-  const path = [[7, 2], [-3, 5], [0, 1], [1, 0], [-20, -15], [100, 0], [0, -100], [-85, 107]];
+  const path = [
+    [7, 2],
+    [-3, 5],
+    [0, 1],
+    [1, 0],
+    [-20, -15],
+    [100, 0],
+    [0, -100],
+    [-85, 107],
+  ];
   const expected = [];
   const at = { x: 600, y: 400 };
   for (const [x, y] of path) {
@@ -57,7 +66,14 @@ test('clicks of each button', { skip }, async () => {
   await place(600, 400);
   for (const button of [1, 2, 3]) await x11.click(button);
   await until('the clicks', () => recorder.events.length >= 6);
-  assert.deepEqual(recorder.events, [[2, 0, 0], [1, 0, 0], [0, 2, 0], [0, 1, 0], [0, 0, 2], [0, 0, 1]]);
+  assert.deepEqual(recorder.events, [
+    [2, 0, 0],
+    [1, 0, 0],
+    [0, 2, 0],
+    [0, 1, 0],
+    [0, 0, 2],
+    [0, 0, 1],
+  ]);
 });
 
 test('wheel and further buttons give nothing', { skip }, async () => {
@@ -65,7 +81,10 @@ test('wheel and further buttons give nothing', { skip }, async () => {
   for (const button of [4, 5, 6, 7, 8, 9]) await x11.click(button);
   await x11.click(1);
   await until('the click', () => recorder.events.length >= 2);
-  assert.deepEqual(recorder.events, [[2, 0, 0], [1, 0, 0]]);
+  assert.deepEqual(recorder.events, [
+    [2, 0, 0],
+    [1, 0, 0],
+  ]);
 });
 
 test('a button held while the pointer moves', { skip }, async () => {
@@ -76,14 +95,17 @@ test('a button held while the pointer moves', { skip }, async () => {
     await until('the press', () => recorder.events.length === 1 && hardware.getButtonState(0));
     assert.equal(hardware.getButtonState(1), false);
     await x11.move(10, 10);
-    await until('the first motion', () => recorder.events.length === 2);  // the cursor is read when a report is
+    await until('the first motion', () => recorder.events.length === 2); // the cursor is read when a report is
     await x11.move(5, -5);
   } finally {
     await x11.release(1);
   }
   await until('the release', () => recorder.events.length === 4 && !hardware.getButtonState(0));
   assert.deepEqual(recorder.events, [
-    [2, 0, 0], { x: 10, y: 10, screen: { x: 510, y: 310 } }, { x: 5, y: -5, screen: { x: 515, y: 305 } }, [1, 0, 0],
+    [2, 0, 0],
+    { x: 10, y: 10, screen: { x: 510, y: 310 } },
+    { x: 5, y: -5, screen: { x: 515, y: 305 } },
+    [1, 0, 0],
   ]);
 });
 
@@ -91,7 +113,7 @@ test('many moves: nothing is lost and nothing comes twice', { skip }, async () =
   await place(640, 400);
   const sum = { x: 0, y: 0 };
   for (let step = 0; step < 60; ++step) {
-    const [x, y] = [(step * 7) % 11 - 5, (step * 5) % 9 - 4];
+    const [x, y] = [((step * 7) % 11) - 5, ((step * 5) % 9) - 4];
     await x11.move(x, y);
     sum.x += x;
     sum.y += y;

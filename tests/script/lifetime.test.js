@@ -59,7 +59,9 @@ lifetimeTest('the collection of an idle capture ends the one that runs', async (
   const running = hardware.capturePointer();
   const recorder = desktop.record(running);
   await desktop.startCapturing(running);
-  (() => { hardware.capturePointer(); })();
+  (() => {
+    hardware.capturePointer();
+  })();
   await turn();
   collect();
   assert.equal(desktop.isListening(), false);
@@ -125,7 +127,9 @@ lifetimeTest('a capture with nothing but its callback', async () => {
   let calls = 0;
   const reference = (() => {
     const capture = hardware.capturePointer();
-    capture.setButtonsEventCallback(() => { ++calls; });
+    capture.setButtonsEventCallback(() => {
+      ++calls;
+    });
     return new WeakRef(capture);
   })();
   await turn();
@@ -170,7 +174,10 @@ lifetimeTest('a callback that takes turns with itself', async () => {
   await desktop.startCapturing(capture);
   send(50);
   await until('all events', () => calls.length >= 50);
-  assert.deepEqual(calls, Array.from({ length: 50 }, (_, index) => index));
+  assert.deepEqual(
+    calls,
+    Array.from({ length: 50 }, (_, index) => index),
+  );
   capture.stopCapturing();
 });
 
@@ -185,7 +192,9 @@ lifetimeTest('a callback clears itself', async () => {
   await desktop.startCapturing(capture);
   send(10);
   await until('the first event', () => cleared > 0);
-  capture.setButtonsEventCallback(() => { ++counted; });
+  capture.setButtonsEventCallback(() => {
+    ++counted;
+  });
   clickMiddle();
   await until('the click', () => counted >= 2);
   assert.equal(cleared, 1);
@@ -282,7 +291,9 @@ lifetimeTest('ticks and promises of a callback run when its drain ends', async (
   capture.setButtonsEventCallback(() => {
     order.push('event');
     setImmediate(() => order.push('immediate'));
-    Promise.resolve().then(() => order.push('promise')).then(() => order.push('next promise'));
+    Promise.resolve()
+      .then(() => order.push('promise'))
+      .then(() => order.push('next promise'));
     process.nextTick(() => order.push('tick'));
     queueMicrotask(() => order.push('microtask'));
   });
@@ -312,7 +323,7 @@ lifetimeTest('ticks and promises of a callback do not wait for the next event', 
   for (let round = 0; round < 10; ++round) {
     order.length = 0;
     send(1);
-    Atomics.wait(busy, 0, 0, 40);  // script is busy while the report comes in
+    Atomics.wait(busy, 0, 0, 40); // script is busy while the report comes in
     port1.postMessage('next');
     await until('both', () => order.includes('event') && order.includes('message'));
     const from = order.indexOf('event');
@@ -341,10 +352,13 @@ lifetimeTest('an asynchronous callback awaits as anywhere', async () => {
 // ---- worker threads ------------------------------------------------------------------------------------------------------
 
 function startWorker(script) {
-  const worker = new Worker(`
+  const worker = new Worker(
+    `
     const { parentPort } = require('node:worker_threads');
     const zebbridge = require(${JSON.stringify(file)});
-    ${script}`, { eval: true });
+    ${script}`,
+    { eval: true },
+  );
   const messages = [];
   worker.on('message', (message) => messages.push(message));
   worker.on('error', (error) => messages.push(error));
@@ -365,14 +379,20 @@ async function assertMainWorks() {
 const workers = {
   'that only loads the module': ['', 0],
   'with an idle capture': ['globalThis.capture = zebbridge.hardware.capturePointer();', 0],
-  'that exits while it captures': [`
+  'that exits while it captures': [
+    `
     const capture = zebbridge.hardware.capturePointer();
     capture.startCapturing();
-    process.exit(3);`, 3],
-  'that throws while it captures': [`
+    process.exit(3);`,
+    3,
+  ],
+  'that throws while it captures': [
+    `
     globalThis.capture = zebbridge.hardware.capturePointer();
     capture.startCapturing();
-    throw new Error('own');`, 1],
+    throw new Error('own');`,
+    1,
+  ],
 };
 
 for (const [name, [script, status]] of Object.entries(workers)) {
@@ -438,12 +458,14 @@ lifetimeTest('a worker captures on its own thread', async () => {
 
 test('workers that come and go', async () => {
   for (let round = 0; round < 3; ++round) {
-    const all = Array.from({ length: 4 }, () => startWorker(`
+    const all = Array.from({ length: 4 }, () =>
+      startWorker(`
       for (let count = 0; count < 10; ++count) zebbridge.hardware.capturePointer();
       const capture = zebbridge.hardware.capturePointer();
       capture.startCapturing();
       capture.stopCapturing();
-      zebbridge.diagnostics.setLogHandler(() => {});`));
+      zebbridge.diagnostics.setLogHandler(() => {});`),
+    );
     assert.deepEqual(await Promise.all(all.map(({ ended }) => ended)), [0, 0, 0, 0]);
     assert.equal(hardware.getButtonState(1), false);
   }

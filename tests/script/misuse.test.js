@@ -22,8 +22,8 @@ const methods = [
 ].map(([method, ...args]) => ({ method, args }));
 
 const strangers = {
-  'nothing': undefined,
-  'null': null,
+  nothing: undefined,
+  null: null,
   'a number': 1,
   'a text': 'text',
   'a symbol': Symbol('receiver'),
@@ -102,18 +102,36 @@ test('an object that was given another prototype is still itself', () => {
 });
 
 test('arguments are looked at before the receiver', () => {
-  assert.throws(() => hardware.getButtonState.call({}), { name: 'Error', message: 'Expected (1) arguments, but only (0)' });
+  assert.throws(() => hardware.getButtonState.call({}), {
+    name: 'Error',
+    message: 'Expected (1) arguments, but only (0)',
+  });
 });
 
 test('errors belong to the context of the function', () => {
-  const error = vm.runInNewContext('try { method.call({}) } catch (error) { error }', { method: hardware.capturePointer });
+  const error = vm.runInNewContext('try { method.call({}) } catch (error) { error }', {
+    method: hardware.capturePointer,
+  });
   assert.ok(error instanceof TypeError);
 });
 
 test('a receiver that vanishes while its arguments are read', () => {
   const other = require(buildFile('node', 'binding-probe.node'));
-  assert.throws(() => other.probe.mixed({ valueOf() { other.shutdown(); return 1; } }, 2, '3', null),
-    { name: 'TypeError', message: 'Illegal invocation: shutdown() has released this object' });
+  assert.throws(
+    () =>
+      other.probe.mixed(
+        {
+          valueOf() {
+            other.shutdown();
+            return 1;
+          },
+        },
+        2,
+        '3',
+        null,
+      ),
+    { name: 'TypeError', message: 'Illegal invocation: shutdown() has released this object' },
+  );
 });
 
 // The last test: it takes the module's components away.
@@ -128,6 +146,9 @@ test('after shutdown a component says so, and a capture object goes on', () => {
     }
   }
   assert.throws(() => hardware.getButtonState(), { name: 'Error', message: 'Expected (1) arguments, but only (0)' });
-  assert.equal(capture.setMotionEventCallback(() => {}), undefined);
+  assert.equal(
+    capture.setMotionEventCallback(() => {}),
+    undefined,
+  );
   assert.equal(capture.stopCapturing(), undefined);
 });

@@ -29,7 +29,9 @@ function record(stream, events = []) {
 async function settled() {
   const stream = new PointerStream();
   let marked = false;
-  stream.on('motion', ({ screenPoint }) => { marked ||= screenPoint.x === -77; });
+  stream.on('motion', ({ screenPoint }) => {
+    marked ||= screenPoint.x === -77;
+  });
   stream.start();
   push(motion(1, 0, -77));
   await until('the marker', () => marked);
@@ -53,14 +55,18 @@ test.afterEach(async () => {
 });
 
 // A script of its own with `PointerStream`, `push` and the rest at hand.
-const child = (script, options) => runScript(`
+const child = (script, options) =>
+  runScript(
+    `
   const { addon, harness, until, turn } = require(${JSON.stringify(path.join(__dirname, 'support', 'harness.js'))});
   const { packageOver } = require(${JSON.stringify(path.join(__dirname, 'support', 'modules.js'))});
   const { PointerStream } = packageOver(addon).pointer;
   const push = (...records) => harness.push(Int32Array.from(records.flat()));
   const moves = (count) => push(...Array.from({ length: count }, (_, index) => [1, 0, index, 0, 0, 0, 0]));
   const stream = new PointerStream();
-  ${script}`, { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' }, ...options });
+  ${script}`,
+    { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' }, ...options },
+  );
 
 // ---- events
 
@@ -92,7 +98,15 @@ test('each event goes to every listener of every stream before the next one', as
   second.start();
   push(motion(1, 0), buttons(2, 0, 0), motion(2, 0));
   await until('all', () => seen.includes('second 2'));
-  assert.deepEqual(seen, ['first 1', 'also first 1', 'second 1', 'first pressed', 'first 2', 'also first 2', 'second 2']);
+  assert.deepEqual(seen, [
+    'first 1',
+    'also first 1',
+    'second 1',
+    'first pressed',
+    'first 2',
+    'also first 2',
+    'second 2',
+  ]);
 });
 
 test('every record of many arrives once and in order', async () => {
@@ -139,7 +153,10 @@ test('it is an emitter: listeners are found, removed and called by hand', async 
   stream.on('newListener', (name, added) => heard.push(['new', name, added === listener]));
   stream.on('removeListener', (name, removed) => heard.push(['removed', name, removed === listener]));
   stream.on('motion', listener).off('motion', listener);
-  assert.deepEqual(heard.slice(-2), [['new', 'motion', true], ['removed', 'motion', true]]);
+  assert.deepEqual(heard.slice(-2), [
+    ['new', 'motion', true],
+    ['removed', 'motion', true],
+  ]);
   for (const wrong of [undefined, null, 42, 'text', {}]) {
     for (const method of ['on', 'addListener', 'once', 'prependListener', 'prependOnceListener']) {
       assert.throws(() => stream[method]('motion', wrong), { code: 'ERR_INVALID_ARG_TYPE', message: /"listener"/ });
@@ -197,7 +214,7 @@ test('the first start begins one native capture, the last stop ends it', async (
     assert.equal(stream.capturing, true);
     assert.equal(harness.counts().threads, 1);
   }
-  assert.equal(harness.counts().asyncHandles, before);  // the object of the first start, kept since
+  assert.equal(harness.counts().asyncHandles, before); // the object of the first start, kept since
   for (const stream of all) {
     assert.equal(harness.counts().threads, 1);
     stream.stop().stop();
@@ -301,7 +318,7 @@ test('so is one that the collection of another object ends', async () => {
   const events = record(stream);
   stream.start();
   const NEVER = 1000000;
-  harness.fail('threadCreate', NEVER, 1);  // counts them from here on
+  harness.fail('threadCreate', NEVER, 1); // counts them from here on
   addon.hardware.capturePointer();
   await until('the new start', async () => (await counts(), harness.calls('threadCreate') === 1));
   harness.fail('threadCreate', 0, 0);
@@ -339,7 +356,11 @@ function scripted({ capturePointer, startCapturing = () => {} } = {}) {
 
 test('without a driver start throws the native error', () => {
   const native = new Error('Fail to create raw input driver');
-  const { PointerStream: Stream } = scripted({ capturePointer: () => { throw native; } });
+  const { PointerStream: Stream } = scripted({
+    capturePointer: () => {
+      throw native;
+    },
+  });
   const stream = new Stream().on('error', assert.fail);
   assert.throws(() => stream.start(), native);
   assert.equal(stream.capturing, false);
@@ -348,7 +369,11 @@ test('without a driver start throws the native error', () => {
 test('a capture that cannot be begun again is an error of every stream, and stops it', async () => {
   const native = new Error('no memory');
   let starts = 0;
-  const { PointerStream: Stream } = scripted({ startCapturing() { if (++starts > 1) throw native; } });
+  const { PointerStream: Stream } = scripted({
+    startCapturing() {
+      if (++starts > 1) throw native;
+    },
+  });
   const [first, second, looped] = [new Stream(), new Stream(), new Stream()];
   const heard = [];
   first.on('error', (error) => heard.push(['first', error, first.capturing]));
@@ -357,11 +382,15 @@ test('a capture that cannot be begun again is an error of every stream, and stop
   const loop = assert.rejects(looped.events().next(), native);
   await until('both', () => heard.length === 2);
   await loop;
-  assert.deepEqual(heard, [['first', native, false], ['second', native, false]]);
+  assert.deepEqual(heard, [
+    ['first', native, false],
+    ['second', native, false],
+  ]);
 });
 
 test('without a listener for errors it is uncaught', async () => {
-  const { status, stderr } = await runScript(`
+  const { status, stderr } = await runScript(
+    `
     const { packageOver } = require(${JSON.stringify(path.join(__dirname, 'support', 'modules.js'))});
     let starts = 0;
     const capture = { startCapturing() { if (++starts > 1) throw new Error('no memory'); }, stopCapturing() {},
@@ -369,14 +398,18 @@ test('without a listener for errors it is uncaught', async () => {
     const { PointerStream } = packageOver({ hardware: { capturePointer: () => capture, getButtonState() {} },
       windows: {}, msix_auto_updater: {} }).pointer;
     new PointerStream().start();
-    setTimeout(() => {}, 60000);`, { prelude: false });
+    setTimeout(() => {}, 60000);`,
+    { prelude: false },
+  );
   assert.match(stderr, /Error: no memory/);
   assert.equal(status, 1);
 });
 
 test('where the native part is missing, start throws its sentence', () => {
   const sentence = Object.assign(new Error('zebbridge has no binary here'), { code: 'ERR_ZEBBRIDGE_UNAVAILABLE' });
-  const refuse = () => { throw sentence; };
+  const refuse = () => {
+    throw sentence;
+  };
   const native = { hardware: { capturePointer: refuse, getButtonState: refuse }, windows: {}, msix_auto_updater: {} };
   const { PointerStream: Stream } = packageOver(native, false).pointer;
   const stream = new Stream().on('motion', () => {});
@@ -486,7 +519,10 @@ test('whoever catches uncaught exceptions gets each, and nobody misses an event'
     process.on('uncaughtException', (error) => { if (error === 'no error') stream.stop(); });
     process.on('exit', () => console.log(seen.filter((each) => each.startsWith('other')).join(), seen.filter((each) => each.startsWith('uncaught')).join()));`);
   assert.equal(stderr, '');
-  assert.equal(stdout, 'other 0,other 1,other 2 uncaughtException 0,uncaughtException 1,uncaughtException 2,uncaughtException undefined\n');
+  assert.equal(
+    stdout,
+    'other 0,other 1,other 2 uncaughtException 0,uncaughtException 1,uncaughtException 2,uncaughtException undefined\n',
+  );
   assert.equal(status, 0);
 });
 
@@ -523,12 +559,14 @@ test('what follows a listener keeps its context', async () => {
   const stream = newStream();
   const seen = [];
   const see = (name) => seen.push(`${name} ${storage.getStore()}`);
-  storage.run('A', () => stream.once('motion', async () => {
-    process.nextTick(() => see('tick'));
-    await null;
-    see('promise');
-    setImmediate(() => see('immediate'));
-  }));
+  storage.run('A', () =>
+    stream.once('motion', async () => {
+      process.nextTick(() => see('tick'));
+      await null;
+      see('promise');
+      setImmediate(() => see('immediate'));
+    }),
+  );
   stream.start();
   push(motion(1, 0));
   await until('all', () => seen.length === 3);
@@ -561,7 +599,7 @@ test('async_hooks see a resource per listener, made where it was added', async (
   const made = [];
   const entered = [];
   const hook = createHook({
-    init(id, type, trigger, resource) {
+    init(id, type, _trigger, resource) {
       if (type === 'ZebbridgePointerListener') made.push({ id, resource });
     },
     before: (id) => entered.push(id),
@@ -575,14 +613,17 @@ test('async_hooks see a resource per listener, made where it was added', async (
   await until('both', () => resources.length === 2);
   hook.disable();
   assert.equal(made.length, 2);
-  assert.deepEqual(resources, made.map(({ resource }) => resource));
+  assert.deepEqual(
+    resources,
+    made.map(({ resource }) => resource),
+  );
   for (const { id } of made) assert.ok(entered.includes(id));
 });
 
 test('promises and ticks of a listener run when the events at hand are delivered', async () => {
   const stream = newStream();
   const order = [];
-  stream.on('motion', ({ screenPoint }) => {
+  stream.on('motion', () => {
     process.nextTick(() => order.push('tick'));
     Promise.resolve().then(() => order.push('promise'));
     setImmediate(() => order.push('immediate'));
@@ -651,7 +692,13 @@ test('a full buffer says what it dropped', async () => {
     { type: 'buttons', left: 0, middle: 2, right: 0 },
   ]);
   push(motion(5, 0), motion(6, 0));
-  assert.deepEqual((await take(iterator, 2)).map(({ type, offset }) => [type, offset.x]), [['motion', 5], ['motion', 6]]);
+  assert.deepEqual(
+    (await take(iterator, 2)).map(({ type, offset }) => [type, offset.x]),
+    [
+      ['motion', 5],
+      ['motion', 6],
+    ],
+  );
   const next = iterator.next();
   push(motion(7, 0));
   assert.equal((await next).value.offset.x, 7);
@@ -673,8 +720,12 @@ test('by default it holds 1,024 events', async () => {
 test('a break, a return and an exception leave no listener', async () => {
   const stream = newStream().start();
   const leave = {
-    break: async () => { for await (const event of stream.events()) if (event) break; },
-    throw: async () => { for await (const event of stream.events()) throw event; },
+    break: async () => {
+      for await (const event of stream.events()) if (event) break;
+    },
+    throw: async () => {
+      for await (const event of stream.events()) throw event;
+    },
   };
   for (const run of Object.values(leave)) {
     const end = run().catch(() => {});
@@ -747,13 +798,25 @@ test('a loop may wait before the stream starts, and several at once', async () =
 test('wrong options are named', () => {
   const stream = newStream();
   for (const limit of [0, -1, 1.5, NaN, Infinity, '5', null, {}]) {
-    assert.throws(() => stream.events({ limit }), { name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: /"limit"/ });
+    assert.throws(() => stream.events({ limit }), {
+      name: 'TypeError',
+      code: 'ERR_INVALID_ARG_VALUE',
+      message: /"limit"/,
+    });
   }
   for (const signal of [null, 1, {}, 'text', new AbortController()]) {
-    assert.throws(() => stream.events({ signal }), { name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: /"signal"/ });
+    assert.throws(() => stream.events({ signal }), {
+      name: 'TypeError',
+      code: 'ERR_INVALID_ARG_VALUE',
+      message: /"signal"/,
+    });
   }
   for (const options of [null, 1, 'text']) assert.throws(() => stream.events(options), { name: 'TypeError' });
-  assert.throws(() => stream.events({ size: 5 }), { name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: /"size"/ });
+  assert.throws(() => stream.events({ size: 5 }), {
+    name: 'TypeError',
+    code: 'ERR_INVALID_ARG_VALUE',
+    message: /"size"/,
+  });
   assert.equal(stream.listenerCount('motion'), 0);
 });
 
@@ -812,7 +875,8 @@ test('shutdown() leaves a stream that runs; after it, start throws', async () =>
 });
 
 test('a worker has a capture of its own', async () => {
-  const worker = new Worker(`
+  const worker = new Worker(
+    `
     const { addon } = require(${JSON.stringify(path.join(__dirname, 'support', 'harness.js'))});
     const { packageOver } = require(${JSON.stringify(path.join(__dirname, 'support', 'modules.js'))});
     const { PointerStream } = packageOver(addon).pointer;
@@ -821,7 +885,9 @@ test('a worker has a capture of its own', async () => {
     stream.on('motion', () => parentPort.postMessage('moved'));
     stream.on('buttons', () => stream.stop());
     stream.start();
-    parentPort.postMessage('started');`, { eval: true });
+    parentPort.postMessage('started');`,
+    { eval: true },
+  );
   const [message] = await once(worker, 'message');
   assert.equal(message, 'started');
   push(motion(1, 0));

@@ -34,13 +34,24 @@ function captureTest(name, run) {
 // A script of its own, with the module and its input. It keeps its capture object in `globalThis`, because a collection
 // ends the capture of a script that no longer reaches it. The process ends by process.exit in some, where the runtime
 // frees nothing: so leaks are not looked for.
-const runChild = (script) => runScript(`
+const runChild = (script) =>
+  runScript(
+    `
   const { hardware, shutdown, __input: input } = require(${JSON.stringify(file)});
-  ${script}`, { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' } });
+  ${script}`,
+    { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' } },
+  );
 
 test('the exports, in order', () => {
-  assert.deepEqual(Object.keys(zebbridge),
-    ['crash_emitter', 'diagnostics', 'hardware', 'msix_auto_updater', '__input', '__updates', 'shutdown']);
+  assert.deepEqual(Object.keys(zebbridge), [
+    'crash_emitter',
+    'diagnostics',
+    'hardware',
+    'msix_auto_updater',
+    '__input',
+    '__updates',
+    'shutdown',
+  ]);
 });
 
 captureTest('a record becomes a motion, then a transition of the buttons', async (capture) => {
@@ -70,7 +81,9 @@ captureTest('every record arrives once and in order', async (capture) => {
     if (screenPoint.x !== next || screenPoint.y !== next + 1) ++wrong;
     ++next;
   });
-  capture.setButtonsEventCallback(({ left }) => { presses += left === 2 ? 1 : 0; });
+  capture.setButtonsEventCallback(({ left }) => {
+    presses += left === 2 ? 1 : 0;
+  });
   capture.startCapturing();
   input.burst(count, 0, 10);
   await until('all records', () => next >= count, 100000);
@@ -89,11 +102,15 @@ test('buttons follow the swap', () => {
   const [LEFT, RIGHT, MIDDLE] = [1, 2, 4];
   for (const key of [LEFT, RIGHT, MIDDLE]) {
     input.setKey(key, true);
-    assert.deepEqual([0, 1, 2].map((button) => hardware.getButtonState(button)),
-      [key === LEFT, key === MIDDLE, key === RIGHT]);
+    assert.deepEqual(
+      [0, 1, 2].map((button) => hardware.getButtonState(button)),
+      [key === LEFT, key === MIDDLE, key === RIGHT],
+    );
     input.setButtonSwap(true);
-    assert.deepEqual([0, 1, 2].map((button) => hardware.getButtonState(button)),
-      [key === RIGHT, key === MIDDLE, key === LEFT]);
+    assert.deepEqual(
+      [0, 1, 2].map((button) => hardware.getButtonState(button)),
+      [key === RIGHT, key === MIDDLE, key === LEFT],
+    );
     input.setButtonSwap(false);
     input.setKey(key, false);
   }
@@ -174,8 +191,14 @@ captureTest('promises that a callback settles go on when the events are delivere
   capture.startCapturing();
   input.burst(3, 0, 0);
   await done;
-  assert.deepEqual(order.filter((entry) => entry.startsWith('tick')), ['tick 0', 'tick 1', 'tick 2']);
-  assert.deepEqual(order.filter((entry) => entry.startsWith('promise')), ['promise 0', 'promise 1', 'promise 2']);
+  assert.deepEqual(
+    order.filter((entry) => entry.startsWith('tick')),
+    ['tick 0', 'tick 1', 'tick 2'],
+  );
+  assert.deepEqual(
+    order.filter((entry) => entry.startsWith('promise')),
+    ['promise 0', 'promise 1', 'promise 2'],
+  );
 });
 
 test('a capture may be collected while its events are delivered', async () => {
@@ -189,13 +212,13 @@ test('a capture may be collected while its events are delivered', async () => {
     });
     await until('calls', () => {
       if (calls >= 5) return true;
-      capture.startCapturing();  // again, when the collection of an earlier round's capture has ended this one
+      capture.startCapturing(); // again, when the collection of an earlier round's capture has ended this one
       input.burst(50, 0, 0);
       return false;
     });
   }
   await turn();
-  collect();  // or the last rounds' captures end those of later tests
+  collect(); // or the last rounds' captures end those of later tests
 });
 
 captureTest('300 immediate starts and stops', (capture) => {
@@ -218,8 +241,11 @@ test('the log reaches script, and its handler may be replaced from inside itself
   const capture = newCapture();
   capture.startCapturing();
   capture.stopCapturing();
-  assert.deepEqual(seen, ['first: Native: capture pointer 0', 'second: Native: capture pointer 0',
-    'second: Pointer capture released 0']);
+  assert.deepEqual(seen, [
+    'first: Native: capture pointer 0',
+    'second: Native: capture pointer 0',
+    'second: Pointer capture released 0',
+  ]);
 });
 
 test('misuse is answered with errors', () => {
@@ -234,7 +260,8 @@ captureTest('workers come and go while the main thread captures', async (capture
   let calls = 0;
   capture.setMotionEventCallback(() => ++calls);
   for (let round = 0; round < 6; ++round) {
-    const worker = new Worker(`
+    const worker = new Worker(
+      `
       const { hardware, diagnostics, __input: input } = require(${JSON.stringify(file)});
       const { parentPort } = require('node:worker_threads');
       const capture = hardware.capturePointer();
@@ -247,13 +274,15 @@ captureTest('workers come and go while the main thread captures', async (capture
         parentPort.close();
       });
       input.push(1, 0, 0, 0, 0, 0, 0, 1);
-    `, { eval: true });
+    `,
+      { eval: true },
+    );
     const ended = new Promise((resolve) => worker.once('exit', resolve));
     await new Promise((resolve) => worker.once('message', resolve));
     capture.startCapturing();
     const before = calls;
     await until('a call here', () => {
-      input.push(1, 0, 0, 0, 0, 0, 0, 1);  // the worker's capture may take it
+      input.push(1, 0, 0, 0, 0, 0, 0, 1); // the worker's capture may take it
       return calls > before;
     });
     capture.stopCapturing();
@@ -264,11 +293,16 @@ captureTest('workers come and go while the main thread captures', async (capture
 
 test('a script that never calls shutdown ends with its own exit code', async () => {
   assert.equal((await runChild('hardware.capturePointer(); process.exitCode = 4;')).status, 4);
-  assert.equal((await runChild(`
+  assert.equal(
+    (
+      await runChild(`
     const capture = globalThis.capture = hardware.capturePointer();
     capture.setMotionEventCallback(() => process.exit(6));
     capture.startCapturing();
-    input.burst(1000, 0, 0);`)).status, 6);
+    input.burst(1000, 0, 0);`)
+    ).status,
+    6,
+  );
   const thrown = await runChild(`
     const capture = globalThis.capture = hardware.capturePointer();
     capture.startCapturing();
@@ -293,6 +327,8 @@ test('after shutdown inside a callback methods say so, and the capture goes on u
       capture.stopCapturing();
       console.log('ended');
     })();`);
-  assert.deepEqual({ status, stdout, stderr }, { status: 0, stderr: '',
-    stdout: 'TypeError: Illegal invocation: shutdown() has released this object\nended\n' });
+  assert.deepEqual(
+    { status, stdout, stderr },
+    { status: 0, stderr: '', stdout: 'TypeError: Illegal invocation: shutdown() has released this object\nended\n' },
+  );
 });

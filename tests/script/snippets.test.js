@@ -13,7 +13,8 @@ const pages = ['README.md', ...fs.readdirSync(path.join(root, 'docs/api')).map((
 const types = ['index.d.ts', 'pointer.d.ts', 'updates.d.ts'];
 
 const onPage = (text) => [...text.matchAll(/^```js\n(.*?)^```$/gms)].map(([, script]) => script);
-const inTypes = (text) => [...text.matchAll(/@example\n(.*?)\*\//gs)].map(([, lines]) => lines.replace(/^ *\* ?/gm, ''));
+const inTypes = (text) =>
+  [...text.matchAll(/@example\n(.*?)\*\//gs)].map(([, lines]) => lines.replace(/^ *\* ?/gm, ''));
 const snippets = [
   ...pages.flatMap((name) => onPage(read(name)).map((text) => ({ name, text }))),
   ...types.flatMap((name) => inTypes(read(name)).map((text) => ({ name, text }))),
@@ -44,7 +45,11 @@ describe('a script', () => {
   });
 
   test('stands on every page and beside most functions', () => {
-    for (const name of [...pages, ...types]) assert.ok(snippets.some((each) => each.name === name), name);
+    for (const name of [...pages, ...types])
+      assert.ok(
+        snippets.some((each) => each.name === name),
+        name,
+      );
     assert.ok(snippets.length >= 18, `${snippets.length}`);
   });
 

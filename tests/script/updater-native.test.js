@@ -30,8 +30,9 @@ describe('reports', () => {
   test('an error text comes as it is', async () =>
     assert.deepStrictEqual(await update('text', '\u20ac in use\r\n', 0, 0), ['\u20ac in use\r\n']));
   test('a failure comes with its signed code', async () =>
-    assert.deepStrictEqual(await update('failure', 'Denied.', -2147024891, 0),
-      ['winrt exception with message: Denied. and code: -2147024891']));
+    assert.deepStrictEqual(await update('failure', 'Denied.', -2147024891, 0), [
+      'winrt exception with message: Denied. and code: -2147024891',
+    ]));
   test('anything else is unknown', async () =>
     assert.deepStrictEqual(await update('unknown', '', 0, 0), ['Unknown exception']));
 
@@ -88,7 +89,10 @@ describe('the event log', () => {
   test('gives records in order and closes everything', () => {
     for (const count of [0, 1, 9, 10, 11, 20, 10000]) {
       platform.setEventLog(count, 0);
-      assert.deepStrictEqual(updater.getUpdateErrors('<QueryList/>'), Array.from({ length: count }, (_, index) => `<Event/>${index}`));
+      assert.deepStrictEqual(
+        updater.getUpdateErrors('<QueryList/>'),
+        Array.from({ length: count }, (_, index) => `<Event/>${index}`),
+      );
       assert.strictEqual(platform.openHandles(), 0);
     }
   });
@@ -108,38 +112,64 @@ describe('the event log', () => {
 
 describe('the process', () => {
   const run = (script) => {
-    const { status, signal, stdout, stderr } = spawnSync(process.execPath, ['-e', `
+    const { status, signal, stdout, stderr } = spawnSync(
+      process.execPath,
+      [
+        '-e',
+        `
       const zebbridge = require(${JSON.stringify(file)});
       const { msix_auto_updater: updater, __updates: platform } = zebbridge;
       const uri = ${JSON.stringify(uri)};
-      ${script}`], { encoding: 'utf8', timeout: 60000 });
+      ${script}`,
+      ],
+      { encoding: 'utf8', timeout: 60000 },
+    );
     return { status, signal, stdout, stderr };
   };
-  const ends = (name, script, expected) => test(name, () => {
-    const { stderr, ...ended } = run(script);
-    assert.deepStrictEqual(ended, { status: 0, signal: null, stdout: '', ...expected }, stderr);
-  });
+  const ends = (name, script, expected) =>
+    test(name, () => {
+      const { stderr, ...ended } = run(script);
+      assert.deepStrictEqual(ended, { status: 0, signal: null, stdout: '', ...expected }, stderr);
+    });
 
-  ends('stays until a running update has ended', `
+  ends(
+    'stays until a running update has ended',
+    `
     platform.plan('text', 'failed', 0, 300);
     updater.setErrorHandler((text) => { console.log(text); process.exitCode = 7; });
-    updater.applyUpdate(uri);`, { status: 7, stdout: 'failed\n' });
-  ends('waits for it in shutdown, whose report nobody hears', `
+    updater.applyUpdate(uri);`,
+    { status: 7, stdout: 'failed\n' },
+  );
+  ends(
+    'waits for it in shutdown, whose report nobody hears',
+    `
     platform.plan('text', 'unheard', 0, 300);
     updater.setErrorHandler(console.log);
     updater.applyUpdate(uri);
     zebbridge.shutdown();
-    process.exitCode = 5;`, { status: 5 });
-  ends('waits for it in process.exit', `
+    process.exitCode = 5;`,
+    { status: 5 },
+  );
+  ends(
+    'waits for it in process.exit',
+    `
     platform.plan('text', 'unheard', 0, 300);
     updater.setErrorHandler(console.log);
     updater.applyUpdate(uri);
-    process.exit(5);`, { status: 5 });
-  ends('survives shutdown from inside the handler', `
+    process.exit(5);`,
+    { status: 5 },
+  );
+  ends(
+    'survives shutdown from inside the handler',
+    `
     platform.plan('text', 'failed', 0, 0);
     updater.setErrorHandler((text) => { console.log(text); zebbridge.shutdown(); });
-    updater.applyUpdate(uri);`, { stdout: 'failed\n' });
-  ends('survives the end of a worker with a running update', `
+    updater.applyUpdate(uri);`,
+    { stdout: 'failed\n' },
+  );
+  ends(
+    'survives the end of a worker with a running update',
+    `
     platform.plan('text', 'unheard', 0, 300);
     const { Worker } = require('node:worker_threads');
     const worker = new Worker(\`
@@ -147,10 +177,16 @@ describe('the process', () => {
       updater.setErrorHandler(() => {});
       updater.applyUpdate('x:y');
       require('node:worker_threads').parentPort.postMessage('started');\`, { eval: true });
-    worker.on('message', () => worker.terminate().then(() => console.log('ended')));`, { stdout: 'ended\n' });
-  ends('ends when a deployment cannot even start', `
+    worker.on('message', () => worker.terminate().then(() => console.log('ended')));`,
+    { stdout: 'ended\n' },
+  );
+  ends(
+    'ends when a deployment cannot even start',
+    `
     platform.plan('refused', '', -1, 0);
     updater.setErrorHandler(console.log);
     updater.applyUpdate(uri);
-    setTimeout(() => console.log('lives'), 20000);`, { status: null, signal: 'SIGABRT' });
+    setTimeout(() => console.log('lives'), 20000);`,
+    { status: null, signal: 'SIGABRT' },
+  );
 });

@@ -45,12 +45,16 @@ async function update(outcome = success()) {
 }
 
 // Runs a script in a process of its own, with the stand-ins at hand and installed.
-const child = (script, configuration = {}, options = {}) => runScript(`
+const child = (script, configuration = {}, options = {}) =>
+  runScript(
+    `
   const { winrt, eventlog } = require(${JSON.stringify(path.join(__dirname, 'support', 'standins.js'))});
   const updater = zebbridge.msix_auto_updater;
   const uri = ${JSON.stringify(uri)};
   winrt.configure(${JSON.stringify(configuration)});
-  ${script}`, options);
+  ${script}`,
+    options,
+  );
 
 test('has four methods, in order', () => {
   assert.deepStrictEqual(Object.keys(updater), ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose']);
@@ -76,8 +80,11 @@ describe('what the platform is asked', () => {
   });
 
   test('the address in UTF-16, to its first NUL', async () => {
-    for (const [given, seen] of [['https://example.com/\u00e9\u20ac\u{1f600}.msix', 'https://example.com/\u00e9\u20ac\u{1f600}.msix'],
-      ['file:///C:/a\0b', 'file:///C:/a'], [{ toString: () => 'ms-appx:x' }, 'ms-appx:x']]) {
+    for (const [given, seen] of [
+      ['https://example.com/\u00e9\u20ac\u{1f600}.msix', 'https://example.com/\u00e9\u20ac\u{1f600}.msix'],
+      ['file:///C:/a\0b', 'file:///C:/a'],
+      [{ toString: () => 'ms-appx:x' }, 'ms-appx:x'],
+    ]) {
       winrt.configure();
       updater.applyUpdate(given, 'ignored');
       await until('the start', () => winrt.updates().length === 1);
@@ -89,7 +96,8 @@ describe('what the platform is asked', () => {
   test('nothing is left behind', async () => {
     await update();
     const live = winrt.live();
-    for (const name of ['Uri', 'PackageManager', 'DeploymentOperation', 'DeploymentResult']) assert.ok(!(name in live), name);
+    for (const name of ['Uri', 'PackageManager', 'DeploymentOperation', 'DeploymentResult'])
+      assert.ok(!(name in live), name);
   });
 
   test('no completed handler on a deployment that has ended at once', async () => {
@@ -118,24 +126,29 @@ describe('reports', () => {
   });
 
   test('a failure comes with the text that goes with it and its signed code', async () => {
-    assert.deepStrictEqual(await update(failure(ACCESS_DENIED, 'The package is in use.\r\n')),
-      [[`winrt exception with message: The package is in use. and code: ${ACCESS_DENIED}`]]);
+    assert.deepStrictEqual(await update(failure(ACCESS_DENIED, 'The package is in use.\r\n')), [
+      [`winrt exception with message: The package is in use. and code: ${ACCESS_DENIED}`],
+    ]);
   });
 
   test('without one, with the text of the system', async () => {
     assert.notStrictEqual(system.message(ACCESS_DENIED), '');
-    assert.deepStrictEqual(await update(failure(ACCESS_DENIED)),
-      [[`winrt exception with message: ${system.message(ACCESS_DENIED)} and code: -2147024891`]]);
+    assert.deepStrictEqual(await update(failure(ACCESS_DENIED)), [
+      [`winrt exception with message: ${system.message(ACCESS_DENIED)} and code: -2147024891`],
+    ]);
   });
 
   test('a code without any text', async () => {
     assert.strictEqual(system.message(-1610612736), '');
-    assert.deepStrictEqual(await update(failure(-1610612736)), [['winrt exception with message:  and code: -1610612736']]);
+    assert.deepStrictEqual(await update(failure(-1610612736)), [
+      ['winrt exception with message:  and code: -1610612736'],
+    ]);
   });
 
   test('a cancelled update', async () => {
-    assert.deepStrictEqual(await update(canceled()),
-      [[`winrt exception with message: ${system.message(CANCELED)} and code: -2147023673`]]);
+    assert.deepStrictEqual(await update(canceled()), [
+      [`winrt exception with message: ${system.message(CANCELED)} and code: -2147023673`],
+    ]);
     assert.strictEqual(winrt.updates()[0].resultReads, 0);
   });
 
@@ -145,9 +158,12 @@ describe('reports', () => {
     test(`a deployment whose ${member} fails`, async () => {
       const [[text], ...more] = await update({ member: { [member]: -2147467259 }, reason: { text: 'It broke.' } });
       assert.deepStrictEqual(more, []);
-      assert.strictEqual(text, member === 'AsyncInfo'
-        ? `winrt exception with message: ${system.message(-2147467262)} and code: -2147467262`
-        : 'winrt exception with message: It broke. and code: -2147467259');
+      assert.strictEqual(
+        text,
+        member === 'AsyncInfo'
+          ? `winrt exception with message: ${system.message(-2147467262)} and code: -2147467262`
+          : 'winrt exception with message: It broke. and code: -2147467259',
+      );
     });
   }
 
@@ -308,7 +324,10 @@ describe('while an update runs', () => {
     winrt.deploymentsEnd({ ...errorText('second'), end: 'held' });
     updater.applyUpdate(`${uri}?2`);
     await until('the second', () => winrt.updates().length === 2);
-    assert.deepStrictEqual(winrt.updates().map((seen) => seen.uri), [`${uri}?1`, `${uri}?2`]);
+    assert.deepStrictEqual(
+      winrt.updates().map((seen) => seen.uri),
+      [`${uri}?1`, `${uri}?2`],
+    );
     collect();
     winrt.release(1);
     await until('the report', () => reports.length === 1);
@@ -327,29 +346,54 @@ describe('while an update runs', () => {
 });
 
 describe('the process', () => {
-  const ends = (name, script, status, configuration, check = () => {}) => test(name, async () => {
-    const ended = await child(script, configuration);
-    assert.strictEqual(ended.status, status, `${ended.stdout}\n${ended.stderr}`);
-    check(ended);
-  });
-  const printed = (text) => ({ stdout }) => assert.strictEqual(stdout, text);
+  const ends = (name, script, status, configuration, check = () => {}) =>
+    test(name, async () => {
+      const ended = await child(script, configuration);
+      assert.strictEqual(ended.status, status, `${ended.stdout}\n${ended.stderr}`);
+      check(ended);
+    });
+  const printed =
+    (text) =>
+    ({ stdout }) =>
+      assert.strictEqual(stdout, text);
 
-  ends('exits by itself after a success, without calling script',
-    'updater.setErrorHandler(console.log); updater.applyUpdate(uri);', 0, {},
-    printed(''));
-  ends('exits by itself after a failure', `
+  ends(
+    'exits by itself after a success, without calling script',
+    'updater.setErrorHandler(console.log); updater.applyUpdate(uri);',
+    0,
+    {},
+    printed(''),
+  );
+  ends(
+    'exits by itself after a failure',
+    `
     process.exitCode = 7;
     updater.setErrorHandler((text) => console.log(text));
-    updater.applyUpdate(uri);`, 7, { deployment: errorText('failed') }, printed('failed\n'));
-  ends('is kept alive by a running update', `
+    updater.applyUpdate(uri);`,
+    7,
+    { deployment: errorText('failed') },
+    printed('failed\n'),
+  );
+  ends(
+    'is kept alive by a running update',
+    `
     setTimeout(() => { console.log('releasing'); winrt.release(); }, 200).unref();
     updater.setErrorHandler((text) => console.log(text));
-    updater.applyUpdate(uri);`, 0, { deployment: { ...errorText('failed'), end: 'held' } }, printed('releasing\nfailed\n'));
+    updater.applyUpdate(uri);`,
+    0,
+    { deployment: { ...errorText('failed'), end: 'held' } },
+    printed('releasing\nfailed\n'),
+  );
   ends('exits when nothing was updated', 'updater.setErrorHandler(() => {});', 0);
 
   // Only `shutdown` waits. Nobody hears a report afterwards.
-  for (const [how, output] of [['process.exit(5);', ''], ['process.exitCode = 5; zebbridge.shutdown();', 'true\n']]) {
-    ends(`ends while an update runs: ${how}`, `
+  for (const [how, output] of [
+    ['process.exit(5);', ''],
+    ['process.exitCode = 5; zebbridge.shutdown();', 'true\n'],
+  ]) {
+    ends(
+      `ends while an update runs: ${how}`,
+      `
       const { Worker } = require('node:worker_threads');
       updater.setErrorHandler(() => console.log('must not be heard'));
       updater.applyUpdate(uri);
@@ -366,21 +410,37 @@ describe('the process', () => {
         Atomics.wait(shared, 0, 0, 20000);
         ${how}
         console.log(winrt.updates()[0].ended);
-      });`, 5, { deployment: { ...errorText('unheard'), end: 'held' } },
-    printed(output));
+      });`,
+      5,
+      { deployment: { ...errorText('unheard'), end: 'held' } },
+      printed(output),
+    );
   }
 
-  ends('survives shutdown from inside the handler', `
+  ends(
+    'survives shutdown from inside the handler',
+    `
     updater.setErrorHandler((text) => {
       console.log(text);
       zebbridge.shutdown();
       try { updater.applyUpdate(uri); } catch (error) { console.log(error.name); }
     });
-    updater.applyUpdate(uri);`, 0, { deployment: errorText('failed') }, printed('failed\nTypeError\n'));
-  ends('survives process.exit from inside the handler', `
+    updater.applyUpdate(uri);`,
+    0,
+    { deployment: errorText('failed') },
+    printed('failed\nTypeError\n'),
+  );
+  ends(
+    'survives process.exit from inside the handler',
+    `
     updater.setErrorHandler(() => process.exit(9));
-    updater.applyUpdate(uri);`, 9, { deployment: errorText('failed') });
-  ends('survives the end of a worker with a running update', `
+    updater.applyUpdate(uri);`,
+    9,
+    { deployment: errorText('failed') },
+  );
+  ends(
+    'survives the end of a worker with a running update',
+    `
     const { Worker } = require('node:worker_threads');
     const worker = new Worker(\`
       const zebbridge = require(\${JSON.stringify(file)});
@@ -391,7 +451,10 @@ describe('the process', () => {
       winrt.release();
       await ended; // which does not wait for the update
       await until('the end of the update', () => winrt.updates()[0].gone);
-    });`, 0, { deployment: { ...errorText('unheard'), end: 'held' } });
+    });`,
+    0,
+    { deployment: { ...errorText('unheard'), end: 'held' } },
+  );
 
   // Whoever ships such an update path must see it: nothing of this reaches the handler. The exception leaves the worker
   // and meets the host's runtime library, which ends the process by a fast fail.
@@ -407,9 +470,15 @@ describe('the process', () => {
     'no memory for the deployment': [uri, { refuse: { code: -2147024882 } }],
   };
   for (const [name, [address, configuration]] of Object.entries(broken)) {
-    ends(`ends at ${name}`, `
+    ends(
+      `ends at ${name}`,
+      `
       updater.setErrorHandler(() => console.log('heard'));
       updater.applyUpdate(${JSON.stringify(address)});
-      setTimeout(() => console.log('lives'), 20000);`, FAST_FAIL, configuration, printed(''));
+      setTimeout(() => console.log('lives'), 20000);`,
+      FAST_FAIL,
+      configuration,
+      printed(''),
+    );
   }
 });

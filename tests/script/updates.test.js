@@ -17,19 +17,26 @@ const running = { name: 'Error', code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' };
 const wrongOption = (name) => ({ name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: new RegExp(`"${name}"`) });
 
 // A script of its own with these functions at hand.
-const child = (script) => runScript(`
+const child = (script) =>
+  runScript(
+    `
   const { addon, harness, until, turn } = require(${JSON.stringify(path.join(__dirname, 'support', 'harness.js'))});
   const { packageOver } = require(${JSON.stringify(path.join(__dirname, 'support', 'modules.js'))});
   const { applyUpdate, updateErrors } = packageOver(addon).updates;
   const uri = ${JSON.stringify(uri)};
-  ${script}`, { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' } });
+  ${script}`,
+    { prelude: false, environment: { ASAN_OPTIONS: 'detect_leaks=0' } },
+  );
 
 // ---- updates
 
 // The error of one update that ends with this report of the deployment's.
 async function failureOf(outcome) {
   harness.planDeployments(outcome, false);
-  return applyUpdate(uri).then(() => assert.fail('it resolved'), (error) => error);
+  return applyUpdate(uri).then(
+    () => assert.fail('it resolved'),
+    (error) => error,
+  );
 }
 
 describe('applyUpdate', () => {
@@ -85,7 +92,14 @@ describe('applyUpdate', () => {
 
   test('afterwards there is no error handler', async () => {
     let handler;
-    const updater = { setErrorHandler: (value) => { handler = value; }, getUpdateErrors() {}, applyUpdate() {}, dispose() {} };
+    const updater = {
+      setErrorHandler: (value) => {
+        handler = value;
+      },
+      getUpdateErrors() {},
+      applyUpdate() {},
+      dispose() {},
+    };
     const update = packageOver({ hardware: {}, msix_auto_updater: updater }).updates.applyUpdate(uri);
     handler('failed');
     assert.equal(handler, null);
@@ -148,7 +162,8 @@ describe('applyUpdate', () => {
   });
 
   test('wrong options are named', async () => {
-    for (const signal of [null, 1, 'text', {}]) await assert.rejects(applyUpdate(uri, { signal }), wrongOption('signal'));
+    for (const signal of [null, 1, 'text', {}])
+      await assert.rejects(applyUpdate(uri, { signal }), wrongOption('signal'));
     await assert.rejects(applyUpdate(uri, { schemes: 'https' }), wrongOption('schemes'));
     await assert.rejects(applyUpdate(uri, { force: true }), wrongOption('force'));
     for (const options of [null, 1, 'text']) await assert.rejects(applyUpdate(uri, options), { name: 'TypeError' });
@@ -205,8 +220,8 @@ describe('applyUpdate', () => {
 // ---- the event log
 
 const CHANNEL = 'Microsoft-Windows-AppXDeploymentServer/Operational';
-const structured = (filter, channel = CHANNEL) => `<QueryList><Query Id="0" Path="${channel}">` +
-  `<Select Path="${channel}">${filter}</Select></Query></QueryList>`;
+const structured = (filter, channel = CHANNEL) =>
+  `<QueryList><Query Id="0" Path="${channel}">` + `<Select Path="${channel}">${filter}</Select></Query></QueryList>`;
 
 const NAMESPACE = 'http://schemas.microsoft.com/win/2004/08/events/event';
 const event = ({ id = 404, level = 2, time = '2026-01-02T03:04:05.1234567Z', rest = '' } = {}) =>
@@ -223,49 +238,83 @@ describe('updateErrors', () => {
   afterEach(() => assert.equal(harness.isEventLogClosed(), true));
 
   test('gives what a record has', async () => {
-    const xml = event({ rest: `<EventData><Data Name='ErrorCode'>0x80073cf3</Data><Data Name='PackageFullName'>caf\u00e9 &amp; &#x1f600;</Data><Data/></EventData>` });
-    assert.deepEqual(await read([xml]), [{
-      time: new Date('2026-01-02T03:04:05.123Z'),
-      id: 404,
-      level: 'error',
-      provider: 'Microsoft-Windows-AppXDeployment-Server',
-      text: '0x80073cf3; caf\u00e9 & \u{1f600}',
-      data: { ErrorCode: '0x80073cf3', PackageFullName: 'caf\u00e9 & \u{1f600}', 2: '' },
-      xml,
-    }]);
+    const xml = event({
+      rest: `<EventData><Data Name='ErrorCode'>0x80073cf3</Data><Data Name='PackageFullName'>caf\u00e9 &amp; &#x1f600;</Data><Data/></EventData>`,
+    });
+    assert.deepEqual(await read([xml]), [
+      {
+        time: new Date('2026-01-02T03:04:05.123Z'),
+        id: 404,
+        level: 'error',
+        provider: 'Microsoft-Windows-AppXDeployment-Server',
+        text: '0x80073cf3; caf\u00e9 & \u{1f600}',
+        data: { ErrorCode: '0x80073cf3', PackageFullName: 'caf\u00e9 & \u{1f600}', 2: '' },
+        xml,
+      },
+    ]);
   });
 
   test('the text is the message where the record has one', async () => {
-    const [record] = await read([event({ rest: `<EventData><Data>field</Data></EventData><RenderingInfo Culture='en-US'>` +
-      '<Message>It failed.\n</Message><Level>Error</Level></RenderingInfo>' })]);
+    const [record] = await read([
+      event({
+        rest:
+          `<EventData><Data>field</Data></EventData><RenderingInfo Culture='en-US'>` +
+          '<Message>It failed.\n</Message><Level>Error</Level></RenderingInfo>',
+      }),
+    ]);
     assert.equal(record.text, 'It failed.');
     assert.deepEqual(record.data, { 0: 'field' });
   });
 
   test('the fields may be elements of the provider, with any name', async () => {
-    const [record] = await read([event({ rest: `<UserData><EventXML xmlns="x"><Error>5</Error><__proto__>p</__proto__>` +
-      '<constructor>c</constructor></EventXML></UserData>' })]);
-    assert.deepEqual(Object.entries(record.data), [['Error', '5'], ['__proto__', 'p'], ['constructor', 'c']]);
+    const [record] = await read([
+      event({
+        rest:
+          `<UserData><EventXML xmlns="x"><Error>5</Error><__proto__>p</__proto__>` +
+          '<constructor>c</constructor></EventXML></UserData>',
+      }),
+    ]);
+    assert.deepEqual(Object.entries(record.data), [
+      ['Error', '5'],
+      ['__proto__', 'p'],
+      ['constructor', 'c'],
+    ]);
   });
 
   test('levels have names', async () => {
     const levels = [0, 1, 2, 3, 4, 5, 17, ''];
-    const records = await read(levels.map((level) => event({ level })), { order: 'oldest' });
-    assert.deepEqual(records.map(({ level }) => level),
-      ['information', 'critical', 'error', 'warning', 'information', 'verbose', '17', '']);
+    const records = await read(
+      levels.map((level) => event({ level })),
+      { order: 'oldest' },
+    );
+    assert.deepEqual(
+      records.map(({ level }) => level),
+      ['information', 'critical', 'error', 'warning', 'information', 'verbose', '17', ''],
+    );
   });
 
   test('of a damaged record there is the text and nothing else', async () => {
-    const damaged = ['', 'no xml', '<Event>', '<Event><System></Event>', '<Event/><Event/>', '<Event>&unknown;</Event>',
-      '<Event><System><EventID>5</EventID></System>a < b</Event>'];
+    const damaged = [
+      '',
+      'no xml',
+      '<Event>',
+      '<Event><System></Event>',
+      '<Event/><Event/>',
+      '<Event>&unknown;</Event>',
+      '<Event><System><EventID>5</EventID></System>a < b</Event>',
+    ];
     const records = await read(damaged, { order: 'oldest' });
-    assert.deepEqual(records, damaged.map((xml) => ({ time: null, id: 0, level: '', provider: '', text: '', data: {}, xml })));
+    assert.deepEqual(
+      records,
+      damaged.map((xml) => ({ time: null, id: 0, level: '', provider: '', text: '', data: {}, xml })),
+    );
     const [empty] = await read(['<Event/>']);
     assert.deepEqual(empty, { time: null, id: 0, level: '', provider: '', text: '', data: {}, xml: '<Event/>' });
   });
 
   test('nothing is taken from elsewhere, and no entity grows', async () => {
-    const bomb = '<!DOCTYPE Event [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;"><!ENTITY e SYSTEM "file:///C:/x">]>' +
+    const bomb =
+      '<!DOCTYPE Event [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;"><!ENTITY e SYSTEM "file:///C:/x">]>' +
       '<Event><EventData><Data>&b;&e;</Data></EventData></Event>';
     const [record] = await read([bomb]);
     assert.doesNotMatch(record.text, /aa/);
@@ -274,8 +323,14 @@ describe('updateErrors', () => {
   test('newest first, or oldest first, and no more than wanted', async () => {
     const records = Array.from({ length: 25 }, (_, id) => event({ id }));
     const ids = async (options) => (await read(records, options)).map(({ id }) => id);
-    assert.deepEqual(await ids(), Array.from(records, (_, index) => 24 - index));
-    assert.deepEqual(await ids({ order: 'oldest' }), Array.from(records, (_, index) => index));
+    assert.deepEqual(
+      await ids(),
+      Array.from(records, (_, index) => 24 - index),
+    );
+    assert.deepEqual(
+      await ids({ order: 'oldest' }),
+      Array.from(records, (_, index) => index),
+    );
     assert.deepEqual(await ids({ limit: 2 }), [24, 23]);
     assert.deepEqual(await ids({ limit: 2, order: 'oldest' }), [0, 1]);
     assert.deepEqual(await read([]), []);
@@ -289,17 +344,31 @@ describe('updateErrors', () => {
     const errors = '(Level=1 or Level=2)';
     assert.equal(await query(), structured(`*[System[${errors}]]`));
     assert.equal(await query({}), structured(`*[System[${errors}]]`));
-    assert.equal(await query({ levels: ['information', 'verbose', 'verbose'], channel: 'Application' }),
-      structured('*[System[(Level=4 or Level=0 or Level=5)]]', 'Application'));
+    assert.equal(
+      await query({ levels: ['information', 'verbose', 'verbose'], channel: 'Application' }),
+      structured('*[System[(Level=4 or Level=0 or Level=5)]]', 'Application'),
+    );
     const since = new Date('2026-01-02T03:04:05Z');
-    assert.equal(await query({ since, until: since.getTime() + 1 }), structured(`*[System[${errors} and ` +
-      'TimeCreated[@SystemTime&gt;=&apos;2026-01-02T03:04:05.000Z&apos; and @SystemTime&lt;=&apos;2026-01-02T03:04:05.001Z&apos;]]]'));
-    assert.equal(await query({ until: '2026-01-02T03:04:05+01:00' }), structured(`*[System[${errors} and ` +
-      'TimeCreated[@SystemTime&lt;=&apos;2026-01-02T02:04:05.000Z&apos;]]]'));
+    assert.equal(
+      await query({ since, until: since.getTime() + 1 }),
+      structured(
+        `*[System[${errors} and ` +
+          'TimeCreated[@SystemTime&gt;=&apos;2026-01-02T03:04:05.000Z&apos; and @SystemTime&lt;=&apos;2026-01-02T03:04:05.001Z&apos;]]]',
+      ),
+    );
+    assert.equal(
+      await query({ until: '2026-01-02T03:04:05+01:00' }),
+      structured(`*[System[${errors} and TimeCreated[@SystemTime&lt;=&apos;2026-01-02T02:04:05.000Z&apos;]]]`),
+    );
     assert.equal(await query({ query: '*[System[EventID<"5"]]' }), structured('*[System[EventID&lt;&quot;5&quot;]]'));
-    assert.equal(await query({ query: '*', channel: `A&B"'<\u00e9\u{1f600}` }),
-      structured('*', 'A&amp;B&quot;&apos;&lt;&#xe9;&#x1f600;'));
-    assert.equal(await query({ query: ' <QueryList><!-- \u20ac --></QueryList>' }), ' <QueryList><!-- &#x20ac; --></QueryList>');
+    assert.equal(
+      await query({ query: '*', channel: `A&B"'<\u00e9\u{1f600}` }),
+      structured('*', 'A&amp;B&quot;&apos;&lt;&#xe9;&#x1f600;'),
+    );
+    assert.equal(
+      await query({ query: ' <QueryList><!-- \u20ac --></QueryList>' }),
+      ' <QueryList><!-- &#x20ac; --></QueryList>',
+    );
   });
 
   test('wrong options are named', async () => {
@@ -350,7 +419,10 @@ describe('updateErrors', () => {
   test('several at once', async () => {
     harness.planEventLog([event({ id: 1 }), event({ id: 2 })]);
     const all = await Promise.all([updateErrors(), updateErrors({ order: 'oldest' }), updateErrors({ limit: 1 })]);
-    assert.deepEqual(all.map((records) => records.map(({ id }) => id)), [[2, 1], [1, 2], [2]]);
+    assert.deepEqual(
+      all.map((records) => records.map(({ id }) => id)),
+      [[2, 1], [1, 2], [2]],
+    );
   });
 
   test('the log handler stays', async () => {
@@ -425,9 +497,14 @@ describe('updateErrors', () => {
 
 describe('where the native part is missing', () => {
   const sentence = Object.assign(new Error('zebbridge has no binary here'), { code: 'ERR_ZEBBRIDGE_UNAVAILABLE' });
-  const refuse = () => { throw sentence; };
-  const native = { hardware: { getButtonState: refuse }, windows: {},
-    msix_auto_updater: { setErrorHandler() {}, getUpdateErrors: refuse, applyUpdate: refuse, dispose() {} } };
+  const refuse = () => {
+    throw sentence;
+  };
+  const native = {
+    hardware: { getButtonState: refuse },
+    windows: {},
+    msix_auto_updater: { setErrorHandler() {}, getUpdateErrors: refuse, applyUpdate: refuse, dispose() {} },
+  };
 
   test('both reject with its sentence', async () => {
     const { updates } = packageOver(native, false);

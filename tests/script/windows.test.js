@@ -17,8 +17,12 @@ beforeEach(() => imports.take());
 const message = (code) => ({ name: 'Error', message: system.text(code), code });
 
 test('has four methods, in order', () => {
-  assert.deepStrictEqual(Object.keys(component), ['registerApplicationRestart', 'openExternalIgnoringAppLinking',
-    'getWindowsUpdateBuildRevision', 'setWindowPlacement']);
+  assert.deepStrictEqual(Object.keys(component), [
+    'registerApplicationRestart',
+    'openExternalIgnoringAppLinking',
+    'getWindowsUpdateBuildRevision',
+    'setWindowPlacement',
+  ]);
   for (const [name, method] of Object.entries(component)) {
     assert.strictEqual(typeof method, 'function');
     assert.strictEqual(method.name, name);
@@ -55,8 +59,17 @@ describe('getWindowsUpdateBuildRevision', () => {
   test('asks for one value, a number of 32 bits', () => {
     registry.setUpdateRevision(4291);
     read();
-    assert.deepStrictEqual(imports.take(), [{ call: 'RegGetValueW', localMachine: true,
-      path: 'SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion', name: 'UBR', flags: 16, typeWanted: false, size: 4 }]);
+    assert.deepStrictEqual(imports.take(), [
+      {
+        call: 'RegGetValueW',
+        localMachine: true,
+        path: 'SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion',
+        name: 'UBR',
+        flags: 16,
+        typeWanted: false,
+        size: 4,
+      },
+    ]);
   });
 
   test('a missing value is an error with the text of the system', () => {
@@ -82,7 +95,9 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
   const rectangle = { left: 150, top: 120, right: 650, bottom: 520 };
   const values = Object.values(rectangle);
   let window;
-  before(() => { window = windows.open(); });
+  before(() => {
+    window = windows.open();
+  });
   after(() => windows.close(window));
 
   test('moves a window', async () => {
@@ -116,9 +131,21 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
     const [read, written] = imports.take();
     assert.strictEqual(read.call, 'GetWindowPlacement');
     assert.strictEqual(read.length, 0); // as it lies in memory: the system does not look at it
-    assert.deepStrictEqual(written, { window, length: 44, flags, showCommand: SHOW.normal,
-      minimisedX: minimised.x, minimisedY: minimised.y, maximisedX: maximised.x, maximisedY: maximised.y,
-      left: 10, top: 20, right: 310, bottom: 220, call: 'SetWindowPlacement' });
+    assert.deepStrictEqual(written, {
+      window,
+      length: 44,
+      flags,
+      showCommand: SHOW.normal,
+      minimisedX: minimised.x,
+      minimisedY: minimised.y,
+      maximisedX: maximised.x,
+      maximisedY: maximised.y,
+      left: 10,
+      top: 20,
+      right: 310,
+      bottom: 220,
+      call: 'SetWindowPlacement',
+    });
   });
 
   test('numbers arrive whole', () => {
@@ -128,8 +155,10 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
     const [read, written] = imports.take();
     assert.strictEqual(read.window, 0x123456789ab);
     assert.strictEqual(written.window, 0x123456789ab);
-    assert.deepStrictEqual([written.left, written.top, written.right, written.bottom, written.showCommand],
-      [12, 3, -2147483648, 2147483647, 0xffffffff]);
+    assert.deepStrictEqual(
+      [written.left, written.top, written.right, written.bottom, written.showCommand],
+      [12, 3, -2147483648, 2147483647, 0xffffffff],
+    );
   });
 
   test('a handle that is no window changes nothing', () => {
@@ -138,7 +167,10 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
     for (const handle of [dead, 0, 0x7ffffff0]) {
       assert.throws(() => place(handle, ...values, SHOW.normal), message(1400));
     }
-    assert.deepStrictEqual(imports.take().map(({ call }) => call), Array(3).fill('GetWindowPlacement'));
+    assert.deepStrictEqual(
+      imports.take().map(({ call }) => call),
+      Array(3).fill('GetWindowPlacement'),
+    );
   });
 
   test('a placement that cannot be written is an error', () => {
@@ -152,8 +184,10 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
 
   test('wants six arguments', () => {
     for (let count = 0; count < 6; ++count) {
-      assert.throws(() => place(...Array(count).fill(0)),
-        { name: 'Error', message: `Expected (6) arguments, but only (${count})` });
+      assert.throws(() => place(...Array(count).fill(0)), {
+        name: 'Error',
+        message: `Expected (6) arguments, but only (${count})`,
+      });
     }
     assert.deepStrictEqual(imports.take(), []);
   });
@@ -168,10 +202,21 @@ describe('openExternalIgnoringAppLinking', () => {
   test('launches the address past the applications that claim it', () => {
     assert.strictEqual(open('https://example.com/a?b=%20c#d'), undefined);
     const { uris, options, launches } = winrt.records();
-    assert.deepStrictEqual(uris.map(({ text }) => text), ['https://example.com/a?b=%20c#d']);
+    assert.deepStrictEqual(
+      uris.map(({ text }) => text),
+      ['https://example.com/a?b=%20c#d'],
+    );
     assert.deepStrictEqual(options, [{ ignoreAppUriHandlers: true }]);
-    assert.deepStrictEqual(launches, [{ uri: 'https://example.com/a?b=%20c#d', uriIsDefaultInterface: true,
-      optionsAreDefaultInterface: true, ignoreAppUriHandlers: true, thread: system.threadId(), result: 0 }]);
+    assert.deepStrictEqual(launches, [
+      {
+        uri: 'https://example.com/a?b=%20c#d',
+        uriIsDefaultInterface: true,
+        optionsAreDefaultInterface: true,
+        ignoreAppUriHandlers: true,
+        thread: system.threadId(),
+        result: 0,
+      },
+    ]);
   });
 
   test('lets go of everything but the factories', () => {
@@ -193,8 +238,10 @@ describe('openExternalIgnoringAppLinking', () => {
     open('https://example.com/\u00e9\u20ac\u{1f600}');
     open('https://example.com/a\0b');
     open({ toString: () => 'tel:1' });
-    assert.deepStrictEqual(winrt.records().launches.map(({ uri }) => uri),
-      ['https://example.com/\u00e9\u20ac\u{1f600}', 'https://example.com/a', 'tel:1']);
+    assert.deepStrictEqual(
+      winrt.records().launches.map(({ uri }) => uri),
+      ['https://example.com/\u00e9\u20ac\u{1f600}', 'https://example.com/a', 'tel:1'],
+    );
   });
 
   test('wants an argument', () => {
@@ -226,9 +273,18 @@ describe('openExternalIgnoringAppLinking', () => {
           winrt.configure(${JSON.stringify(configuration)});
           zebbridge.windows.openExternalIgnoringAppLinking(${JSON.stringify(url)});
           console.log('went on');`);
-        const box = await until('the box', () => desktop.windows(({ process, visible, className, window }) =>
-          process === child.pid && visible && className === '#32770' && desktop.textOf(window) === 'FAILURE')[0]);
-        const report = desktop.childrenOf(box.window).map(({ text }) => text).join('\n');
+        const box = await until(
+          'the box',
+          () =>
+            desktop.windows(
+              ({ process, visible, className, window }) =>
+                process === child.pid && visible && className === '#32770' && desktop.textOf(window) === 'FAILURE',
+            )[0],
+        );
+        const report = desktop
+          .childrenOf(box.window)
+          .map(({ text }) => text)
+          .join('\n');
         assert.match(report, /ASSERTION FAILURE: RUNTIME_FAILURE/);
         assert.match(report, /v8binding\(197\):Unexpected exception type/);
         desktop.addon.postMessage(box.window, 0x0010 /* WM_CLOSE */, 0);

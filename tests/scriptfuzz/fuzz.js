@@ -20,7 +20,7 @@ class Fuzzer {
     this.depth = 0;
     this.tally = { calls: 0, values: 0, errors: 0, events: 0, loads: 0 };
     this.captures = [];
-    this.everyCapture = [];  // weak references
+    this.everyCapture = []; // weak references
     this.recycled = 0;
     this.loaded = [];
     this.methods = [];
@@ -32,7 +32,11 @@ class Fuzzer {
       this.methods.length = 0;
       this.learn(this.loaded[0]);
     }
-    this.values = makeValues(this.random, (args) => this.inside(args), () => this.objects());
+    this.values = makeValues(
+      this.random,
+      (args) => this.inside(args),
+      () => this.objects(),
+    );
   }
 
   load(exports) {
@@ -47,7 +51,7 @@ class Fuzzer {
 
   learn(exports) {
     for (const name of ['diagnostics', 'hardware', 'windows', 'msix_auto_updater']) this.learnMethods(exports[name]);
-    if (this.methods.length > 60) this.methods.splice(0, 30);  // those of components that shutdown has released
+    if (this.methods.length > 60) this.methods.splice(0, 30); // those of components that shutdown has released
   }
 
   learnMethods(object) {
@@ -58,8 +62,16 @@ class Fuzzer {
 
   objects() {
     const exports = this.random.of(this.loaded);
-    return [exports, exports.hardware, exports.diagnostics, exports.crash_emitter, exports.msix_auto_updater,
-      exports.windows, exports.shutdown, ...this.captures.slice(-5)];
+    return [
+      exports,
+      exports.hardware,
+      exports.diagnostics,
+      exports.crash_emitter,
+      exports.msix_auto_updater,
+      exports.windows,
+      exports.shutdown,
+      ...this.captures.slice(-5),
+    ];
   }
 
   // What runs when the module calls script, be it a callback, a getter or a trap.
@@ -109,19 +121,21 @@ class Fuzzer {
   }
 
   step() {
-    this.random.weighted(this.steps ??= [
-      [40, () => this.call()],
-      [10, () => this.callForeign()],
-      [4, () => this.construct()],
-      [3, () => this.tamper()],
-      [1, () => this.atTheStacksEnd()],
-      [1, () => this.pollute()],
-      [2, () => this.reload()],
-      [1, () => this.shutdown()],
-      [1, () => this.collect()],
-      [8, () => this.feed()],
-      [3, () => this.turnLoop()],
-    ])();
+    this.random.weighted(
+      (this.steps ??= [
+        [40, () => this.call()],
+        [10, () => this.callForeign()],
+        [4, () => this.construct()],
+        [3, () => this.tamper()],
+        [1, () => this.atTheStacksEnd()],
+        [1, () => this.pollute()],
+        [2, () => this.reload()],
+        [1, () => this.shutdown()],
+        [1, () => this.collect()],
+        [8, () => this.feed()],
+        [3, () => this.turnLoop()],
+      ]),
+    )();
   }
 
   call() {
@@ -134,11 +148,13 @@ class Fuzzer {
     const { method } = this.randomMethod();
     const [receiver, args] = [this.values.any(), this.values.list()];
     const way = this.random.below(3);
-    this.keep(this.attempt(() => {
-      if (way === 0) return Reflect.apply(method, receiver, args);
-      if (way === 1) return method(...args);
-      return method.bind(receiver, ...args)();
-    }));
+    this.keep(
+      this.attempt(() => {
+        if (way === 0) return Reflect.apply(method, receiver, args);
+        if (way === 1) return method(...args);
+        return method.bind(receiver, ...args)();
+      }),
+    );
   }
 
   construct() {
@@ -171,7 +187,7 @@ class Fuzzer {
   }
 
   atTheStacksEnd() {
-    if (this.random.chance(60)) return;  // it is slow
+    if (this.random.chance(60)) return; // it is slow
     let tried = 0;
     const work = () => this.call();
     (function recurse() {
@@ -188,7 +204,17 @@ class Fuzzer {
   }
 
   pollute() {
-    const name = this.random.of(['hardware', 'diagnostics', 'shutdown', 'getButtonState', 'offset', 'x', 'left', '0', 'name']);
+    const name = this.random.of([
+      'hardware',
+      'diagnostics',
+      'shutdown',
+      'getButtonState',
+      'offset',
+      'x',
+      'left',
+      '0',
+      'name',
+    ]);
     const behaviour = { get: () => undefined, set: () => this.inside(), configurable: true };
     for (const prototype of [Object.prototype, Array.prototype]) {
       if (name === 'name' && prototype === Object.prototype) continue;
@@ -205,8 +231,13 @@ class Fuzzer {
   // functions as long as the context.
   reload() {
     if (this.depth > 0 || this.random.chance(80)) return;
-    const exports = this.random.weighted([[6, {}], [1, Object.freeze({})], [1, []], [1, () => {}],
-      [2, new Proxy({}, { set: (target, key, value) => this.random.chance(80) && Reflect.set(target, key, value) })]]);
+    const exports = this.random.weighted([
+      [6, {}],
+      [1, Object.freeze({})],
+      [1, []],
+      [1, () => {}],
+      [2, new Proxy({}, { set: (target, key, value) => this.random.chance(80) && Reflect.set(target, key, value) })],
+    ]);
     this.attempt(() => this.load(exports));
   }
 
@@ -222,14 +253,23 @@ class Fuzzer {
   }
 
   feed() {
-    if (!this.harness || (this.depth > 0 && this.random.chance(90))) return;  // or events would make ever more events
+    if (!this.harness || (this.depth > 0 && this.random.chance(90))) return; // or events would make ever more events
     this.random.weighted([
       [5, () => this.harness.burst(this.random.below(60), 0, this.random.below(3))],
       [2, () => this.harness.push(Int32Array.from({ length: 7 * this.random.below(20) }, () => this.random.below(3)))],
       [2, () => this.harness.writeLog(this.random.below(3), 'from the fuzzer')],
       [1, () => this.harness.planDeployments(this.random.of(['', 'failure', 'unknown', 'a text']), false)],
-      [1, () => this.harness.planEventLog(this.random.below(30), this.random.below(50), this.random.below(6),
-        this.random.below(10), 1234)],
+      [
+        1,
+        () =>
+          this.harness.planEventLog(
+            this.random.below(30),
+            this.random.below(50),
+            this.random.below(6),
+            this.random.below(10),
+            1234,
+          ),
+      ],
     ])();
   }
 
@@ -307,7 +347,7 @@ async function main([file, seedText, callsText]) {
   const goesOn = amount.endsWith('s') ? () => Date.now() < deadline : (calls) => calls < Number(amount);
   const repeat = `node --expose-gc ${path.relative('.', __filename)} ${file} ${seed} ${amount}`;
   console.log(`seed ${seed}; to repeat: ${repeat}`);
-  process.on('unhandledRejection', () => {});  // of the fuzzer's own asynchronous callbacks
+  process.on('unhandledRejection', () => {}); // of the fuzzer's own asynchronous callbacks
   process.on('uncaughtException', (error) => {
     if (error instanceof Error && !/from inside|own/.test(error.message)) console.log('uncaught', error);
   });

@@ -20,8 +20,13 @@ for (const target of targets) {
       t.diagnostic(`seed ${seed}`);
       const ended = await runScript(
         `require(${JSON.stringify(path.join(__dirname, 'fuzz.js'))}).main([${JSON.stringify(file)}, ${seed}, ${CALLS}]);`,
-        { prelude: false, milliseconds: 240000 });
-      assert.equal(ended.status, 0, `seed ${seed}: status ${ended.status} ${ended.signal}\n${ended.stdout}${ended.stderr}`);
+        { prelude: false, milliseconds: 240000 },
+      );
+      assert.equal(
+        ended.status,
+        0,
+        `seed ${seed}: status ${ended.status} ${ended.signal}\n${ended.stdout}${ended.stderr}`,
+      );
       const tally = JSON.parse(ended.stdout.trim().split('\n').at(-1));
       const { blocks, threads, deployments } = tally.held ?? { blocks: 0, threads: 0, deployments: 0 };
       assert.deepEqual({ blocks, threads, deployments }, { blocks: 0, threads: 0, deployments: 0 });

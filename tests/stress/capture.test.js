@@ -38,7 +38,7 @@ function feeder(total, burst = 20_000) {
     feed(seen) {
       while (fed < total && fed - seen < 3 * burst) {
         const count = Math.min(burst, total - fed);
-        harness.burst(count, fed, 1);  // each presses a button
+        harness.burst(count, fed, 1); // each presses a button
         fed += count;
       }
     },
@@ -52,7 +52,8 @@ test(`${RECORDS} records, each with two events`, HOUR, async () => {
   let events = 0;
   let wrong = 0;
   capture.setMotionEventCallback(({ offset, screenPoint }) => {
-    if (events !== screenPoint.x * 2 || screenPoint.y !== screenPoint.x + 1 || offset.x !== 1 || offset.y !== -1) ++wrong;
+    if (events !== screenPoint.x * 2 || screenPoint.y !== screenPoint.x + 1 || offset.x !== 1 || offset.y !== -1)
+      ++wrong;
     ++events;
   });
   capture.setButtonsEventCallback(({ left, middle, right }) => {
@@ -94,7 +95,8 @@ test(`${STARTS} starts, each with a stop at once`, HOUR, async () => {
 test(`${OBJECTS} capture objects, made and collected`, HOUR, async () => {
   const report = progress('objects', OBJECTS);
   const before = await counts();
-  const make = (index) => {  // in a frame of its own, for a frame keeps what it has seen
+  const make = (index) => {
+    // in a frame of its own, for a frame keeps what it has seen
     const capture = hardware.capturePointer();
     capture.setMotionEventCallback(() => {});
     if (index % 3 === 0) capture.startCapturing();
@@ -109,7 +111,7 @@ test(`${OBJECTS} capture objects, made and collected`, HOUR, async () => {
     if (index === OBJECTS / 2) early = await scriptBytes();
   }
   assert.deepEqual(await counts(), before);
-  const each = (await scriptBytes() - early) / (OBJECTS / 2);
+  const each = ((await scriptBytes()) - early) / (OBJECTS / 2);
   assert.ok(each < 200, `${each} bytes of script memory are left of each`);
 });
 
@@ -133,10 +135,11 @@ test('no call leaves script memory behind', HOUR, async () => {
     };
     repeat();
     let each = Infinity;
-    for (let round = 0; round < 5 && each > 50; ++round) {  // a leak grows every time, the engine itself only at times
+    for (let round = 0; round < 5 && each > 50; ++round) {
+      // a leak grows every time, the engine itself only at times
       const early = await scriptBytes();
       repeat();
-      each = (await scriptBytes() - early) / (2_000 * scale);
+      each = ((await scriptBytes()) - early) / (2_000 * scale);
     }
     if (each > 50) left[name] = each;
   }
@@ -157,7 +160,7 @@ const disturbances = {
     capture.setMotionEventCallback(null);
     capture.setMotionEventCallback(handlers.motion);
   },
-  'throws': () => {
+  throws: () => {
     throw new Error('dropped');
   },
   'throws something else': () => {
@@ -170,7 +173,7 @@ const disturbances = {
   'starts again': (capture) => capture.startCapturing(),
   'runs the event loop': () => harness.turnLoop(),
   'asks for a button': () => hardware.getButtonState(1),
-  'logs': () => harness.writeLog(0, 'from inside a callback'),
+  logs: () => harness.writeLog(0, 'from inside a callback'),
 };
 
 for (const [name, disturb] of Object.entries(disturbances)) {
@@ -229,7 +232,8 @@ test('what comes while a callback runs is delivered in the same turn of the loop
     feedNow(1, x + 1);
   });
   capture.startCapturing();
-  do {  // a drain does not go on for long, so on a busy machine it may have ended between two of them
+  do {
+    // a drain does not go on for long, so on a busy machine it may have ended between two of them
     order = [];
     places.length = 0;
     harness.burst(1, 0, 0);
@@ -249,7 +253,7 @@ test('what has been queued is one drain: ticks run after all of it', async () =>
     if (x === 0) process.nextTick(() => order.push('tick'));
   });
   capture.startCapturing();
-  feedNow(100, 0);  // the loop does not turn meanwhile
+  feedNow(100, 0); // the loop does not turn meanwhile
   await until('all of it', () => order.length === 101);
   finish(capture);
   assert.deepEqual(order, [...Array(100).keys(), 'tick']);
@@ -274,7 +278,7 @@ test('records that never end leave the loop its turns', async () => {
   const TURNS = 5;
   let turns = 0;
   let fed = 0;
-  const deadline = Date.now() + 30_000;  // or the loop, and any other deadline, would wait for ever
+  const deadline = Date.now() + 30_000; // or the loop, and any other deadline, would wait for ever
   capture.setMotionEventCallback(() => {
     if (turns < TURNS && Date.now() < deadline) feedNow(1, ++fed);
   });
@@ -324,7 +328,9 @@ test('a callback calls shutdown while records keep coming', HOUR, async () => {
   capture.startCapturing();
   harness.burst(10_000, 0, 0);
   await until('the rest', () => events === 10_000);
-  assert.throws(() => hardware.getButtonState(0), { message: 'Illegal invocation: shutdown() has released this object' });
+  assert.throws(() => hardware.getButtonState(0), {
+    message: 'Illegal invocation: shutdown() has released this object',
+  });
   finish(capture);
   // This capture object and its driver; the environment's context, what it delivers with, makes wrappers of and asks
   // the engine with, and the object's own handle.

@@ -71,40 +71,75 @@ const processes = {
   'a log handler': ['diagnostics.setLogHandler(() => {});', 0],
   'an error handler': ['updater.setErrorHandler(() => {});', 0],
   'a capture that has been stopped': ['capturing(() => {}).stopCapturing();', 0],
-  'a running capture keeps the process': [`
+  'a running capture keeps the process': [
+    `
     capturing(() => {});
-    setTimeout(() => { say('still here'); capture.stopCapturing(); }, 100).unref();`, 0, 'still here\n'],
+    setTimeout(() => { say('still here'); capture.stopCapturing(); }, 100).unref();`,
+    0,
+    'still here\n',
+  ],
   'shutdown twice': ['shutdown(); shutdown();', 0],
-  'shutdown with everything at work': [`capturing(() => {}); diagnostics.setLogHandler(() => {});
-    shutdown(); capture.stopCapturing();`, 0],
+  'shutdown with everything at work': [
+    `capturing(() => {}); diagnostics.setLogHandler(() => {});
+    shutdown(); capture.stopCapturing();`,
+    0,
+  ],
   'process.exit in a motion callback': ['capturing(() => process.exit(21)); harness.burst(5000, 0, 0);', 21],
-  'process.exit in a buttons callback': [`capturing(null).setButtonsEventCallback(() => process.exit(22));
-    harness.burst(5000, 0, 1);`, 22],
-  'process.exit in the log handler of a method': [`diagnostics.setLogHandler(() => process.exit(23));
-    hardware.capturePointer(); say('not reached');`, 23],
-  'process.exit in the log handler of a stop': [`const capture = capturing(() => {});
-    diagnostics.setLogHandler(() => process.exit(24)); capture.stopCapturing(); say('not reached');`, 24],
-  'process.exit in the log handler of a stop in a callback': [`capturing(() => capture.stopCapturing());
-    diagnostics.setLogHandler(() => process.exit(41)); harness.burst(5000, 0, 0);`, 41],
-  'process.exit in a promise of a callback': [`capturing(() => { Promise.resolve().then(() => process.exit(25)); });
-    harness.burst(5000, 0, 0);`, 25],
+  'process.exit in a buttons callback': [
+    `capturing(null).setButtonsEventCallback(() => process.exit(22));
+    harness.burst(5000, 0, 1);`,
+    22,
+  ],
+  'process.exit in the log handler of a method': [
+    `diagnostics.setLogHandler(() => process.exit(23));
+    hardware.capturePointer(); say('not reached');`,
+    23,
+  ],
+  'process.exit in the log handler of a stop': [
+    `const capture = capturing(() => {});
+    diagnostics.setLogHandler(() => process.exit(24)); capture.stopCapturing(); say('not reached');`,
+    24,
+  ],
+  'process.exit in the log handler of a stop in a callback': [
+    `capturing(() => capture.stopCapturing());
+    diagnostics.setLogHandler(() => process.exit(41)); harness.burst(5000, 0, 0);`,
+    41,
+  ],
+  'process.exit in a promise of a callback': [
+    `capturing(() => { Promise.resolve().then(() => process.exit(25)); });
+    harness.burst(5000, 0, 0);`,
+    25,
+  ],
   'process.exit in the error handler': [`updating(false); updater.setErrorHandler(() => process.exit(26));`, 26],
   'process.exit while arguments are read': ['hardware.getButtonState({ valueOf() { process.exit(27); } });', 27],
-  'process.exit in a callback that the loop of a callback runs': [`let depth = 0;
+  'process.exit in a callback that the loop of a callback runs': [
+    `let depth = 0;
     capturing(() => { if (++depth === 2) process.exit(28); harness.burst(10, 0, 0); for (;;) harness.turnLoop(); });
-    harness.burst(5000, 0, 0);`, 28],
+    harness.burst(5000, 0, 0);`,
+    28,
+  ],
   'process.exit while an update runs': ['updating(true); process.exit(29);', 29],
-  'process.exit while several updates run': [`updating(true); updating(true); updating(true);
-    setImmediate(() => process.exit(42));`, 42],
-  'process.exit while an update ends': [`updating(true); process.once('exit', () => harness.releaseDeployments());
-    process.exit(43);`, 43],
-  'process.exit in the error handler of one update while another runs': [`updating(false);
+  'process.exit while several updates run': [
+    `updating(true); updating(true); updating(true);
+    setImmediate(() => process.exit(42));`,
+    42,
+  ],
+  'process.exit while an update ends': [
+    `updating(true); process.once('exit', () => harness.releaseDeployments());
+    process.exit(43);`,
+    43,
+  ],
+  'process.exit in the error handler of one update while another runs': [
+    `updating(false);
     updater.setErrorHandler(() => process.exit(44));
     spin(() => harness.counts().deployments === 0 && harness.counts().threads === 0);
-    harness.planDeployments('', true); updater.applyUpdate('https://example.com/another.msix');`, 44],
+    harness.planDeployments('', true); updater.applyUpdate('https://example.com/another.msix');`,
+    44,
+  ],
   'an exception while an update runs': [`updating(true); setImmediate(() => { throw new Error('own'); });`, 1],
   'a rejection while an update runs': [`updating(true); Promise.reject(new Error('own'));`, 1],
-  'shutdown waits for a running update': [`const { Worker } = require('node:worker_threads');
+  'shutdown waits for a running update': [
+    `const { Worker } = require('node:worker_threads');
     const flag = new Int32Array(new SharedArrayBuffer(4));
     const worker = new Worker('const { workerData: flag, parentPort } = require("node:worker_threads");' +
       'const { harness } = require(' + JSON.stringify(${JSON.stringify(file)}) + '); parentPort.postMessage("");' +
@@ -116,88 +151,179 @@ const processes = {
       Atomics.notify(flag, 0);
       shutdown();
       say(String(harness.counts().deployments));
-    });`, 0, '0\n'],
+    });`,
+    0,
+    '0\n',
+  ],
   'an update keeps the process until its report': ['updating(false);', 0, 'failed\n'],
   'an update that succeeds says nothing': [`harness.planDeployments('', false); updater.applyUpdate('x:y');`, 0],
   'an exception while capturing': [`capturing(() => {}); throw new Error('own');`, 1],
-  'an exception in a tick of a callback': [`capturing(() => process.nextTick(() => { throw new Error('own'); }));
-    harness.burst(5000, 0, 0);`, 1],
-  'a rejection in a callback': [`capturing(() => { Promise.reject(new Error('own')); }); harness.burst(5000, 0, 0);`, 1],
-  'an exception in a callback is none': [`capturing(() => { setImmediate(() => process.exit(30)); throw new Error('no'); });
-    harness.burst(5000, 0, 0);`, 30],
-  'shutdown in a worker': [`
+  'an exception in a tick of a callback': [
+    `capturing(() => process.nextTick(() => { throw new Error('own'); }));
+    harness.burst(5000, 0, 0);`,
+    1,
+  ],
+  'a rejection in a callback': [
+    `capturing(() => { Promise.reject(new Error('own')); }); harness.burst(5000, 0, 0);`,
+    1,
+  ],
+  'an exception in a callback is none': [
+    `capturing(() => { setImmediate(() => process.exit(30)); throw new Error('no'); });
+    harness.burst(5000, 0, 0);`,
+    30,
+  ],
+  'shutdown in a worker': [
+    `
     const { Worker } = require('node:worker_threads');
     new Worker('require(' + ${JSON.stringify(JSON.stringify(file))} + ').shutdown();', { eval: true });
     (function ask() {
       try { hardware.getButtonState(0); setTimeout(ask, 1); } catch (error) { say(error.message); }
-    })();`, 0, 'Illegal invocation: shutdown() has released this object\n'],
-  'shutdown inside a callback': [`let events = 0;
+    })();`,
+    0,
+    'Illegal invocation: shutdown() has released this object\n',
+  ],
+  'shutdown inside a callback': [
+    `let events = 0;
     capturing(() => { if (++events === 1) shutdown(); if (events === 5000) { capture.stopCapturing(); say('all'); } });
-    harness.burst(5000, 0, 0);`, 0, 'all\n'],
-  'shutdown inside the log handler of a method': [`
+    harness.burst(5000, 0, 0);`,
+    0,
+    'all\n',
+  ],
+  'shutdown inside the log handler of a method': [
+    `
     diagnostics.setLogHandler((text) => { say(text); shutdown(); });
     const capture = hardware.capturePointer();
-    capture.startCapturing(); capture.stopCapturing();`, 0, 'Native: capture pointer\n'],
-  'shutdown inside the log handler of a stop': [`
+    capture.startCapturing(); capture.stopCapturing();`,
+    0,
+    'Native: capture pointer\n',
+  ],
+  'shutdown inside the log handler of a stop': [
+    `
     const capture = capturing(() => {});
     diagnostics.setLogHandler((text) => { say(text); shutdown(); });
-    capture.stopCapturing();`, 0, 'Pointer capture released\n'],
-  'shutdown inside the error handler': [`updating(false); updater.setErrorHandler((text) => { say(text); shutdown(); });`, 0,
-    'failed\n'],
-  'shutdown while arguments are read': [`
+    capture.stopCapturing();`,
+    0,
+    'Pointer capture released\n',
+  ],
+  'shutdown inside the error handler': [
+    `updating(false); updater.setErrorHandler((text) => { say(text); shutdown(); });`,
+    0,
+    'failed\n',
+  ],
+  'shutdown while arguments are read': [
+    `
     try { updater.setErrorHandler.call(updater); } catch {}
-    try { hardware.getButtonState({ valueOf() { shutdown(); return 1; } }); } catch (error) { say(error.message); }`, 0,
-  'Illegal invocation: shutdown() has released this object\n'],
-  'shutdown inside a callback that runs the loop': [`let events = 0;
+    try { hardware.getButtonState({ valueOf() { shutdown(); return 1; } }); } catch (error) { say(error.message); }`,
+    0,
+    'Illegal invocation: shutdown() has released this object\n',
+  ],
+  'shutdown inside a callback that runs the loop': [
+    `let events = 0;
     capturing(() => {
       const event = ++events; // more of them arrive while the loop runs
       if (event % 500 === 0) harness.turnLoop();
       if (event === 1000) shutdown();
       if (event === 5000) { capture.stopCapturing(); say('all'); } });
-    for (let part = 0; part < 5; ++part) harness.burst(1000, part * 1000, 0);`, 0, 'all\n'],
+    for (let part = 0; part < 5; ++part) harness.burst(1000, part * 1000, 0);`,
+    0,
+    'all\n',
+  ],
   'a timer stops a capture as the last work': ['setTimeout(counting(1000), 1);', 0, '1000\n'],
   'an immediate stops a capture as the last work': ['setImmediate(counting(1000));', 0, '1000\n'],
   'a promise stops a capture as the last work': ['Promise.resolve().then(counting(1000));', 0, '1000\n'],
   'the main script stops a capture as the last work': ['counting(1000)();', 0, '1000\n'],
   'a tick stops a capture as the last work': ['process.nextTick(counting(1000));', 0, '1000\n'],
-  'the error handler stops a capture as the last work': [`const stop = counting(1000);
-    updating(false); updater.setErrorHandler(stop);`, 0, '1000\n'],
-  'a callback stops its capture as the last work': [`const stop = counting(999);
-    capture.setMotionEventCallback(() => { if (++events === 1) stop(); }); harness.burst(1, 0, 0);`, 0, '1000\n'],
-  'a callback of the last drain stops its capture': [`const stop = counting(1000);
+  'the error handler stops a capture as the last work': [
+    `const stop = counting(1000);
+    updating(false); updater.setErrorHandler(stop);`,
+    0,
+    '1000\n',
+  ],
+  'a callback stops its capture as the last work': [
+    `const stop = counting(999);
+    capture.setMotionEventCallback(() => { if (++events === 1) stop(); }); harness.burst(1, 0, 0);`,
+    0,
+    '1000\n',
+  ],
+  'a callback of the last drain stops its capture': [
+    `const stop = counting(1000);
     capture.setMotionEventCallback(() => { if (++events === 500) stop(); });
-    harness.burst(500, 0, 0);`, 0, '1500\n'],
-  'a callback that runs the loop stops its capture': [`const stop = counting(999);
+    harness.burst(500, 0, 0);`,
+    0,
+    '1500\n',
+  ],
+  'a callback that runs the loop stops its capture': [
+    `const stop = counting(999);
     capture.setMotionEventCallback(() => { if (++events === 1) { stop(); harness.turnLoop(); } });
-    harness.burst(1, 0, 0);`, 0, '1000\n'],
-  'another capture object stops a capture as the last work': [`const stop = counting(1000);
+    harness.burst(1, 0, 0);`,
+    0,
+    '1000\n',
+  ],
+  'another capture object stops a capture as the last work': [
+    `const stop = counting(1000);
     const other = hardware.capturePointer();
     globalThis.capture = { kept: capture, stopCapturing: () => other.stopCapturing() };
-    setTimeout(stop, 1);`, 0, '1000\n'],
-  'a capture is stopped and started again, and stopped as the last work': [`const stop = counting(500);
-    setTimeout(() => { stop(); capture.startCapturing(); stop(); }, 1);`, 0, '1000\n'],
+    setTimeout(stop, 1);`,
+    0,
+    '1000\n',
+  ],
+  'a capture is stopped and started again, and stopped as the last work': [
+    `const stop = counting(500);
+    setTimeout(() => { stop(); capture.startCapturing(); stop(); }, 1);`,
+    0,
+    '1000\n',
+  ],
   'a stop as the last work, with more than one turn takes': ['setTimeout(counting(100000), 1);', 0, '100000\n'],
-  'a stop as the last work, with callbacks that throw': [`const stop = counting(1000);
-    capture.setMotionEventCallback(() => { ++events; throw new Error('no'); }); setTimeout(stop, 1);`, 0, '1000\n'],
-  'a stop as the last work, with nobody to deliver to': [`const stop = counting(1000);
-    capture.setMotionEventCallback(null); setTimeout(stop, 1);`, 0, '0\n'],
-  'a stop as the last work, then shutdown': [`const stop = counting(1000);
-    setTimeout(() => { stop(); shutdown(); }, 1);`, 0, '1000\n'],
-  'a stop as the last work, whose object is lost': [`const stop = counting(1000);
-    setTimeout(() => { stop(); globalThis.capture = null; gc(); gc(); }, 1);`, 0, '1000\n'],
-  'process.exit right after a stop': [`const stop = counting(1000);
-    setTimeout(() => { stop(); process.exit(45); }, 1);`, 45, '0\n'],
-  'a log handler waits for a thread that sets a log handler': [`
+  'a stop as the last work, with callbacks that throw': [
+    `const stop = counting(1000);
+    capture.setMotionEventCallback(() => { ++events; throw new Error('no'); }); setTimeout(stop, 1);`,
+    0,
+    '1000\n',
+  ],
+  'a stop as the last work, with nobody to deliver to': [
+    `const stop = counting(1000);
+    capture.setMotionEventCallback(null); setTimeout(stop, 1);`,
+    0,
+    '0\n',
+  ],
+  'a stop as the last work, then shutdown': [
+    `const stop = counting(1000);
+    setTimeout(() => { stop(); shutdown(); }, 1);`,
+    0,
+    '1000\n',
+  ],
+  'a stop as the last work, whose object is lost': [
+    `const stop = counting(1000);
+    setTimeout(() => { stop(); globalThis.capture = null; gc(); gc(); }, 1);`,
+    0,
+    '1000\n',
+  ],
+  'process.exit right after a stop': [
+    `const stop = counting(1000);
+    setTimeout(() => { stop(); process.exit(45); }, 1);`,
+    45,
+    '0\n',
+  ],
+  'a log handler waits for a thread that sets a log handler': [
+    `
     const ask = asking('diagnostics.setLogHandler(() => {})');
     let answer;
     diagnostics.setLogHandler(() => { answer ??= ask(); });
-    hardware.capturePointer(); say(answer);`, 0, 'ok\n'],
-  'a log handler waits for a thread that calls shutdown': [`
+    hardware.capturePointer(); say(answer);`,
+    0,
+    'ok\n',
+  ],
+  'a log handler waits for a thread that calls shutdown': [
+    `
     const ask = asking('shutdown()');
     let answer;
     diagnostics.setLogHandler(() => { answer ??= ask(); });
-    hardware.capturePointer(); say(answer);`, 0, 'ok\n'],
-  'a log handler waits for the end of a thread': [`
+    hardware.capturePointer(); say(answer);`,
+    0,
+    'ok\n',
+  ],
+  'a log handler waits for the end of a thread': [
+    `
     const { Worker } = require('node:worker_threads');
     const ended = new Int32Array(new SharedArrayBuffer(4));
     const worker = new Worker('require(' + ${JSON.stringify(JSON.stringify(file))} + '); process.on("exit", () => {' +
@@ -205,15 +331,28 @@ const processes = {
       'Atomics.notify(require("node:worker_threads").workerData, 0); });', { eval: true, workerData: ended });
     let answer;
     diagnostics.setLogHandler(() => { answer ??= Atomics.wait(ended, 0, 0, 30000); });
-    hardware.capturePointer(); say(answer.replace('not-equal', 'ok'));`, 0, 'ok\n'],
-  'every object lost and collected': [`(() => { capturing(() => {}); globalThis.capture = null; })();
-    setImmediate(() => { gc(); gc(); });`, 0],
-  'a collection in the middle of the end': [`capturing(() => {}).stopCapturing(); harness.collectAtEnd();
-    for (let count = 0; count < 20; ++count) hardware.capturePointer();`, 0],
-  'a collection in the middle of an exit': [`capturing(() => {}); harness.collectAtEnd();
+    hardware.capturePointer(); say(answer.replace('not-equal', 'ok'));`,
+    0,
+    'ok\n',
+  ],
+  'every object lost and collected': [
+    `(() => { capturing(() => {}); globalThis.capture = null; })();
+    setImmediate(() => { gc(); gc(); });`,
+    0,
+  ],
+  'a collection in the middle of the end': [
+    `capturing(() => {}).stopCapturing(); harness.collectAtEnd();
+    for (let count = 0; count < 20; ++count) hardware.capturePointer();`,
+    0,
+  ],
+  'a collection in the middle of an exit': [
+    `capturing(() => {}); harness.collectAtEnd();
     for (let count = 0; count < 20; ++count) hardware.capturePointer();
-    capture = null; process.exit(31);`, 31],
-  'loaded in two contexts': [`
+    capture = null; process.exit(31);`,
+    31,
+  ],
+  'loaded in two contexts': [
+    `
     const vm = require('node:vm');
     const load = vm.runInNewContext('(process, file) => { const module = { exports: {} }; process.dlopen(module, file); return module.exports; }');
     const other = load(process, ${JSON.stringify(file)});
@@ -225,12 +364,15 @@ const processes = {
     setTimeout(() => {
       shutdown();
       try { other.hardware.getButtonState(0); } catch (error) { say(error.message); }
-    }, 200);`, 0, 'all\nIllegal invocation: shutdown() has released this object\n'],
+    }, 200);`,
+    0,
+    'all\nIllegal invocation: shutdown() has released this object\n',
+  ],
 };
 
 // What else lives in the process meanwhile.
 const company = {
-  'alone': (script) => script,
+  alone: (script) => script,
   'beside a worker that loaded the module': (script) => `
     const living = new (require('node:worker_threads').Worker)(${JSON.stringify(`
       const { hardware, msix_auto_updater: updater } = require(${JSON.stringify(file)});
@@ -268,10 +410,13 @@ for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
 for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
   if (/worker|thread|waits for a running|right after/.test(name)) continue;
   test(`a process, in a second environment: ${name}`, async () => {
-    const ended = await runScript(`
+    const ended = await runScript(
+      `
       const environment = require(${environments}).create();
       environment.run('globalThis').atExit = (work) => process.on('exit', work);
-      environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});`, { prelude: false });
+      environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});`,
+      { prelude: false },
+    );
     assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);
     if (status === 1) assert.match(ended.stderr, /Error: own/);
     else assert.equal(ended.stderr, '');
@@ -285,49 +430,99 @@ const workers = {
   'ends while it captures': ['capturing(() => {}); process.exit(31);', 31],
   'throws while it captures': [`capturing(() => {}); throw new Error('own');`, 1],
   'exits in a motion callback': ['capturing(() => process.exit(32)); harness.burst(5000, 0, 1);', 32],
-  'exits in a callback that the loop of a callback runs': [`let depth = 0;
+  'exits in a callback that the loop of a callback runs': [
+    `let depth = 0;
     capturing(() => { if (++depth === 2) process.exit(33); harness.burst(10, 0, 0); for (;;) harness.turnLoop(); });
-    harness.burst(5000, 0, 0);`, 33],
-  'exits in the log handler of a method': [`diagnostics.setLogHandler(() => process.exit(34));
-    for (;;) hardware.capturePointer();`, 34],
-  'exits in the log handler of a stop': [`const capture = capturing(() => {});
-    diagnostics.setLogHandler(() => process.exit(35)); capture.stopCapturing(); for (;;);`, 35],
+    harness.burst(5000, 0, 0);`,
+    33,
+  ],
+  'exits in the log handler of a method': [
+    `diagnostics.setLogHandler(() => process.exit(34));
+    for (;;) hardware.capturePointer();`,
+    34,
+  ],
+  'exits in the log handler of a stop': [
+    `const capture = capturing(() => {});
+    diagnostics.setLogHandler(() => process.exit(35)); capture.stopCapturing(); for (;;);`,
+    35,
+  ],
   'exits in the error handler': ['updating(false); updater.setErrorHandler(() => process.exit(36));', 36],
-  'has a collection in the middle of its end': [`capturing(() => {}); harness.collectAtEnd();
+  'has a collection in the middle of its end': [
+    `capturing(() => {}); harness.collectAtEnd();
     for (let count = 0; count < 20; ++count) hardware.capturePointer();
-    capture = null; process.exit(40);`, 40],
+    capture = null; process.exit(40);`,
+    40,
+  ],
   'exits while arguments are read': ['hardware.getButtonState({ valueOf() { process.exit(37); } }); for (;;);', 37],
   'exits while a text is read': ['updater.applyUpdate({ toString() { process.exit(38); } }); for (;;);', 38],
   'exits while an update runs': ['updating(true); process.exit(39);', 39],
-  'exits while an update ends': [`updating(true); process.once('exit', () => harness.releaseDeployments());
-    process.exit(41);`, 41],
+  'exits while an update ends': [
+    `updating(true); process.once('exit', () => harness.releaseDeployments());
+    process.exit(41);`,
+    41,
+  ],
   'throws while an update runs': [`updating(true); throw new Error('own');`, 1],
-  'stops a capture as its last work': ['setTimeout(counting(1000), 1); process.once("exit", () => process.exit(events === 1000 ? 42 : 0));', 42],
+  'stops a capture as its last work': [
+    'setTimeout(counting(1000), 1); process.once("exit", () => process.exit(events === 1000 ? 42 : 0));',
+    42,
+  ],
   'is terminated while an update runs': [`updating(true); parentPort.postMessage('ready');`, 1, true],
-  'is terminated while it stops a capture': [`const stop = counting(100000);
+  'is terminated while it stops a capture': [
+    `const stop = counting(100000);
     capture.setMotionEventCallback(() => { if (++events === 500) parentPort.postMessage('ready'); });
-    setTimeout(stop, 1);`, 1, true],
+    setTimeout(stop, 1);`,
+    1,
+    true,
+  ],
   'is terminated while it captures': [`capturing(() => {}); parentPort.postMessage('ready');`, 1, true],
-  'is terminated inside a motion callback': [`let first = true;
+  'is terminated inside a motion callback': [
+    `let first = true;
     capturing(() => { if (first) parentPort.postMessage('ready'); first = false; for (;;); });
-    harness.burst(5000, 0, 0);`, 1, true],
-  'is terminated inside a buttons callback': [`let first = true;
+    harness.burst(5000, 0, 0);`,
+    1,
+    true,
+  ],
+  'is terminated inside a buttons callback': [
+    `let first = true;
     capturing(() => {}).setButtonsEventCallback(() => { if (first) parentPort.postMessage('ready'); first = false; for (;;); });
-    harness.burst(5000, 0, 1);`, 1, true],
-  'is terminated between events': [`let events = 0;
+    harness.burst(5000, 0, 1);`,
+    1,
+    true,
+  ],
+  'is terminated between events': [
+    `let events = 0;
     capturing(() => { if (++events === 100) parentPort.postMessage('ready'); });
-    const feed = () => { harness.burst(1000, 0, 1); setImmediate(feed); }; feed();`, 1, true],
-  'is terminated inside the log handler of a method': [`let first = true;
+    const feed = () => { harness.burst(1000, 0, 1); setImmediate(feed); }; feed();`,
+    1,
+    true,
+  ],
+  'is terminated inside the log handler of a method': [
+    `let first = true;
     diagnostics.setLogHandler(() => { if (first) parentPort.postMessage('ready'); first = false; for (;;); });
-    for (;;) hardware.capturePointer();`, 1, true],
-  'is terminated while arguments are read': [`
+    for (;;) hardware.capturePointer();`,
+    1,
+    true,
+  ],
+  'is terminated while arguments are read': [
+    `
     const loop = { valueOf() { parentPort.postMessage('ready'); for (;;); }, toString() { for (;;); } };
-    for (;;) try { hardware.getButtonState(loop); } catch {}`, 1, true],
-  'is terminated while a text is read': [`
+    for (;;) try { hardware.getButtonState(loop); } catch {}`,
+    1,
+    true,
+  ],
+  'is terminated while a text is read': [
+    `
     const loop = { toString() { parentPort.postMessage('ready'); for (;;); } };
-    for (;;) try { updater.getUpdateErrors(loop); } catch {}`, 1, true],
-  'is terminated inside its error handler': [`updating(false);
-    updater.setErrorHandler(() => { parentPort.postMessage('ready'); for (;;); });`, 1, true],
+    for (;;) try { updater.getUpdateErrors(loop); } catch {}`,
+    1,
+    true,
+  ],
+  'is terminated inside its error handler': [
+    `updating(false);
+    updater.setErrorHandler(() => { parentPort.postMessage('ready'); for (;;); });`,
+    1,
+    true,
+  ],
 };
 
 let delivered = 0;
@@ -347,7 +542,9 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
   test(`a worker ${name}`, async () => {
     await mainWorks();
     const before = await counts();
-    const worker = new Worker(`const { parentPort } = require('node:worker_threads');${PRELUDE}${script}`, { eval: true });
+    const worker = new Worker(`const { parentPort } = require('node:worker_threads');${PRELUDE}${script}`, {
+      eval: true,
+    });
     const ended = new Promise((resolve) => worker.on('exit', resolve));
     worker.on('error', (error) => assert.match(String(error), /own/));
     if (terminated) {
@@ -355,8 +552,11 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
       await worker.terminate();
     }
     assert.equal(await ended, code);
-    harness.releaseDeployments();  // they go on without the worker
-    await until('the end of the deployments', () => harness.counts().deployments === 0 && harness.counts().threads === 0);
+    harness.releaseDeployments(); // they go on without the worker
+    await until(
+      'the end of the deployments',
+      () => harness.counts().deployments === 0 && harness.counts().threads === 0,
+    );
     assert.deepEqual(await counts(), before, 'the worker has left nothing');
     await mainWorks();
   });
@@ -366,17 +566,28 @@ test('many workers at once, ended in every way while they are at work', async ()
   const before = await counts();
   const rounds = 4 * Number(process.env.ZEB_STRESS || 1);
   for (let round = 0; round < rounds; ++round) {
-    await Promise.all(Array.from({ length: 6 }, (_, index) => new Promise((resolve) => {
-      const worker = new Worker(`const { parentPort } = require('node:worker_threads');${PRELUDE}
+    await Promise.all(
+      Array.from(
+        { length: 6 },
+        (_, index) =>
+          new Promise((resolve) => {
+            const worker = new Worker(
+              `const { parentPort } = require('node:worker_threads');${PRELUDE}
         diagnostics.setLogHandler(() => {});
         const capture = capturing(() => {});
         for (let count = 0; count < 20; ++count) hardware.capturePointer();
         parentPort.postMessage('ready');
         if (${index} % 3 === 0) process.exit(0);
-        if (${index} % 3 === 1) setImmediate(() => capture.stopCapturing());`, { eval: true });
-      worker.on('exit', resolve);
-      worker.on('message', () => { if (index % 3 === 2) worker.terminate(); });
-    })));
+        if (${index} % 3 === 1) setImmediate(() => capture.stopCapturing());`,
+              { eval: true },
+            );
+            worker.on('exit', resolve);
+            worker.on('message', () => {
+              if (index % 3 === 2) worker.terminate();
+            });
+          }),
+      ),
+    );
   }
   assert.deepEqual(await counts(), before);
   await mainWorks();
@@ -385,22 +596,36 @@ test('many workers at once, ended in every way while they are at work', async ()
 test('a time limit ends script inside every callback and every conversion', async () => {
   const vm = require('node:vm');
   const { hardware, diagnostics, msix_auto_updater: updater } = addon;
-  const forever = () => { for (;;); };
+  const forever = () => {
+    for (;;);
+  };
   let depth = 0;
   const motions = {
     'records are delivered': forever,
     'records are delivered inside a callback that runs the loop': () => {
-      if (++depth === 1) for (harness.burst(10, 0, 0); ;) harness.turnLoop();
+      if (++depth === 1) for (harness.burst(10, 0, 0); ; ) harness.turnLoop();
       for (;;);
     },
   };
   const loops = {
-    'a number is read': () => { for (;;) hardware.getButtonState({ valueOf: forever }); },
-    'a text is read': () => { for (;;) updater.getUpdateErrors({ toString: forever }); },
-    'a record is logged': () => { for (;;) harness.writeLog(0, 'for ever'); },
-    'a record of a method is logged': () => { for (;;) hardware.capturePointer(); },
-    'records are delivered': () => { for (;;) harness.turnLoop(); },
-    'records are delivered inside a callback that runs the loop': () => { for (;;) harness.turnLoop(); },
+    'a number is read': () => {
+      for (;;) hardware.getButtonState({ valueOf: forever });
+    },
+    'a text is read': () => {
+      for (;;) updater.getUpdateErrors({ toString: forever });
+    },
+    'a record is logged': () => {
+      for (;;) harness.writeLog(0, 'for ever');
+    },
+    'a record of a method is logged': () => {
+      for (;;) hardware.capturePointer();
+    },
+    'records are delivered': () => {
+      for (;;) harness.turnLoop();
+    },
+    'records are delivered inside a callback that runs the loop': () => {
+      for (;;) harness.turnLoop();
+    },
   };
   const limited = (name, loop, timeout) => {
     diagnostics.setLogHandler(forever);
@@ -414,11 +639,14 @@ test('a time limit ends script inside every callback and every conversion', asyn
       try {
         run(loop);
       } catch {
-        for (;;);  // a termination is nothing that script could catch
+        for (;;); // a termination is nothing that script could catch
       }
     };
-    assert.throws(() => new vm.Script('limitedLoop()').runInThisContext({ timeout }),
-      { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' }, name);
+    assert.throws(
+      () => new vm.Script('limitedLoop()').runInThisContext({ timeout }),
+      { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' },
+      name,
+    );
     diagnostics.setLogHandler(null);
     capture.stopCapturing();
   };

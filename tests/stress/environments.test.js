@@ -10,10 +10,19 @@ const HOURS = { timeout: 4 * 3_600_000 };
 // What one does before it is freed, one after the other.
 const work = [
   () => {},
-  () => { globalThis.captures = [hardware.capturePointer(), hardware.capturePointer()]; },
-  () => capturing(() => {}, () => {}),
   () => {
-    capturing(() => {}, () => {});
+    globalThis.captures = [hardware.capturePointer(), hardware.capturePointer()];
+  },
+  () =>
+    capturing(
+      () => {},
+      () => {},
+    ),
+  () => {
+    capturing(
+      () => {},
+      () => {},
+    );
     capture.stopCapturing();
   },
   () => {
@@ -27,7 +36,10 @@ const work = [
   },
   () => {
     diagnostics.setLogHandler(() => hardware.getButtonState(1));
-    capturing(() => setTimeout(() => {}, 0), () => {});
+    capturing(
+      () => setTimeout(() => {}, 0),
+      () => {},
+    );
     harness.writeLog(2, 'a record');
     updating(false, () => {});
     updating(false, () => {});
@@ -43,14 +55,20 @@ const work = [
   },
   () => {
     try {
-      hardware.getButtonState({ valueOf() { throw new Error('own'); } });
+      hardware.getButtonState({
+        valueOf() {
+          throw new Error('own');
+        },
+      });
     } catch {}
     setInterval(() => capture.stopCapturing(), 1);
     capturing(() => {});
   },
 ];
 
-test(`${COUNT} in a row leave nothing`, HOURS, () => ends(`async () => {
+test(`${COUNT} in a row leave nothing`, HOURS, () =>
+  ends(
+    `async () => {
   const progress = require(${JSON.stringify(require.resolve('./support/progress'))})('environments', ${COUNT});
   const work = [${work.join(', ')}];
   const first = load();
@@ -82,4 +100,7 @@ test(`${COUNT} in a row leave nothing`, HOURS, () => ends(`async () => {
   first.free();
   await collected();
   assert.deepEqual({ ...counts() }, { blocks: 0, asyncHandles: 0, threads: 0, handles: 0, deployments: 0 });
-}`, { milliseconds: HOURS.timeout }));
+}`,
+    { milliseconds: HOURS.timeout },
+  ),
+);

@@ -9,7 +9,10 @@ const modules = path.join(libraries, 'node_modules');
 const { buildSync } = require(path.join(modules, 'esbuild'));
 const inLibrary = (name) => path.join(content, 'lib', name);
 
-const { outputFiles: [output], metafile } = buildSync({
+const {
+  outputFiles: [output],
+  metafile,
+} = buildSync({
   absWorkingDir: content,
   entryPoints: [inLibrary('event_worker.js')],
   nodePaths: [modules],
@@ -23,7 +26,9 @@ const { outputFiles: [output], metafile } = buildSync({
   legalComments: 'none', // the notices have them
 });
 
-const head = fs.readFileSync(inLibrary('event_worker_source.js'), 'utf8').split('module.exports')[0]
+const head = fs
+  .readFileSync(inLibrary('event_worker_source.js'), 'utf8')
+  .split('module.exports')[0]
   .replace("const path = require('node:path');\n\n", '');
 fs.writeFileSync(inLibrary('event_worker_source.js'), `${head}module.exports = ${JSON.stringify(output.text)};\n`);
 for (const input of Object.keys(metafile.inputs)) {
@@ -31,12 +36,17 @@ for (const input of Object.keys(metafile.inputs)) {
   if (path.dirname(file) === path.join(content, 'lib') && !file.endsWith('_source.js')) fs.rmSync(file);
 }
 
-const packages = new Set(Object.keys(metafile.inputs).map((input) => /node_modules\/((@[^/]+\/)?[^/]+)/.exec(input)?.[1])
-  .filter(Boolean));
+const packages = new Set(
+  Object.keys(metafile.inputs)
+    .map((input) => /node_modules\/((@[^/]+\/)?[^/]+)/.exec(input)?.[1])
+    .filter(Boolean),
+);
 for (const name of packages) {
   const { version, homepage, license } = JSON.parse(fs.readFileSync(path.join(modules, name, 'package.json'), 'utf8'));
   const licence = fs.readFileSync(path.join(modules, name, 'LICENSE'), 'utf8').trim();
   const line = '='.repeat(100);
-  fs.appendFileSync(path.join(content, 'THIRD_PARTY_NOTICES'),
-    `\n${line}\n${name} ${version} (${homepage}), in lib/event_worker_source.js: ${license} License\n${line}\n\n${licence}\n`);
+  fs.appendFileSync(
+    path.join(content, 'THIRD_PARTY_NOTICES'),
+    `\n${line}\n${name} ${version} (${homepage}), in lib/event_worker_source.js: ${license} License\n${line}\n\n${licence}\n`,
+  );
 }

@@ -24,14 +24,14 @@ function runNode(executable, script) {
 }
 
 async function until(what, condition, milliseconds = 10000) {
-  for (const deadline = Date.now() + milliseconds; !condition();) {
+  for (const deadline = Date.now() + milliseconds; !condition(); ) {
     assert.ok(Date.now() < deadline, `${what} within ${milliseconds} ms`);
     await new Promise((resolve) => setTimeout(resolve, 10));
   }
 }
 
 test('pool threads that are older than the module have its thread-locals', async () => {
-  await fs.promises.stat(process.execPath);  // starts the pool
+  await fs.promises.stat(process.execPath); // starts the pool
   assert.equal(await require(file).onPoolThread(), 'fresh');
 });
 
@@ -58,7 +58,10 @@ test('the host executable may have any name', () => {
   fs.copyFileSync(process.execPath, renamed);
   const script = `console.log(require('path').basename(process.execPath), require(${JSON.stringify(file)}).onLoopThread())`;
   const { status, stdout, stderr } = runNode(renamed, script);
-  assert.deepEqual({ status, stdout: stdout.trim(), stderr }, { status: 0, stdout: 'Application.exe fresh main', stderr: '' });
+  assert.deepEqual(
+    { status, stdout: stdout.trim(), stderr },
+    { status: 0, stdout: 'Application.exe fresh main', stderr: '' },
+  );
 });
 
 test('a host that lacks a function is named, with the function', () => {
@@ -73,12 +76,16 @@ test('the end of the process destroys no objects of a module', () => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
   const copies = ['first.node', 'second.node'].map((name) => path.join(folder, name));
   for (const copy of copies) fs.copyFileSync(file, copy);
-  const { status, stderr } = runNode(process.execPath,
-    `for (const copy of ${JSON.stringify(copies)}) require(copy).tellEnd(); process.exitCode = 5;`);
+  const { status, stderr } = runNode(
+    process.execPath,
+    `for (const copy of ${JSON.stringify(copies)}) require(copy).tellEnd(); process.exitCode = 5;`,
+  );
   assert.deepEqual({ status, stderr }, { status: 5, stderr: 'the process ends\nthe process ends\n' });
 });
 
-test('raw pointer input reaches Windows programs', { skip: x11.available ? false : 'needs a desktop session' }, async () => {
+test('raw pointer input reaches Windows programs', {
+  skip: x11.available ? false : 'needs a desktop session',
+}, async () => {
   const addon = require(file);
   addon.openWindow();
   try {

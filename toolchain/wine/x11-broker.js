@@ -6,14 +6,29 @@
 //
 // usage: node x11-broker.js FRAMEBUFFER   (the file that Xvfb -fbdir keeps, in the format of X window dumps)
 'use strict';
-const fs = require('fs');
-const http = require('http');
-const zlib = require('zlib');
-const { execFile } = require('child_process');
+const fs = require('node:fs');
+const http = require('node:http');
+const zlib = require('node:zlib');
+const { execFile } = require('node:child_process');
 
 const framebuffer = process.argv[2];
-const VERBS = new Set(['mousemove', 'mousemove_relative', 'mousedown', 'mouseup', 'click', 'key', 'keydown', 'keyup',
-  'type', 'search', 'getmouselocation', 'getwindowname', 'getwindowgeometry', 'windowfocus', 'windowactivate']);
+const VERBS = new Set([
+  'mousemove',
+  'mousemove_relative',
+  'mousedown',
+  'mouseup',
+  'click',
+  'key',
+  'keydown',
+  'keyup',
+  'type',
+  'search',
+  'getmouselocation',
+  'getwindowname',
+  'getwindowgeometry',
+  'windowfocus',
+  'windowactivate',
+]);
 
 function xdotool(args) {
   return new Promise((resolve) => {
@@ -49,7 +64,7 @@ function screenshot() {
   const pixels = headerSize + 12 * colours;
   const rows = Buffer.alloc(height * (1 + 3 * width));
   for (let y = 0, to = 0; y < height; ++y) {
-    rows[to++] = 0;  // no filter
+    rows[to++] = 0; // no filter
     for (let x = 0, from = pixels + y * bytesPerLine; x < width; ++x, from += 4) {
       rows[to++] = dump[from + 2];
       rows[to++] = dump[from + 1];
@@ -59,9 +74,13 @@ function screenshot() {
   const header = Buffer.alloc(13);
   header.writeUInt32BE(width, 0);
   header.writeUInt32BE(height, 4);
-  header.set([8, 2], 8);  // 8 bits a channel, RGB
-  return Buffer.concat([Buffer.from('\x89PNG\r\n\x1a\n', 'latin1'), pngChunk('IHDR', header),
-    pngChunk('IDAT', zlib.deflateSync(rows)), pngChunk('IEND', Buffer.alloc(0))]);
+  header.set([8, 2], 8); // 8 bits a channel, RGB
+  return Buffer.concat([
+    Buffer.from('\x89PNG\r\n\x1a\n', 'latin1'),
+    pngChunk('IHDR', header),
+    pngChunk('IDAT', zlib.deflateSync(rows)),
+    pngChunk('IEND', Buffer.alloc(0)),
+  ]);
 }
 
 async function answer(request, body) {
@@ -74,13 +93,15 @@ async function answer(request, body) {
 
 const server = http.createServer((request, response) => {
   const parts = [];
-  request.on('data', (part) => parts.push(part)).on('end', async () => {
-    try {
-      const [type, content] = await answer(request, Buffer.concat(parts).toString());
-      response.writeHead(200, { 'Content-Type': type }).end(content);
-    } catch (error) {
-      response.writeHead(400, { 'Content-Type': 'text/plain' }).end(error.message);
-    }
-  });
+  request
+    .on('data', (part) => parts.push(part))
+    .on('end', async () => {
+      try {
+        const [type, content] = await answer(request, Buffer.concat(parts).toString());
+        response.writeHead(200, { 'Content-Type': type }).end(content);
+      } catch (error) {
+        response.writeHead(400, { 'Content-Type': 'text/plain' }).end(error.message);
+      }
+    });
 });
 server.listen(0, '127.0.0.1', () => console.log(server.address().port));

@@ -30,21 +30,31 @@ const ends = {
   'shutdown, then exit': ['zebbridge.shutdown(); process.exit(8);', 8],
   'process.abort': ['process.abort();', 'any'],
   'process.kill of itself': [`process.kill(process.pid, 'SIGKILL');`, 'any'],
-  'the heap is full': [`const kept = []; for (;;) kept.push(new Array(1e6).fill({}));`, 'any', ['--max-old-space-size=64']],
-  'a worker with a capture of its own that is terminated': [`
+  'the heap is full': [
+    `const kept = []; for (;;) kept.push(new Array(1e6).fill({}));`,
+    'any',
+    ['--max-old-space-size=64'],
+  ],
+  'a worker with a capture of its own that is terminated': [
+    `
     capture.stopCapturing();
     const worker = new (require('node:worker_threads').Worker)(\`
       const capture = require(\${JSON.stringify(file)}).hardware.capturePointer();
       capture.startCapturing();
       require('node:worker_threads').parentPort.postMessage('');\`, { eval: true });
-    worker.once('message', () => worker.terminate());`, 0],
-  'process.exit beside such a worker': [`
+    worker.once('message', () => worker.terminate());`,
+    0,
+  ],
+  'process.exit beside such a worker': [
+    `
     capture.stopCapturing();
     const worker = new (require('node:worker_threads').Worker)(\`
       const capture = require(\${JSON.stringify(file)}).hardware.capturePointer();
       capture.startCapturing();
       require('node:worker_threads').parentPort.postMessage('');\`, { eval: true });
-    worker.once('message', () => process.exit(9));`, 9],
+    worker.once('message', () => process.exit(9));`,
+    9,
+  ],
   'an access violation': ['zebbridge.crash_emitter.emitAccessViolation();', 0xc0000005],
 };
 
@@ -70,9 +80,14 @@ async function fails(t, script, texts) {
   const { status, signal, output } = await runScript(script, {
     async started(child) {
       while (child.exitCode === null && child.signalCode === null) {
-        const [found] = desktop.windows(({ process: id, className, visible }) => id === child.pid && visible && className === '#32770');
+        const [found] = desktop.windows(
+          ({ process: id, className, visible }) => id === child.pid && visible && className === '#32770',
+        );
         if (found) {
-          box ||= desktop.childrenOf(found.window).map(({ text }) => text).join('\n');
+          box ||= desktop
+            .childrenOf(found.window)
+            .map(({ text }) => text)
+            .join('\n');
           addon.postMessage(found.window, 0x0010, 0);
         }
         await new Promise((resolve) => setTimeout(resolve, 50));
@@ -87,14 +102,19 @@ async function fails(t, script, texts) {
 }
 
 test('end: an address that Windows refuses', (t) =>
-  fails(t, `${CAPTURING} zebbridge.windows.openExternalIgnoringAppLinking('no address');`,
-    ['ASSERTION FAILURE: RUNTIME_FAILURE', 'Unexpected exception type']));
+  fails(t, `${CAPTURING} zebbridge.windows.openExternalIgnoringAppLinking('no address');`, [
+    'ASSERTION FAILURE: RUNTIME_FAILURE',
+    'Unexpected exception type',
+  ]));
 
 const noProbe = !fs.existsSync(buildFile('node', 'binding-probe.node')) && 'the probe is not built for this runtime';
 
 test('end: an assertion, with the types as the compiler spells them', { skip: noProbe }, (t) =>
-  fails(t, `${PROBE} probe.control.raiseAssertion();`,
-    ['Callee:(common::ComPtr<struct IRefCounted>::operator ->)', 'ComPtr<struct IRefCounted> is not dereferencible']));
+  fails(t, `${PROBE} probe.control.raiseAssertion();`, [
+    'Callee:(common::ComPtr<struct IRefCounted>::operator ->)',
+    'ComPtr<struct IRefCounted> is not dereferencible',
+  ]),
+);
 
 // Each loads the module, starts a capture and leaves at once, in every state that the input thread can be in.
 const COUNT = short ? 20 : 10000;
@@ -104,13 +124,17 @@ test(`${COUNT} quick exits with a capture at work`, async (t) => {
   let started = 0;
   const worker = async () => {
     while (started < COUNT && wrong.length < 5) {
-      const code = started++ % 200 + 10;
-      const delay = code % 3;  // at once, in the next turn, and once the thread listens
-      const leave = ['process.exit(code);', 'setImmediate(() => process.exit(code));',
-        'setTimeout(() => process.exit(code), 3);'][delay];
+      const code = (started++ % 200) + 10;
+      const delay = code % 3; // at once, in the next turn, and once the thread listens
+      const leave = [
+        'process.exit(code);',
+        'setImmediate(() => process.exit(code));',
+        'setTimeout(() => process.exit(code), 3);',
+      ][delay];
       const { status, output } = await runScript(
         `const zebbridge = require(${JSON.stringify(buildFile('node', 'zebbridge.node'))});${CAPTURING} const code = ${code}; ${leave}`,
-        { prelude: '', flags: [] });
+        { prelude: '', flags: [] },
+      );
       if (status !== code) wrong.push({ wanted: code, status: hex(status), output });
     }
   };

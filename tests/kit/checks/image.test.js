@@ -12,8 +12,23 @@ const addon = require(buildFile('node', 'desktop-control.node'));
 // Each name that the binary imports, beside it, with the toolchain's own DLL behind it: were one of them loaded from
 // there, the loader's list would name it, or it would refuse the module because the DLL lacks what is asked of it. Wine
 // does not know the flag that keeps the loader out of the folder; the one DLL that the module loads itself is there too.
-const PLANTED = wine ? ['wevtapi.dll'] : ['advapi32.dll', 'api-ms-win-core-winrt-string-l1-1-0.dll', 'combase.dll', 'kernel32.dll', 'node.exe', 'node.dll',
-  'libnode.dll', 'ole32.dll', 'oleaut32.dll', 'ucrtbase.dll', 'user32.dll', 'version.dll', 'wevtapi.dll'];
+const PLANTED = wine
+  ? ['wevtapi.dll']
+  : [
+      'advapi32.dll',
+      'api-ms-win-core-winrt-string-l1-1-0.dll',
+      'combase.dll',
+      'kernel32.dll',
+      'node.exe',
+      'node.dll',
+      'libnode.dll',
+      'ole32.dll',
+      'oleaut32.dll',
+      'ucrtbase.dll',
+      'user32.dll',
+      'version.dll',
+      'wevtapi.dll',
+    ];
 
 test('DLLs that lie beside the module are not loaded', async (t) => {
   const folder = temporaryFolder();
@@ -21,17 +36,23 @@ test('DLLs that lie beside the module are not loaded', async (t) => {
   const module = path.join(folder, 'zebbridge.node');
   fs.copyFileSync(file, module);
   for (const name of PLANTED) fs.copyFileSync(path.join(programs, 'probe.dll'), path.join(folder, name));
-  const { status, output } = await runScript(`
+  const { status, output } = await runScript(
+    `
     const zebbridge = require(${JSON.stringify(module)});
     try { zebbridge.msix_auto_updater.getUpdateErrors('<QueryList/>'); } catch {}
     const capture = zebbridge.hardware.capturePointer();
     capture.startCapturing();
     capture.stopCapturing();
-    console.log(JSON.stringify(process.report.getReport().sharedObjects));`, { prelude: '' });
+    console.log(JSON.stringify(process.report.getReport().sharedObjects));`,
+    { prelude: '' },
+  );
   assert.equal(status, 0, output);
   // By its last part, which is this check's own: the folders above may be written in two ways.
   const loaded = JSON.parse(output).filter((name) => path.basename(path.dirname(name)) === path.basename(folder));
-  assert.deepEqual(loaded.map((name) => path.basename(name)), ['zebbridge.node']);
+  assert.deepEqual(
+    loaded.map((name) => path.basename(name)),
+    ['zebbridge.node'],
+  );
   note(t, 'wevtapi.dll comes from', JSON.parse(output).find((name) => /wevtapi/i.test(name)) ?? 'nowhere');
 });
 
@@ -39,13 +60,15 @@ const POLICIES = { 'control-flow guard': 7, 'shadow stacks (CET)': 15 };
 const GUARD = { skip: onlyWindows('control-flow guard and shadow stacks') };
 
 function policiesOf(processId) {
-  return Object.fromEntries(Object.entries(POLICIES).map(([name, policy]) => {
-    try {
-      return [name, hex(addon.mitigation(processId, policy))];
-    } catch (error) {
-      return [name, error.message];
-    }
-  }));
+  return Object.fromEntries(
+    Object.entries(POLICIES).map(([name, policy]) => {
+      try {
+        return [name, hex(addon.mitigation(processId, policy))];
+      } catch (error) {
+        return [name, error.message];
+      }
+    }),
+  );
 }
 
 test('the guards of this runtime, as the system enforces them', GUARD, (t) => {
@@ -53,16 +76,20 @@ test('the guards of this runtime, as the system enforces them', GUARD, (t) => {
 });
 
 // The runtime is not guarded by control-flow guard; a program of the toolchain's own is, and runs its checks under it.
-test('the toolchain\'s program runs under control-flow guard', GUARD, async (t) => {
-  const { output } = await run(path.join(programs, 'toolchain-modules.exe'), ['--gtest_repeat=-1', '--gtest_filter=Program.*'], {
-    folder: programs,
-    async started(child) {
-      await until('the process', () => child.pid);
-      const policies = policiesOf(child.pid);
-      child.kill();
-      note(t, 'that process', policies);
-      assert.equal(Number(policies['control-flow guard']) & 1, 1);
+test("the toolchain's program runs under control-flow guard", GUARD, async (t) => {
+  const { output } = await run(
+    path.join(programs, 'toolchain-modules.exe'),
+    ['--gtest_repeat=-1', '--gtest_filter=Program.*'],
+    {
+      folder: programs,
+      async started(child) {
+        await until('the process', () => child.pid);
+        const policies = policiesOf(child.pid);
+        child.kill();
+        note(t, 'that process', policies);
+        assert.equal(Number(policies['control-flow guard']) & 1, 1);
+      },
     },
-  });
+  );
   assert.equal(typeof output, 'string');
 });

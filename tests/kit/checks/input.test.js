@@ -52,29 +52,67 @@ function inputCheck(name, run, options = {}) {
   });
 }
 
-inputCheck('motion arrives with the offsets that were sent, in order', async (t) => {
-  const moves = [[7, 2], [-3, 5], [0, 1], [1, 0], [-20, -15], [100, 0], [0, -100], [-85, 107]];
-  for (const [index, [x, y]] of moves.entries()) {
-    mouse(MOUSE.move, x, y);
-    await until('the motion', () => recorder.motions().length > index);
-  }
-  await settled();
-  assert.deepEqual(recorder.events.map(({ x, y }) => [x, y]), moves);
-  assert.deepEqual(recorder.events.at(-1).screen, addon.cursor());
-  note(t, 'screen points', recorder.events.map(({ screen }) => [screen.x, screen.y]));
-}, exactMotion);
+inputCheck(
+  'motion arrives with the offsets that were sent, in order',
+  async (t) => {
+    const moves = [
+      [7, 2],
+      [-3, 5],
+      [0, 1],
+      [1, 0],
+      [-20, -15],
+      [100, 0],
+      [0, -100],
+      [-85, 107],
+    ];
+    for (const [index, [x, y]] of moves.entries()) {
+      mouse(MOUSE.move, x, y);
+      await until('the motion', () => recorder.motions().length > index);
+    }
+    await settled();
+    assert.deepEqual(
+      recorder.events.map(({ x, y }) => [x, y]),
+      moves,
+    );
+    assert.deepEqual(recorder.events.at(-1).screen, addon.cursor());
+    note(
+      t,
+      'screen points',
+      recorder.events.map(({ screen }) => [screen.x, screen.y]),
+    );
+  },
+  exactMotion,
+);
 
 inputCheck('buttons, each with its press and release', async () => {
-  for (const flags of [MOUSE.leftDown, MOUSE.leftUp, MOUSE.middleDown, MOUSE.middleUp, MOUSE.rightDown, MOUSE.rightUp]) mouse(flags);
+  for (const flags of [MOUSE.leftDown, MOUSE.leftUp, MOUSE.middleDown, MOUSE.middleUp, MOUSE.rightDown, MOUSE.rightUp])
+    mouse(flags);
   await settled();
-  assert.deepEqual(recorder.events, [[2, 0, 0], [1, 0, 0], [0, 2, 0], [0, 1, 0], [0, 0, 2], [0, 0, 1]]);
+  assert.deepEqual(recorder.events, [
+    [2, 0, 0],
+    [1, 0, 0],
+    [0, 2, 0],
+    [0, 1, 0],
+    [0, 0, 2],
+    [0, 0, 1],
+  ]);
 });
 
-inputCheck('motion with a transition in one report', async () => {
-  mouse(MOUSE.move | MOUSE.middleUp, 3, -2);
-  await settled();
-  assert.deepEqual(recorder.events.map((event) => (Array.isArray(event) ? event : [event.x, event.y])), [[3, -2], [0, 1, 0]]);
-}, exactMotion);
+inputCheck(
+  'motion with a transition in one report',
+  async () => {
+    mouse(MOUSE.move | MOUSE.middleUp, 3, -2);
+    await settled();
+    assert.deepEqual(
+      recorder.events.map((event) => (Array.isArray(event) ? event : [event.x, event.y])),
+      [
+        [3, -2],
+        [0, 1, 0],
+      ],
+    );
+  },
+  exactMotion,
+);
 
 inputCheck('the wheels and further buttons alone give nothing', async () => {
   for (const flags of [MOUSE.wheel, MOUSE.horizontalWheel]) for (const data of [120, -120]) mouse(flags, 0, 0, data);
@@ -83,12 +121,16 @@ inputCheck('the wheels and further buttons alone give nothing', async () => {
   assert.deepEqual(recorder.events, []);
 });
 
-inputCheck('absolute positions, as the system reports them', async (t) => {
-  mouse(MOUSE.move | 0x8000, 20000, 25000);
-  await settled();
-  note(t, 'an absolute position of 20000, 25000 arrives as', recorder.events);
-  assert.ok(recorder.events.length <= 1);
-}, exactMotion);
+inputCheck(
+  'absolute positions, as the system reports them',
+  async (t) => {
+    mouse(MOUSE.move | 0x8000, 20000, 25000);
+    await settled();
+    note(t, 'an absolute position of 20000, 25000 arrives as', recorder.events);
+    assert.ok(recorder.events.length <= 1);
+  },
+  exactMotion,
+);
 
 inputCheck('swapped buttons', async (t) => {
   const before = addon.buttonsSwapped();
@@ -102,7 +144,16 @@ inputCheck('swapped buttons', async (t) => {
   } finally {
     await desktop.swapButtons(before);
   }
-  const [left, right] = [[[2, 0, 0], [1, 0, 0]], [[0, 0, 2], [0, 0, 1]]];
+  const [left, right] = [
+    [
+      [2, 0, 0],
+      [1, 0, 0],
+    ],
+    [
+      [0, 0, 2],
+      [0, 0, 1],
+    ],
+  ];
   note(t, `sent the left button, ${before ? 'no longer ' : ''}swapped; arrived`, recorder.events);
   assert.deepEqual(recorder.events, before ? left : right);
 });
@@ -112,7 +163,9 @@ inputCheck('swapped buttons', async (t) => {
 const [FLAGS, STEP] = wine ? [MOUSE.middleUp, 0] : [MOUSE.move, 1];
 const received = () => recorder.events.length;
 const arrived = () => (wine ? received() : recorder.sum().x);
-const sending = (rate, seconds) => runScript(`
+const sending = (rate, seconds) =>
+  runScript(
+    `
   const addon = require(buildFile('node', 'desktop-control.node'));
   const rate = ${rate}, total = ${rate * seconds};
   let sent = 0;
@@ -124,7 +177,9 @@ const sending = (rate, seconds) => runScript(`
     if (sent < total) return;
     clearInterval(timer);
     console.log(JSON.stringify({ sent, milliseconds: Date.now() - begin }));
-  }, 1);`, { milliseconds: (seconds + 60) * 1000 });
+  }, 1);`,
+    { milliseconds: (seconds + 60) * 1000 },
+  );
 
 const [RATE, SECONDS] = short ? [1000, 1] : [8000, 10];
 
@@ -143,7 +198,11 @@ inputCheck(`${RATE} events a second for ${SECONDS} s: nothing is lost`, async (t
   const { user, system } = process.cpuUsage(cpu);
   const { sent, milliseconds } = JSON.parse(output);
   note(t, 'sent', `${sent} in ${milliseconds} ms`);
-  note(t, 'delivered', `${received()} events; the loop's longest pause ${worst} ms; ${Math.round((user + system) / 1000)} ms of processor time`);
+  note(
+    t,
+    'delivered',
+    `${received()} events; the loop's longest pause ${worst} ms; ${Math.round((user + system) / 1000)} ms of processor time`,
+  );
   assert.equal(arrived(), sent);
 });
 
@@ -200,7 +259,11 @@ test('capture objects that nobody keeps leave no memory', (t) => {
   const { rss, heapUsed } = process.memoryUsage();
   for (let round = 0; round < 5; ++round) make(count);
   const after = process.memoryUsage();
-  note(t, `memory after 5 rounds of ${count} objects`, `${(after.rss - rss) >> 10} KB more in the process, ${(after.heapUsed - heapUsed) >> 10} KB in the engine's heap`);
+  note(
+    t,
+    `memory after 5 rounds of ${count} objects`,
+    `${(after.rss - rss) >> 10} KB more in the process, ${(after.heapUsed - heapUsed) >> 10} KB in the engine's heap`,
+  );
   assert.ok(after.rss - rss < 64 << 20);
 });
 

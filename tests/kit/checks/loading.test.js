@@ -16,7 +16,10 @@ const mine = `zebbridge.abi${process.versions.modules}.node`;
 test('the package loads, with every export', (t) => {
   const zebbridge = require(installed);
   assert.equal(zebbridge.supported, true);
-  assert.deepEqual(EXPORTS.filter((name) => !(name in zebbridge)), []);
+  assert.deepEqual(
+    EXPORTS.filter((name) => !(name in zebbridge)),
+    [],
+  );
   note(t, 'exports', Object.keys(zebbridge).join(' '));
 });
 
@@ -27,9 +30,12 @@ test('so does its ES module', async () => {
 });
 
 test('so does a worker, and ends', async () => {
-  const worker = new Worker(`
+  const worker = new Worker(
+    `
     const { hardware } = require(${JSON.stringify(installed)});
-    require('node:worker_threads').parentPort.postMessage(hardware.getButtonState(1));`, { eval: true });
+    require('node:worker_threads').parentPort.postMessage(hardware.getButtonState(1));`,
+    { eval: true },
+  );
   const state = await new Promise((resolve, reject) => worker.once('message', resolve).once('error', reject));
   assert.equal(state, false);
 });
@@ -45,9 +51,11 @@ function copyOfPackage(t, change) {
 }
 
 async function refusal(t, copy, flags) {
-  const { status, output } = await runScript(`
+  const { status, output } = await runScript(
+    `
     try { require(${JSON.stringify(copy)}); console.log('loaded'); } catch (error) { console.log(JSON.stringify([error.code, error.message])); }`,
-    { prelude: '', flags });
+    { prelude: '', flags },
+  );
   assert.equal(status, 0, output);
   const [code, message] = JSON.parse(output.trim().split('\n').at(-1));
   note(t, code, message);
@@ -62,7 +70,13 @@ for (const other of fs.readdirSync(binaries).filter((name) => name.endsWith('.no
 }
 
 test('without its binary', async (t) => {
-  assert.equal(await refusal(t, copyOfPackage(t, (file) => fs.rmSync(file))), 'ERR_ZEBBRIDGE_BINARY_MISSING');
+  assert.equal(
+    await refusal(
+      t,
+      copyOfPackage(t, (file) => fs.rmSync(file)),
+    ),
+    'ERR_ZEBBRIDGE_BINARY_MISSING',
+  );
 });
 
 test('with a binary that was cut off', async (t) => {
@@ -79,11 +93,15 @@ test('in a process that allows no native modules', async (t) => {
   assert.equal(await refusal(t, installed, ['--no-addons']), 'ERR_ZEBBRIDGE_ADDONS_DISABLED');
 });
 
-test('in a host whose executable has another name', { skip: flavour === 'desktop' && 'a desktop runtime needs its folder' }, async (t) => {
+test('in a host whose executable has another name', {
+  skip: flavour === 'desktop' && 'a desktop runtime needs its folder',
+}, async (t) => {
   const folder = temporaryFolder();
   t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));
   const renamed = path.join(folder, 'Application.exe');
   fs.copyFileSync(process.execPath, renamed);
-  const { status, output } = await runScript('console.log(zebbridge.hardware.getButtonState(0));', { executable: renamed });
+  const { status, output } = await runScript('console.log(zebbridge.hardware.getButtonState(0));', {
+    executable: renamed,
+  });
   assert.deepEqual({ status, output }, { status: 0, output: 'false\n' });
 });

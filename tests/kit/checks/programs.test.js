@@ -13,8 +13,10 @@ for (const program of fs.readdirSync(programs).filter((name) => name.endsWith('.
     const folder = temporaryFolder();
     t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));
     const results = path.join(folder, 'results.json');
-    const { status, output, ms } = await run(path.join(programs, program), [`--gtest_output=json:${results}`],
-      { folder: programs, milliseconds: 120000 });
+    const { status, output, ms } = await run(path.join(programs, program), [`--gtest_output=json:${results}`], {
+      folder: programs,
+      milliseconds: 120000,
+    });
     note(t, 'took', `${ms} ms`);
     const { testsuites } = JSON.parse(fs.readFileSync(results, 'utf8'));
     for (const { name: suite, testsuite } of testsuites) {
@@ -30,13 +32,16 @@ for (const program of fs.readdirSync(programs).filter((name) => name.endsWith('.
 
 const ROUNDS = short ? 5 : 100;
 test(`${ROUNDS} rounds of loading and unloading the DLL`, async (t) => {
-  const { status, output, ms } = await run(path.join(programs, 'toolchain-modules.exe'),
-    ['--gtest_filter=Dll.*', `--gtest_repeat=${ROUNDS}`, '--gtest_brief=1'], { folder: programs, milliseconds: 120000 });
+  const { status, output, ms } = await run(
+    path.join(programs, 'toolchain-modules.exe'),
+    ['--gtest_filter=Dll.*', `--gtest_repeat=${ROUNDS}`, '--gtest_brief=1'],
+    { folder: programs, milliseconds: 120000 },
+  );
   assert.equal(status, 0, output.slice(-4000));
   note(t, 'took', `${ms} ms`);
 });
 
-test('the toolchain\'s add-on', { skip: flavour !== 'node' && 'it is built for Node.js 22' }, () => {
+test("the toolchain's add-on", { skip: flavour !== 'node' && 'it is built for Node.js 22' }, () => {
   const addon = require(path.join(programs, 'selftest.node'));
   const rows = addon.checks();
   assert.ok(rows.length > 40);

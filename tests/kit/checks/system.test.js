@@ -31,7 +31,10 @@ test('the update build revision is the one in the registry', async (t) => {
   const key = 'HKLM\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion';
   const shown = await ask('reg.exe', ['query', key, '/v', 'UBR']);
   if (shown === null) {
-    assert.throws(() => windows.getWindowsUpdateBuildRevision(), (error) => hasText(error, 2));
+    assert.throws(
+      () => windows.getWindowsUpdateBuildRevision(),
+      (error) => hasText(error, 2),
+    );
     note(t, 'the registry has none, and the error says', control.systemText(2).trim());
     return;
   }
@@ -53,7 +56,9 @@ function errorsOf(...args) {
   }
 }
 
-test('the System log, as the system\'s own tool counts it', { skip: onlyWindows('records in its event log') }, async (t) => {
+test("the System log, as the system's own tool counts it", {
+  skip: onlyWindows('records in its event log'),
+}, async (t) => {
   const [from, to] = [3 * 86400000, 60000].map((ago) => new Date(Date.now() - ago).toISOString());
   const condition = `*[System[TimeCreated[@SystemTime>='${from}' and @SystemTime<='${to}']]]`;
   const begin = Date.now();
@@ -75,15 +80,18 @@ test('a channel that this user may not read', { skip: onlyWindows('channels that
 
 test('a channel that does not exist', { skip: onlyWindows('an event log that knows its channels') }, (t) => {
   const { error } = errorsOf('zebbridge-no-such-channel', '*');
-  hasText(error, 15007);  // ERROR_EVT_CHANNEL_NOT_FOUND
+  hasText(error, 15007); // ERROR_EVT_CHANNEL_NOT_FOUND
   note(t, 'text', error.message);
 });
 
 test('a query that is none', { skip: onlyWindows('an event log that reads its queries') }, (t) => {
-  assert.throws(() => updater.getUpdateErrors('no query'), (error) => {
-    note(t, 'text', error.message);
-    return error.constructor === Error && error.message !== '';
-  });
+  assert.throws(
+    () => updater.getUpdateErrors('no query'),
+    (error) => {
+      note(t, 'text', error.message);
+      return error.constructor === Error && error.message !== '';
+    },
+  );
 });
 
 // ---- windows --------------------------------------------------------------------------------------------------------
@@ -93,7 +101,13 @@ test('a window is placed, minimised, maximised and brought back', async (t) => {
   t.after(() => control.closePlacedWindow(window));
   const normal = { left: 150, top: 120, right: 650, bottom: 520 };
   const place = (show) => windows.setWindowPlacement(window, ...Object.values(normal), show);
-  for (const [show, state] of [[1, {}], [2, { minimised: true }], [9, {}], [3, { maximised: true }], [1, {}]]) {
+  for (const [show, state] of [
+    [1, {}],
+    [2, { minimised: true }],
+    [9, {}],
+    [3, { maximised: true }],
+    [1, {}],
+  ]) {
     place(show);
     const wanted = { minimised: false, maximised: false, ...state };
     await until(`show command ${show}`, () => {
@@ -108,10 +122,13 @@ test('a window is placed, minimised, maximised and brought back', async (t) => {
 test('a window that is gone', (t) => {
   const window = control.openPlacedWindow(false);
   control.closePlacedWindow(window);
-  assert.throws(() => windows.setWindowPlacement(window, 0, 0, 100, 100, 1), (error) => {
-    note(t, 'text', error.message.trim());
-    return hasText(error, 1400);
-  });
+  assert.throws(
+    () => windows.setWindowPlacement(window, 0, 0, 100, 100, 1),
+    (error) => {
+      note(t, 'text', error.message.trim());
+      return hasText(error, 1400);
+    },
+  );
 });
 
 // ---- restart --------------------------------------------------------------------------------------------------------
@@ -119,7 +136,8 @@ test('a window that is gone', (t) => {
 test('the restart registration, read back', (t) => {
   const E_NOTIMPL = -2147467263;
   const before = addon.restartSettings();
-  if (before.result === E_NOTIMPL || before.result === -2147024776) return t.skip('this system keeps no such registrations');
+  if (before.result === E_NOTIMPL || before.result === -2147024776)
+    return t.skip('this system keeps no such registrations');
   note(t, 'before', hex(before.result));
   assert.notEqual(before.result, 0);
   assert.equal(windows.registerApplicationRestart(), undefined);
@@ -132,10 +150,13 @@ test('the restart registration, read back', (t) => {
 // Without a package of its own the process is told so in one way or another; which one is what the report keeps.
 test('an update without package identity', { skip: onlyWindows('package deployment') }, async (t) => {
   const address = 'file:///C:/zebbridge-no-such-folder/application.msix';
-  const { status, signal, output } = await runScript(`
+  const { status, signal, output } = await runScript(
+    `
     const updater = zebbridge.msix_auto_updater;
     updater.setErrorHandler((message) => console.log(JSON.stringify({ message })));
-    updater.applyUpdate(${JSON.stringify(address)});`, { milliseconds: 120000, started: dismissing(t) });
+    updater.applyUpdate(${JSON.stringify(address)});`,
+    { milliseconds: 120000, started: dismissing(t) },
+  );
   note(t, 'exit code', `${hex(status)} ${signal ?? ''}`);
   note(t, 'output', output);
   assert.equal(signal, null, 'neither an answer nor an end in two minutes');
@@ -145,9 +166,18 @@ test('an update without package identity', { skip: onlyWindows('package deployme
 // Closes the error box of a child, should it show one, and keeps its text.
 const dismissing = (t) => async (child) => {
   while (child.exitCode === null && child.signalCode === null) {
-    const [box] = desktop.windows(({ process: id, className, visible }) => id === child.pid && visible && className === '#32770');
+    const [box] = desktop.windows(
+      ({ process: id, className, visible }) => id === child.pid && visible && className === '#32770',
+    );
     if (box) {
-      note(t, 'box', desktop.childrenOf(box.window).map(({ text }) => text).join(' | '));
+      note(
+        t,
+        'box',
+        desktop
+          .childrenOf(box.window)
+          .map(({ text }) => text)
+          .join(' | '),
+      );
       addon.postMessage(box.window, 0x0010, 0);
     }
     await new Promise((resolve) => setTimeout(resolve, 50));

@@ -23,7 +23,9 @@ async function run(program, args = [], { environment = {}, folder, milliseconds 
   const descriptor = fs.openSync(output, 'w');
   const begin = process.hrtime.bigint();
   const child = spawn(program, args, {
-    stdio: ['ignore', descriptor, descriptor], cwd: folder, windowsHide: true,
+    stdio: ['ignore', descriptor, descriptor],
+    cwd: folder,
+    windowsHide: true,
     env: { ...process.env, NODE_TEST_CONTEXT: undefined, ...environment },
   });
   fs.closeSync(descriptor);
@@ -33,7 +35,11 @@ async function run(program, args = [], { environment = {}, folder, milliseconds 
       child.on('error', reject).on('exit', (status, signal) => resolve({ status, signal }));
     });
     const [result] = await Promise.all([ended, child.pid && started(child)]);
-    return { ...result, ms: Number((process.hrtime.bigint() - begin) / 1000000n), output: fs.readFileSync(output, 'utf8') };
+    return {
+      ...result,
+      ms: Number((process.hrtime.bigint() - begin) / 1000000n),
+      output: fs.readFileSync(output, 'utf8'),
+    };
   } finally {
     clearTimeout(timer);
     fs.rmSync(path.dirname(output), { recursive: true, force: true, maxRetries: 10 });
@@ -47,7 +53,10 @@ const lazy = (name) => require(${JSON.stringify(scripts)} + '/' + name);
 `;
 
 // Runs a script in a runtime of its own, by default this one.
-async function runScript(script, { executable = process.execPath, flags = ['--expose-gc'], prelude = PRELUDE, ...options } = {}) {
+async function runScript(
+  script,
+  { executable = process.execPath, flags = ['--expose-gc'], prelude = PRELUDE, ...options } = {},
+) {
   const folder = temporaryFolder();
   try {
     fs.writeFileSync(path.join(folder, 'script.js'), prelude + script);
@@ -58,7 +67,17 @@ async function runScript(script, { executable = process.execPath, flags = ['--ex
 }
 
 module.exports = {
-  root, file, buildFile, until, turn, manifest, system, wine, temporaryFolder, run, runScript,
+  root,
+  file,
+  buildFile,
+  until,
+  turn,
+  manifest,
+  system,
+  wine,
+  temporaryFolder,
+  run,
+  runScript,
   programs: path.join(root, 'programs'),
   short: Boolean(process.env.ZEB_KIT_SHORT),
   flavour: process.env.ZEB_KIT_FLAVOUR,

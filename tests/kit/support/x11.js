@@ -7,9 +7,21 @@ const addon = require(buildFile('node', 'desktop-control.node'));
 
 // X's buttons: 1 to 3, the wheels as 4 to 7, further ones.
 const BUTTONS = {
-  1: [[0x0002], [0x0004]], 2: [[0x0020], [0x0040]], 3: [[0x0008], [0x0010]],
-  4: [[0x0800, 120], []], 5: [[0x0800, -120], []], 6: [[0x1000, -120], []], 7: [[0x1000, 120], []],
-  8: [[0x0080, 1], [0x0100, 1]], 9: [[0x0080, 2], [0x0100, 2]],
+  1: [[0x0002], [0x0004]],
+  2: [[0x0020], [0x0040]],
+  3: [[0x0008], [0x0010]],
+  4: [[0x0800, 120], []],
+  5: [[0x0800, -120], []],
+  6: [[0x1000, -120], []],
+  7: [[0x1000, 120], []],
+  8: [
+    [0x0080, 1],
+    [0x0100, 1],
+  ],
+  9: [
+    [0x0080, 2],
+    [0x0100, 2],
+  ],
 };
 
 function send([flags, data = 0]) {
@@ -27,7 +39,9 @@ const x11 = {
   },
   position: async () => addon.cursor(),
   async search(title) {
-    return addon.windows(0).filter(({ visible, window }) => visible && new RegExp(title).test(addon.windowText(window)));
+    return addon
+      .windows(0)
+      .filter(({ visible, window }) => visible && new RegExp(title).test(addon.windowText(window)));
   },
   async waitForWindow(title, milliseconds = 10000) {
     const { until } = require('./until');

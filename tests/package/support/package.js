@@ -13,23 +13,23 @@ const sbom = path.join(folder, `zebbridge-${manifest.version}-sbom.cdx.json`);
 
 // One entry per binary: the module version, its image and its PDB.
 const binaries = ['123', '127', '137', '147'].map((abi) => ({
-    abi,
-    image: path.join(folder, 'content/prebuilds/win32-x64', `zebbridge.abi${abi}.node`),
-    pdb: path.join(folder, 'symbols', `abi${abi}`, 'zebbridge.pdb'),
+  abi,
+  image: path.join(folder, 'content/prebuilds/win32-x64', `zebbridge.abi${abi}.node`),
+  pdb: path.join(folder, 'symbols', `abi${abi}`, 'zebbridge.pdb'),
 }));
 
 // The exports and their methods, in order.
 const interfaces = {
-    crash_emitter: ['emitStackOverflow', 'emitAccessViolation'],
-    diagnostics: ['setLogHandler'],
-    hardware: ['getButtonState', 'capturePointer'],
-    windows: [
-        'registerApplicationRestart',
-        'openExternalIgnoringAppLinking',
-        'getWindowsUpdateBuildRevision',
-        'setWindowPlacement',
-    ],
-    msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
+  crash_emitter: ['emitStackOverflow', 'emitAccessViolation'],
+  diagnostics: ['setLogHandler'],
+  hardware: ['getButtonState', 'capturePointer'],
+  windows: [
+    'registerApplicationRestart',
+    'openExternalIgnoringAppLinking',
+    'getWindowsUpdateBuildRevision',
+    'setWindowPlacement',
+  ],
+  msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
 };
 
 module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries, interfaces };

@@ -1,36 +1,36 @@
 // Uses every function as an application would.
 import {
-    ButtonTransition,
-    crash_emitter,
-    diagnostics,
-    hardware,
-    LogLevel,
-    MouseButton,
-    msix_auto_updater,
-    ShowCommand,
-    shutdown,
-    supported,
-    windows,
-    type AddressOptions,
-    type ButtonsEvent,
-    type LoadErrorCode,
-    type MotionEvent,
-    type PointerCapture,
+  ButtonTransition,
+  crash_emitter,
+  diagnostics,
+  hardware,
+  LogLevel,
+  MouseButton,
+  msix_auto_updater,
+  ShowCommand,
+  shutdown,
+  supported,
+  windows,
+  type AddressOptions,
+  type ButtonsEvent,
+  type LoadErrorCode,
+  type MotionEvent,
+  type PointerCapture,
 } from 'zebbridge';
 
 const path: MotionEvent[] = [];
 const presses: ButtonsEvent[] = [];
 
 diagnostics.setLogHandler((message: string, level: LogLevel) => {
-    if (level === LogLevel.Error) path.length = message.length;
+  if (level === LogLevel.Error) path.length = message.length;
 });
 diagnostics.setLogHandler(null);
 
 const capture: PointerCapture = hardware.capturePointer();
 capture.setMotionEventCallback((event) => path.push(event));
 capture.setButtonsEventCallback((event) => {
-    presses.push(event);
-    if (event.left === ButtonTransition.Pressed && event.middle === 0 && event.right === 0) capture.stopCapturing();
+  presses.push(event);
+  if (event.left === ButtonTransition.Pressed && event.middle === 0 && event.right === 0) capture.stopCapturing();
 });
 if (!hardware.getButtonState(MouseButton.Left)) capture.startCapturing();
 capture.setMotionEventCallback(null);
@@ -51,7 +51,7 @@ msix_auto_updater.applyUpdate(records[0] ?? 'https://example.com/app.msix');
 msix_auto_updater.dispose();
 
 function crash(how: 'overflow' | 'violation'): never {
-    return how === 'overflow' ? crash_emitter.emitStackOverflow() : crash_emitter.emitAccessViolation();
+  return how === 'overflow' ? crash_emitter.emitStackOverflow() : crash_emitter.emitAccessViolation();
 }
 const code: LoadErrorCode = 'ERR_ZEBBRIDGE_UNAVAILABLE';
 const left: 0 = MouseButton.Left;

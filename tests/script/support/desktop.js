@@ -8,8 +8,17 @@ const addon = require(buildFile('node', 'desktop-control.node'));
 
 // https://learn.microsoft.com/windows/win32/api/winuser/ns-winuser-mouseinput
 const MOUSE = {
-  move: 0x0001, leftDown: 0x0002, leftUp: 0x0004, rightDown: 0x0008, rightUp: 0x0010, middleDown: 0x0020,
-  middleUp: 0x0040, xDown: 0x0080, xUp: 0x0100, wheel: 0x0800, horizontalWheel: 0x1000,
+  move: 0x0001,
+  leftDown: 0x0002,
+  leftUp: 0x0004,
+  rightDown: 0x0008,
+  rightUp: 0x0010,
+  middleDown: 0x0020,
+  middleUp: 0x0040,
+  xDown: 0x0080,
+  xUp: 0x0100,
+  wheel: 0x0800,
+  horizontalWheel: 0x1000,
 };
 const KEY = { left: 1, right: 2, middle: 4 };
 
@@ -66,13 +75,16 @@ const desktop = {
       events,
       motions: () => events.filter((event) => !Array.isArray(event)),
       buttons: () => events.filter(Array.isArray),
-      sum: () => events.reduce(({ x, y }, event) => (Array.isArray(event) ? { x, y } : { x: x + event.x, y: y + event.y }),
-        { x: 0, y: 0 }),
+      sum: () =>
+        events.reduce(({ x, y }, event) => (Array.isArray(event) ? { x, y } : { x: x + event.x, y: y + event.y }), {
+          x: 0,
+          y: 0,
+        }),
     };
   },
 
   windows: (predicate = () => true) => addon.windows(0).filter(predicate),
-  click: (button) => addon.postMessage(button, 0x00f5, 0),  // BM_CLICK
+  click: (button) => addon.postMessage(button, 0x00f5, 0), // BM_CLICK
   textOf: (window) => addon.windowText(window),
   childrenOf: (window) => addon.windows(window).map((child) => ({ ...child, text: addon.windowText(child.window) })),
 };

@@ -5,7 +5,6 @@
 //   page.run(() => capturing(() => {}));
 //   page.free();
 'use strict';
-const path = require('node:path');
 const { buildFile } = require('./built');
 
 const native = require(buildFile('node', 'environments.node'));
@@ -56,7 +55,9 @@ const LOAD = `
 
 class Environment {
   #id;
-  constructor(file) { this.#id = native.create(main(file)); }
+  constructor(file) {
+    this.#id = native.create(main(file));
+  }
 
   // Runs a script, or a function of the environment's own globals, and gives its value. What it leaves to
   // `process.nextTick` runs after the environment's next event.
@@ -66,7 +67,9 @@ class Environment {
   }
 
   // True unless it has been freed before.
-  free() { return native.free(this.#id); }
+  free() {
+    return native.free(this.#id);
+  }
 }
 
 module.exports = {

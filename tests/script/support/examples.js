@@ -15,13 +15,17 @@ const INSTALLED = `
 // Starts examples/<name> with these arguments, after `before`, a script of the test's own; see startScript.
 function startExample(name, values = [], { before = '', ...options } = {}) {
   const example = path.join(__dirname, '..', '..', '..', 'examples', name);
-  return startScript(`${INSTALLED}
+  return startScript(
+    `${INSTALLED}
     process.argv = [process.execPath, ${JSON.stringify([example, ...values].map(String)).slice(1)};
     {${before}}
-    require(${JSON.stringify(example)});`, options);
+    require(${JSON.stringify(example)});`,
+    options,
+  );
 }
 
 // The same for a piece of script out of a page.
-const startPiece = (text, { before = '', ...options } = {}) => startScript(`${INSTALLED}\n{${before}}\n${text}`, options);
+const startPiece = (text, { before = '', ...options } = {}) =>
+  startScript(`${INSTALLED}\n{${before}}\n${text}`, options);
 
 module.exports = { startExample, startPiece, runExample: (...values) => startExample(...values).ended };

@@ -32,8 +32,11 @@ module.exports = {
   // One that ends by itself, with this exit code, and says nothing but this.
   async ends(script, { status = 0, stdout = '', ...options } = {}) {
     const ended = await run(script, options);
-    assert.deepEqual({ status: ended.status, signal: ended.signal, stdout: ended.stdout }, { status, signal: null, stdout },
-      ended.stderr);
+    assert.deepEqual(
+      { status: ended.status, signal: ended.signal, stdout: ended.stdout },
+      { status, signal: null, stdout },
+      ended.stderr,
+    );
     assert.equal(ended.stderr, '');
   },
 };

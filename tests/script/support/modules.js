@@ -8,15 +8,23 @@ const root = path.join(__dirname, '..', '..', '..');
 
 // Copies of the modules of their own: { index, pointer, updates }. Not every stand-in has every component.
 function packageOver(native, supported = true) {
-  const loaded = new Map([[path.join(root, 'lib', 'native.js'), { exports: { native: { windows: {}, ...native }, supported } }]]);
+  const loaded = new Map([
+    [path.join(root, 'lib', 'native.js'), { exports: { native: { windows: {}, ...native }, supported } }],
+  ]);
   const load = (file) => {
     if (!loaded.has(file)) {
       const module = { exports: {} };
       loaded.set(file, module);
-      const requireFrom = (name) => (name.startsWith('.') ? load(path.resolve(path.dirname(file), name)) : require(name));
+      const requireFrom = (name) =>
+        name.startsWith('.') ? load(path.resolve(path.dirname(file), name)) : require(name);
       const parameters = ['module', 'exports', 'require', '__filename', '__dirname'];
       vm.compileFunction(fs.readFileSync(file, 'utf8'), parameters, { filename: file })(
-        module, module.exports, requireFrom, file, path.dirname(file));
+        module,
+        module.exports,
+        requireFrom,
+        file,
+        path.dirname(file),
+      );
     }
     return loaded.get(file).exports;
   };

@@ -15,7 +15,8 @@ const { until, turn } = require(${JSON.stringify(path.join(__dirname, 'until.js'
 `;
 
 // The exit code of std::terminate: Windows ends such a process by a fast fail, Wine's C runtime with a code of its own.
-const onWine = process.platform === 'win32' && fs.existsSync(path.join(process.env.SystemRoot, 'system32', 'winecfg.exe'));
+const onWine =
+  process.platform === 'win32' && fs.existsSync(path.join(process.env.SystemRoot, 'system32', 'winecfg.exe'));
 const TERMINATED = onWine ? 3 : 0xc0000409;
 
 const temporaryFolder = () => fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
@@ -24,16 +25,26 @@ function prepare(script, { prelude = true } = {}) {
   const folder = temporaryFolder();
   const file = path.join(folder, 'child.js');
   fs.writeFileSync(file, (prelude ? PRELUDE : '') + script);
-  return { folder, file, path: (name) => path.join(folder, name), read: (name) => fs.readFileSync(path.join(folder, name), 'utf8') };
+  return {
+    folder,
+    file,
+    path: (name) => path.join(folder, name),
+    read: (name) => fs.readFileSync(path.join(folder, name), 'utf8'),
+  };
 }
 
 // Starts a script. `ended` resolves with { status, signal, stdout, stderr }; `line(text)` resolves when the script has
 // printed that line.
-function startScript(script, { executable = process.execPath, prelude = true, environment = {}, milliseconds = 60000 } = {}) {
+function startScript(
+  script,
+  { executable = process.execPath, prelude = true, environment = {}, milliseconds = 60000 } = {},
+) {
   const files = prepare(script, { prelude });
   const [out, err] = ['out', 'err'].map((name) => fs.openSync(files.path(name), 'w'));
-  const child = spawn(executable, ['--expose-gc', files.file],
-    { stdio: ['ignore', out, err], env: { ...process.env, ...environment } });
+  const child = spawn(executable, ['--expose-gc', files.file], {
+    stdio: ['ignore', out, err],
+    env: { ...process.env, ...environment },
+  });
   for (const descriptor of [out, err]) fs.closeSync(descriptor);
   const timer = setTimeout(() => child.kill(), milliseconds * PATIENCE);
   const ended = new Promise((resolve, reject) => {
@@ -47,10 +58,12 @@ function startScript(script, { executable = process.execPath, prelude = true, en
     kill: () => child.kill(),
     output: () => files.read('out'),
     ended,
-    line: (text) => until(`the line "${text}"`, () => {
-      if (child.exitCode !== null) throw new Error(`ended with ${child.exitCode}: ${files.read('out')}${files.read('err')}`);
-      return files.read('out').split('\n').includes(text);
-    }),
+    line: (text) =>
+      until(`the line "${text}"`, () => {
+        if (child.exitCode !== null)
+          throw new Error(`ended with ${child.exitCode}: ${files.read('out')}${files.read('err')}`);
+        return files.read('out').split('\n').includes(text);
+      }),
   };
 }
 

@@ -7,8 +7,8 @@ const { buildFile } = require('./zebbridge'); // first: the loader itself must h
 const addon = require(buildFile('node', 'standin-control.node'));
 
 const escapes = { '\\': '\\\\', '\t': '\\t', '\n': '\\n', '\0': '\\0' };
-const value = (item) => (typeof item === 'boolean' ? String(Number(item)) : String(item))
-  .replace(/[\\\t\n\0]/g, (unit) => escapes[unit]);
+const value = (item) =>
+  (typeof item === 'boolean' ? String(Number(item)) : String(item)).replace(/[\\\t\n\0]/g, (unit) => escapes[unit]);
 
 // A stand-in's two functions; see tests/standins/Windows/control_text.h.
 function standin(file) {
@@ -35,13 +35,15 @@ const eventlog = {
   //             the at-th call (from 1) of a function gives `result` and sets the last error to `code`; with `work` it
   //             does its work all the same
   configure({ channels = [], records = [], batches = [], sizes = {}, quiet = false, faults = [] } = {}) {
-    log.command(['reset'],
+    log.command(
+      ['reset'],
       ...channels.map(({ name, status = 0 }) => ['channel', name, status]),
       ...records.map((xml) => ['record', xml]),
       ...batches.map((count) => ['batch', count]),
       ...Object.entries(sizes).map(([index, bytes]) => ['size', index, bytes]),
       ['quiet', quiet],
-      ...faults.map(({ call, at, code, result = false, work = false }) => ['fault', call, at, code, result, work]));
+      ...faults.map(({ call, at, code, result = false, work = false }) => ['fault', call, at, code, result, work]),
+    );
   },
   // Every call since then, in order, with its arguments, result and last error; of one function if named.
   calls: (name) => log.report('calls').filter(({ call }) => name === undefined || call === name),
@@ -64,15 +66,16 @@ const className = (name) => classes[name] ?? name;
 // The lines for one deployment's fate; what is not named stays as it was.
 function fate({ member = {}, reason, ...rest }) {
   return [
-    ...['end', 'status', 'error', 'text', 'extended', 'results'].filter((verb) => verb in rest)
+    ...['end', 'status', 'error', 'text', 'extended', 'results']
+      .filter((verb) => verb in rest)
       .map((verb) => [verb, rest[verb]]),
     ...(reason === undefined ? [] : [['reason', reason.kind ?? 'restricted', reason.text]]),
     ...Object.entries(member).map(([name, code]) => ['member', name, code]),
   ];
 }
 
-const perClass = (verb, settings = {}) => Object.entries(settings)
-  .map(([name, { code, reason = '' }]) => [verb, className(name), code, reason]);
+const perClass = (verb, settings = {}) =>
+  Object.entries(settings).map(([name, { code, reason = '' }]) => [verb, className(name), code, reason]);
 
 const winrt = {
   classes,
@@ -80,7 +83,11 @@ const winrt = {
   // Enters the classes in the registry of this prefix, or takes them out again.
   install() {
     for (const name of Object.values(classes)) {
-      addon.setRegistryText(activationKey(name), 'DllPath', path.win32.normalize(buildFile('standins', 'runtime-classes.dll')));
+      addon.setRegistryText(
+        activationKey(name),
+        'DllPath',
+        path.win32.normalize(buildFile('standins', 'runtime-classes.dll')),
+      );
     }
   },
   uninstall() {
@@ -96,12 +103,27 @@ const winrt = {
   //   launch      { code, reason }              what starting a launch gives
   //   refuse      { code, reason }              what starting a deployment gives
   //   deployment  fate                          how deployments end; see `outcomes`
-  configure({ activation, instance, agile = {}, options3 = true, options = 0, launch = { code: 0 },
-    refuse = { code: 0 }, deployment = {} } = {}) {
-    server.command(['reset'], ...perClass('activation', activation), ...perClass('instance', instance),
+  configure({
+    activation,
+    instance,
+    agile = {},
+    options3 = true,
+    options = 0,
+    launch = { code: 0 },
+    refuse = { code: 0 },
+    deployment = {},
+  } = {}) {
+    server.command(
+      ['reset'],
+      ...perClass('activation', activation),
+      ...perClass('instance', instance),
       ...Object.entries(agile).map(([name, flag]) => ['agile', className(name), flag]),
-      ['options3', options3], ['options', options],
-      ['launch', launch.code, launch.reason ?? ''], ['refuse', refuse.code, refuse.reason ?? ''], ...fate(deployment));
+      ['options3', options3],
+      ['options', options],
+      ['launch', launch.code, launch.reason ?? ''],
+      ['refuse', refuse.code, refuse.reason ?? ''],
+      ...fate(deployment),
+    );
   },
   // How deployments end from now on; nothing else changes.
   deploymentsEnd: (deployment) => server.command(['success'], ...fate(deployment)),
@@ -109,8 +131,10 @@ const winrt = {
   release: (index = 0) => server.command(['release', index]),
 
   // What the classes were given: { activations, uris, options, launches, updates, live }.
-  records: () => Object.fromEntries(['activations', 'uris', 'options', 'launches', 'updates', 'live']
-    .map((topic) => [topic, server.report(topic)])),
+  records: () =>
+    Object.fromEntries(
+      ['activations', 'uris', 'options', 'launches', 'updates', 'live'].map((topic) => [topic, server.report(topic)]),
+    ),
   updates: () => server.report('updates'),
   live: () => server.report('live'),
 
@@ -120,8 +144,12 @@ const winrt = {
     // As real deployments fail: the result tells, nothing throws.
     errorText: (text, code = -2147009293) => ({ status: 3, error: code, extended: code, text }),
     // Asking for the result fails; with a text of its own if there is a reason.
-    failure: (code, reason) => ({ status: 3, error: code, results: code,
-      reason: reason === undefined ? { kind: 'none', text: '' } : { text: reason } }),
+    failure: (code, reason) => ({
+      status: 3,
+      error: code,
+      results: code,
+      reason: reason === undefined ? { kind: 'none', text: '' } : { text: reason },
+    }),
     canceled: () => ({ status: 2 }),
     outOfMemory: () => ({ status: 3, error: -2147024882, results: -2147024882 }),
   },

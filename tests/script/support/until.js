@@ -9,7 +9,7 @@ const PATIENCE = Number(process.env.ZEB_PATIENCE || 1);
 // Resolves with the condition's first truthy value; the condition may be asynchronous.
 async function until(what, condition, milliseconds = 20000) {
   milliseconds *= PATIENCE;
-  for (const deadline = Date.now() + milliseconds; ;) {
+  for (const deadline = Date.now() + milliseconds; ; ) {
     const value = await condition();
     if (value) return value;
     if (Date.now() > deadline) throw new Error(`${what}: not within ${milliseconds} ms`);

@@ -1,7 +1,7 @@
 // The X server's pointer, keys and windows, for test scripts that run in the Windows Node.js. The events go the way real
 // ones go: X server, Wine, raw input. Works inside a desktop session (toolchain/wine/desktop), which sets ZEB_X11_PORT.
 'use strict';
-const http = require('http');
+const http = require('node:http');
 
 const port = Number(process.env.ZEB_X11_PORT || 0);
 
@@ -9,11 +9,14 @@ function request(method, path, body) {
   return new Promise((resolve, reject) => {
     const call = http.request({ host: '127.0.0.1', port, method, path, agent: false }, (response) => {
       const parts = [];
-      response.on('data', (part) => parts.push(part)).on('error', reject).on('end', () => {
-        const content = Buffer.concat(parts);
-        if (response.statusCode === 200) resolve(content);
-        else reject(new Error(`X11 broker: ${content}`));
-      });
+      response
+        .on('data', (part) => parts.push(part))
+        .on('error', reject)
+        .on('end', () => {
+          const content = Buffer.concat(parts);
+          if (response.statusCode === 200) resolve(content);
+          else reject(new Error(`X11 broker: ${content}`));
+        });
     });
     call.on('error', reject).end(body);
   });
@@ -29,7 +32,7 @@ async function xdotool(args, allowedStatus = 0) {
 }
 
 const x11 = {
-  available: port !== 0,  // tests that need a desktop skip themselves when false
+  available: port !== 0, // tests that need a desktop skip themselves when false
   xdotool,
 
   move: (dx, dy) => xdotool(['mousemove_relative', '--', dx, dy]),
@@ -50,7 +53,7 @@ const x11 = {
   },
 
   async waitForWindow(title, milliseconds = 10000) {
-    for (const deadline = Date.now() + milliseconds; ;) {
+    for (const deadline = Date.now() + milliseconds; ; ) {
       const [window] = await x11.search(title);
       if (window) return window;
       if (Date.now() > deadline) throw new Error(`no window titled ${title} within ${milliseconds} ms`);
@@ -58,7 +61,7 @@ const x11 = {
     }
   },
 
-  screenshot: () => request('GET', '/screenshot'),  // PNG bytes
+  screenshot: () => request('GET', '/screenshot'), // PNG bytes
 };
 
 module.exports = x11;

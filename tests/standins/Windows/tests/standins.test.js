@@ -49,9 +49,20 @@ test('the classes are reached through the registry and write down what they are 
   const { launches, uris, options, live } = winrt.records();
   assert.deepEqual(uris, [{ text: 'https://host/page', result: 0 }]);
   assert.deepEqual(options, [{ ignoreAppUriHandlers: true }]);
-  assert.deepEqual(launches, [{ uri: 'https://host/page', uriIsDefaultInterface: true,
-    optionsAreDefaultInterface: true, ignoreAppUriHandlers: true, thread: system.threadId(), result: 0 }]);
-  assert.deepEqual(Object.keys(live).filter((name) => !name.endsWith('Factory')), []);
+  assert.deepEqual(launches, [
+    {
+      uri: 'https://host/page',
+      uriIsDefaultInterface: true,
+      optionsAreDefaultInterface: true,
+      ignoreAppUriHandlers: true,
+      thread: system.threadId(),
+      result: 0,
+    },
+  ]);
+  assert.deepEqual(
+    Object.keys(live).filter((name) => !name.endsWith('Factory')),
+    [],
+  );
 });
 
 test('a held deployment ends when it is released', async () => {
@@ -106,11 +117,11 @@ test('the registry helper sets, replaces and removes the update revision', () =>
   assert.throws(() => zebbridge.windows.getWindowsUpdateBuildRevision(), { message: system.text(2) });
 });
 
-test('texts are the system\'s own', () => {
+test("texts are the system's own", () => {
   assert.match(system.text(2), /\S\r\n$/);
-  assert.equal(system.text(0xA1234567), '');
+  assert.equal(system.text(0xa1234567), '');
   assert.match(system.message(-2147024891), /\S$/);
-  assert.equal(system.message(0xA1234567), '');
+  assert.equal(system.message(0xa1234567), '');
 });
 
 test('a test window has a placement that can be read back', () => {
@@ -127,7 +138,7 @@ test('a test window has a placement that can be read back', () => {
   windows.close(hidden);
 });
 
-test('the module\'s calls are watched, and answered when a test says so', () => {
+test("the module's calls are watched, and answered when a test says so", () => {
   assert.equal(imports.watch(), 4);
   imports.take();
   zebbridge.windows.registerApplicationRestart();

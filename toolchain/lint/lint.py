@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""lint.py LLVM_VERSION BUILD_FOLDER WINDOWS_BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
+"""lint.py LLVM_VERSION TOOLS BUILD_FOLDER WINDOWS_BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
 
   format     C++ sources are as clang-format writes them
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in theirs
+  scripts    JavaScript and TypeScript are as the formatter writes them, and its linter finds nothing; see biome.json
+  shell      shellcheck finds nothing; see .shellcheckrc
   catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no package registry's address, nothing that only its writers understand
   tidy       clang-tidy over the product's sources, each as the first build that has it compiles it; results are kept
@@ -19,7 +21,7 @@ import re
 import subprocess
 import sys
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
+ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def tracked(*suffixes):
@@ -38,6 +40,20 @@ def check_format(llvm):
         return []
     wrong = sorted(set(re.findall(r'^([^\s:]+):\d+:\d+: error', done.stderr, re.M)))
     return [f'{name}: not formatted' for name in wrong] + ['to fix: ./zeb format']
+
+
+def check_scripts(tools):
+    biome = tools / 'node_modules/@biomejs/cli-linux-x64/biome'
+    done = subprocess.run([biome, 'ci', '--error-on-warnings', '--colors=off', '--max-diagnostics=50'], cwd=ROOT,
+                          capture_output=True, text=True)
+    return (done.stdout + done.stderr).splitlines() + ['to fix: ./zeb format'] if done.returncode else []
+
+
+def check_shell():
+    files = [name for name in tracked() if name.endswith('.sh') or
+             re.match(rb'#!.*\b(ba)?sh\b', (ROOT / name).open('rb').readline())]
+    done = subprocess.run(['shellcheck', '--format=gcc', *files], cwd=ROOT, capture_output=True, text=True)
+    return done.stdout.splitlines()
 
 
 # Who may include whom: a file's layer is the longest key its path starts with.
@@ -181,11 +197,13 @@ def check_tidy(llvm, builds, cache):
 
 
 def main():
-    llvm, totals = sys.argv[1], sys.argv[5]
-    *builds, cache = map(pathlib.Path, sys.argv[2:5])
+    llvm, totals = sys.argv[1], sys.argv[6]
+    tools, *builds, cache = map(pathlib.Path, sys.argv[2:6])
     checks = {
         'format': lambda: check_format(llvm),
         'layers': check_layers,
+        'scripts': lambda: check_scripts(tools),
+        'shell': check_shell,
         'catches': check_catches,
         'words': check_words,
         'tidy': lambda: check_tidy(llvm, builds, cache),
