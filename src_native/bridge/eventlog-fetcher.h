@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "bridge/eventlogsource.h"
+#include "bridge/event_log_source.h"
 
 namespace zeb {
 

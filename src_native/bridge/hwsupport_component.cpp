@@ -3,7 +3,7 @@
 #include <array>
 #include <utility>
 
-#include "bridge/keystate.h"
+#include "bridge/key_state.h"
 #include "common/utils/failure.h"
 #include "common/v8binding/v8binding.h"
 

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "bridge/component.h"
-#include "bridge/mousebutton.h"
+#include "bridge/mouse_button.h"
 #include "bridge/pointercapture.h"
 #include "bridge/rawinputdriver.h"
 

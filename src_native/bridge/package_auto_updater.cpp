@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "bridge/eventlog-fetcher.h"
-#include "bridge/packageupdate.h"
+#include "bridge/package_update.h"
 #include "common/utils/log.h"
 #include "common/v8binding/async_handle.h"
 #include "common/v8binding/environment.h"

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "bridge/eventlogsource.h"
+#include "bridge/event_log_source.h"
 
-/// An event log service for unit tests: answers the calls of bridge/eventlogsource.h from what a test has put into it,
-/// fails as told, and writes down what it is asked.
+/// An event log service for unit tests: answers the calls of bridge/event_log_source.h from what a test has put into
+/// it, fails as told, and writes down what it is asked.
 namespace standins {
 
 enum class EventLogCall { openQuery, getQueryProperty, takeRecords, renderXml, close, allocate };

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-#include "bridge/packagedeployment.h"
+#include "bridge/package_deployment.h"
 
 namespace standins {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// Package deployments for unit tests, in place of the platform's; see bridge/packagedeployment.h.
+/// Package deployments for unit tests, in place of the platform's; see bridge/package_deployment.h.
 namespace standins {
 
 /// What happens to the deployments that start from now on. Both run on the updates' worker threads.

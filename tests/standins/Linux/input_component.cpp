@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "bridge/buttonswapstate.h"
-#include "bridge/keystate.h"
+#include "bridge/button_swap_state.h"
+#include "bridge/key_state.h"
 #include "common/v8binding/v8binding.h"
 #include "standins/synthetic_input.h"
 

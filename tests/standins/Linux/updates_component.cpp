@@ -9,7 +9,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "bridge/packagedeployment.h"
+#include "bridge/package_deployment.h"
 #include "common/utils/text.h"
 #include "common/v8binding/v8binding.h"
 #include "standins/event_log.h"

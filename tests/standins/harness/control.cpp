@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "bridge/packagedeployment.h"
+#include "bridge/package_deployment.h"
 #include "bridge/rawinputdriver.h"
 #include "common/com/allocator.h"
 #include "common/com/shared_state.h"

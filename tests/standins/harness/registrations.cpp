@@ -1,7 +1,7 @@
 #include "bridge/crash_emitter.h"
 #include "bridge/diagnostics_component.h"
 #include "bridge/hwsupport_component.h"
-#include "bridge/keystate.h"
+#include "bridge/key_state.h"
 #include "bridge/node_module.h"
 #include "bridge/package_auto_updater.h"
 #include "control.h"

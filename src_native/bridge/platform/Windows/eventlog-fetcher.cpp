@@ -1,4 +1,4 @@
-// Speaks the event log service's protocol, but only through the calls in eventlogsource.h: compiles on any platform.
+// Speaks the event log service's protocol, but only through the calls in event_log_source.h: compiles on any platform.
 #include "bridge/eventlog-fetcher.h"
 
 #include <algorithm>

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <utility>
 
-#include "bridge/buttonswapstate.h"
+#include "bridge/button_swap_state.h"
 #include "common/com/shared_state.h"
 #include "common/utils/format.h"
 #include "common/utils/log.h"

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "bridge/buttonswapstate.h"
+#include "bridge/button_swap_state.h"
 #include "standins/Windows/user32/user32.h"
 #include "standins/uv_thread.h"
 #include "unit/bridge/platform/Windows/rawinputdriver_fixture.h"

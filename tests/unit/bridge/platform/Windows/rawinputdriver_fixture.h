@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "bridge/buttonswapstate.h"
+#include "bridge/button_swap_state.h"
 #include "bridge/rawinputdriver.h"
 #include "common/com/comptr.h"
 #include "standins/Windows/user32/user32.h"

@@ -1,4 +1,4 @@
-#include "bridge/packageupdate.h"
+#include "bridge/package_update.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "bridge/packagedeployment.h"
+#include "bridge/package_deployment.h"
 #include "standins/package_deployment.h"
 #include "standins/uv_thread.h"
 

@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "bridge/keystate.h"
+#include "bridge/key_state.h"
 
 namespace zeb {
 

@@ -1,4 +1,4 @@
-#include "bridge/keystate.h"
+#include "bridge/key_state.h"
 
 namespace zeb {
 

@@ -1,9 +1,9 @@
-#include "bridge/packageupdate.h"
+#include "bridge/package_update.h"
 
 #include <memory>
 #include <utility>
 
-#include "bridge/packagedeployment.h"
+#include "bridge/package_deployment.h"
 #include "bridge/thread_detach.h"
 
 namespace zeb {

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "bridge/eventlogsource.h"
+#include "bridge/event_log_source.h"
 
 namespace zeb::eventlog {
 

@@ -1,7 +1,7 @@
 #include <winrt/Windows.Foundation.h>
 #include <winrt/Windows.Management.Deployment.h>
 
-#include "bridge/packagedeployment.h"
+#include "bridge/package_deployment.h"
 #include "common/utils/text.h"
 
 namespace zeb {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "bridge/keystate.h"
+#include "bridge/key_state.h"
 
 namespace zeb {
 namespace {

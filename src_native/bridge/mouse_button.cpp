@@ -1,6 +1,6 @@
-#include "bridge/mousebutton.h"
+#include "bridge/mouse_button.h"
 
-#include "bridge/buttonswapstate.h"
+#include "bridge/button_swap_state.h"
 
 namespace zeb {
 

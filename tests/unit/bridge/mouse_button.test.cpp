@@ -1,11 +1,11 @@
-#include "bridge/mousebutton.h"
+#include "bridge/mouse_button.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <optional>
 
-#include "bridge/buttonswapstate.h"
+#include "bridge/button_swap_state.h"
 
 namespace zeb {
 namespace {
