@@ -1,6 +1,6 @@
 'use strict';
 
-const { absoluteUri } = require('./lib/absolute_uri.js');
+const { linkAddress, packageAddress } = require('./lib/absolute_uri.js');
 const constants = require('./lib/constants.js');
 const { native, supported } = require('./lib/native.js');
 
@@ -12,7 +12,7 @@ function checked(component, checks) {
     const check = checks[name] ?? ((first) => first);
     const methods = {
       [name](...values) {
-        if (this !== face) throw new TypeError('Illegal invocation');
+        if (supported && this !== face) throw new TypeError('Illegal invocation');
         if (values.length > 0) values[0] = check(values[0], values[1]);
         return component[name](...values);
       },
@@ -22,18 +22,10 @@ function checked(component, checks) {
   return face;
 }
 
-const addresses = (schemes) => (address, options) => absoluteUri(address, schemes, options);
-
 module.exports = {
   ...native,
-  ...(supported && {
-    windows: checked(native.windows, {
-      openExternalIgnoringAppLinking: addresses(['http', 'https', 'mailto']),
-    }),
-    msix_auto_updater: checked(native.msix_auto_updater, {
-      applyUpdate: addresses(['http', 'https', 'file']),
-    }),
-  }),
+  windows: checked(native.windows, { openExternalIgnoringAppLinking: linkAddress }),
+  msix_auto_updater: checked(native.msix_auto_updater, { applyUpdate: packageAddress }),
   supported,
   ...constants,
 };

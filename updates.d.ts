@@ -55,7 +55,7 @@ export interface ApplyUpdateOptions {
  * Call `windows.registerApplicationRestart()` before: otherwise nobody starts the application again.
  *
  * @param uri An absolute address of the package.
- * @throws UpdateError when the update fails.
+ * @throws UpdateError when the update fails or cannot start.
  * @throws TypeError with `code` "ERR_INVALID_URL" for text that is no such address, or one that names the wrong option.
  */
 export function applyUpdate(uri: string, options?: ApplyUpdateOptions): Promise<never>;
@@ -68,7 +68,7 @@ export type UpdateErrorTime = Date | number | string;
 
 /** Which records to read. */
 export interface UpdateErrorsOptions {
-  /** The earliest and the latest moment; without them there is no limit. */
+  /** The earliest and the latest moment, `until` no earlier than `since`; without them there is no limit. */
   since?: UpdateErrorTime | undefined;
   until?: UpdateErrorTime | undefined;
   /** The levels to read, critical and error by default. */

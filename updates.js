@@ -1,5 +1,6 @@
 'use strict';
 
+const { packageAddress } = require('./lib/absolute_uri.js');
 const { abortError, checkedOptions, checkSignal } = require('./lib/options.js');
 const { eventQuery } = require('./lib/event_query.js');
 const { readRecords } = require('./lib/event_records.js');
@@ -28,23 +29,29 @@ let isUpdating = false;
 async function applyUpdate(uri, options) {
   const { signal, schemes } = checkedOptions(options, ['signal', 'schemes']);
   checkSignal(signal);
+  const address = packageAddress(uri, { schemes });
   if (signal?.aborted) throw abortError(signal);
   if (isUpdating) {
     throw Object.assign(new Error('An update is running already.'), { code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' });
   }
-  const { msix_auto_updater: updater } = require('./index.js'); // not before: loading it may throw
-  updater.applyUpdate(uri, { schemes });
-  isUpdating = true;
+  const { msix_auto_updater: updater } = require('./lib/native.js').native; // not before: loading it may throw
   return new Promise((_, reject) => {
     // Windows goes on with what it has begun. Only the waiting ends.
     const onAbort = () => reject(abortError(signal));
-    signal?.addEventListener('abort', onAbort, { once: true });
-    updater.setErrorHandler((report) => {
+    const fail = (error) => {
       isUpdating = false;
       updater.setErrorHandler(null);
       signal?.removeEventListener('abort', onAbort);
-      reject(new UpdateError(report));
-    });
+      reject(error);
+    };
+    updater.setErrorHandler((report) => fail(new UpdateError(report))); // before the start, which may report at once
+    isUpdating = true;
+    signal?.addEventListener('abort', onAbort, { once: true });
+    try {
+      updater.applyUpdate(address);
+    } catch (error) {
+      fail(error);
+    }
   });
 }
 

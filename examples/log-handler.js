@@ -5,7 +5,12 @@
 const fs = require('node:fs');
 const { diagnostics, hardware, LogLevel, shutdown } = require('zebbridge');
 
-const file = fs.openSync(process.argv[2], 'a');
+const [, , name] = process.argv;
+if (name === undefined) {
+  console.error('usage: node log-handler.js FILE');
+  process.exit(2);
+}
+const file = fs.openSync(name, 'a');
 
 // An exception in here is dropped, so a full disk does not stop the application.
 diagnostics.setLogHandler((message, level) => {

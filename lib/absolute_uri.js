@@ -39,4 +39,7 @@ function absoluteUri(value, schemes, options) {
   return url.href.replaceAll(' ', '%20'); // the web's parser leaves those behind a scheme that it does not know
 }
 
-module.exports = { absoluteUri };
+module.exports = {
+  linkAddress: (value, options) => absoluteUri(value, ['http', 'https', 'mailto'], options),
+  packageAddress: (value, options) => absoluteUri(value, ['http', 'https', 'file'], options),
+};

@@ -14,7 +14,7 @@ function time(name, value) {
   const isTime = value instanceof Date || ['number', 'string'].includes(typeof value);
   const date = new Date(isTime ? value : NaN);
   if (Number.isNaN(date.getTime())) throw invalidOption(name, 'a time: a Date, milliseconds or an ISO text');
-  return date.toISOString();
+  return date;
 }
 
 // Text that XML can hold.
@@ -40,12 +40,15 @@ function filter({ since, until, levels = ['critical', 'error'] }) {
     throw invalidOption('levels', `an array with at least one of ${Object.keys(LEVELS).join(', ')}`);
   }
   const numbers = [...new Set(levels)].flatMap((level) => LEVELS[level]);
+  const first = time('since', since);
+  const last = time('until', until);
+  if (first > last) throw invalidOption('until', 'no earlier than "since"');
   const times = [
-    ['>=', time('since', since)],
-    ['<=', time('until', until)],
+    ['>=', first],
+    ['<=', last],
   ]
     .filter(([, value]) => value !== undefined)
-    .map(([comparison, value]) => `@SystemTime${comparison}'${value}'`);
+    .map(([comparison, value]) => `@SystemTime${comparison}'${value.toISOString()}'`);
   const conditions = [`(${numbers.map((number) => `Level=${number}`).join(' or ')})`];
   if (times.length > 0) conditions.push(`TimeCreated[${times.join(' and ')}]`);
   return `*[System[${conditions.join(' and ')}]]`;

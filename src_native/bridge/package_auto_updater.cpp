@@ -52,12 +52,14 @@ public:
     Update(const Update&) = delete;
     Update& operator=(const Update&) = delete;
 
-    /// False when there is no handle to report with, or no thread.
+    /// Whether there is a handle to report with, without which it must not start.
+    bool canReport() const noexcept { return m_completionSignal != nullptr; }
+    /// False when there is no thread. That is reported too.
     bool start(std::string packageUri) {
-        if (!m_completionSignal) return false;
-        uv_ref(reinterpret_cast<uv_handle_t*>(m_completionSignal.get()));
-        m_update = std::make_unique<PackageUpdate>(std::move(packageUri),
-                                                   [signal = m_completionSignal.get()] { uv_async_send(signal); });
+        uv_async_t* const signal = m_completionSignal.get();
+        m_update = std::make_unique<PackageUpdate>(std::move(packageUri), [signal] { uv_async_send(signal); });
+        uv_ref(reinterpret_cast<uv_handle_t*>(signal));
+        if (!m_update->isStarted()) uv_async_send(signal);
         return m_update->isStarted();
     }
     void abandon() noexcept { PackageUpdate::abandon(std::move(m_update)); }
@@ -98,17 +100,18 @@ std::vector<std::wstring> WindowsPackageAutoUpdater::getUpdateErrors(const std::
 
 void WindowsPackageAutoUpdater::applyUpdate(std::string packageUri) {
     if (environment() == nullptr) return;  // it has ended, and nobody would hear of the update
-    std::list<std::unique_ptr<Update>> started;
-    started.push_back(std::make_unique<Update>(*this, *environment()));
-    if (started.front()->start(std::move(packageUri))) {
-        m_updates.splice(m_updates.end(), started);
-        return;
-    }
-    started.clear();  // the log's handler may end the environment, which waits for its handles
+    std::list<std::unique_ptr<Update>> update;
+    update.push_back(std::make_unique<Update>(*this, *environment()));
+    const bool canReport = update.front()->canReport();
+    const bool isStarted = canReport && update.front()->start(std::move(packageUri));
+    if (canReport) m_updates.splice(m_updates.end(), update);
+    if (isStarted) return;
+    // The log's handler may release this component and end the environment: what the loop reports is then dropped.
     Log::write(
         Log::Level::error,
         SourceLocation{"zeb::WindowsPackageAutoUpdater::applyUpdate", "src_native/bridge/package_auto_updater", {}},
-        "Fail to start package update");
+        PackageUpdate::kNotStarted);
+    if (!canReport && m_errorHandler) (*m_errorHandler)(PackageUpdate::kNotStarted);
 }
 
 void WindowsPackageAutoUpdater::dispose() { m_errorHandler.reset(); }

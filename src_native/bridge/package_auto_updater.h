@@ -42,8 +42,9 @@ public:
     std::vector<std::wstring> getUpdateErrors(const std::string& query);
 
     /// Starts to apply the package at `packageUri` and returns at once; see `PackageUpdate`. Meant to be called again
-    /// only when the update before has ended; updates that overlap report one by one. An update that cannot start,
-    /// because the system gives no thread or the loop no handle, leaves one log record.
+    /// only when the update before has ended; updates that overlap report one by one. An update that cannot start
+    /// leaves one log record and is reported as a failed one: later when the system gives no thread, and before this
+    /// returns when the loop gives no handle to come back with.
     void applyUpdate(std::string packageUri);
 
     /// Drops the handler. A running update goes on.

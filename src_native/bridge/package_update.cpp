@@ -19,6 +19,7 @@ std::string reportText(const DeploymentFailure& failure) {
 PackageUpdate::PackageUpdate(std::string packageUri, std::function<void()> ended)
     : m_packageUri(std::move(packageUri)), m_ended(std::move(ended)) {
     m_started = uv_thread_create(&m_workerThread, &runUpdate, this) == 0;
+    if (!m_started) m_report = kNotStarted;
 }
 
 PackageUpdate::~PackageUpdate() { join(); }

@@ -16,11 +16,15 @@ namespace zeb {
 /// only after it: several updates may run side by side, as far as the system allows that. An abandoned update belongs
 /// to its worker.
 /// Failure: an address that is none, or a deployment that cannot even start, ends the process. Whoever ships such an
-/// address ships a broken update path and must see it at once. All later failures are reported.
+/// address ships a broken update path and must see it at once. All later failures are reported, and so is a worker that
+/// the system does not start.
 class PackageUpdate {
 public:
+    /// The report of an update that has not run.
+    static constexpr char kNotStarted[] = "Fail to start package update";
+
     /// Starts the worker. `ended` is called on it as the last thing it does, also after a success.
-    /// A thread that cannot be started leaves an update that has not run.
+    /// A worker that cannot be started calls nothing, and the report says so.
     PackageUpdate(std::string packageUri, std::function<void()> ended);
     /// Waits for the worker: until the deployment has finished.
     ~PackageUpdate();
@@ -45,7 +49,7 @@ private:
 
     const std::string m_packageUri;
     const std::function<void()> m_ended;
-    std::optional<std::string> m_report;  // the worker's until it is joined
+    std::optional<std::string> m_report;  // the worker's, if there is one, until it is joined
     std::atomic<State> m_state{State::running};
     uv_thread_t m_workerThread{};
     bool m_started = false;

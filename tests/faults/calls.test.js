@@ -226,7 +226,7 @@ for (const [kind, what] of [
   ['threadCreate', 'whose thread cannot be started'],
   ['asyncInit', 'that could not wake script'],
 ]) {
-  test(`an update ${what} has not run, and one record of level 2 says so`, async () => {
+  test(`an update ${what} has not run: one record of level 2 and one report say so`, async () => {
     updater.setErrorHandler(null);
     diagnostics.setLogHandler(null);
     const before = await idle();
@@ -238,10 +238,11 @@ for (const [kind, what] of [
     assert.equal(failing(kind, 1, 1, operations.applyUpdate).value, undefined);
     assert.deepEqual(records, [['Fail to start package update', 2]]);
     assert.equal(harness.counts().deployments, 0);
+    await until('its report', () => reports.length > 0);
     harness.planDeployments('heard', false);
     operations.applyUpdate();
-    await until('the report of the next', () => reports.length > 0);
-    assert.deepEqual(reports, ['heard']);
+    await until('the report of the next', () => reports.length > 1);
+    assert.deepEqual(reports, ['Fail to start package update', 'heard']);
     assert.equal(records.length, 1);
     updater.setErrorHandler(null);
     diagnostics.setLogHandler(null);

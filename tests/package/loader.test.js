@@ -194,9 +194,21 @@ describe('where there is no binary at all', () => {
         if (component) assert.deepStrictEqual(Object.keys(owner), methods);
         for (const method of methods) {
           assert.strictEqual(owner[method].name, method);
-          if (IDLE.includes(method)) assert.strictEqual(owner[method](null), undefined, method);
-          else assert.throws(() => owner[method](0), refusal, method);
+          const call = (...values) => owner[method](...values);
+          const detached = owner[method];
+          if (IDLE.includes(method)) {
+            assert.strictEqual(call(null), undefined, method);
+            assert.strictEqual(detached(null), undefined, method);
+          } else {
+            for (const values of [[], ['https://example.com/']]) assert.throws(() => call(...values), refusal, method);
+          }
         }
+      }
+      for (const call of [
+        () => exports.windows.openExternalIgnoringAppLinking('no address'),
+        () => exports.msix_auto_updater.applyUpdate('no address'),
+      ]) {
+        assert.throws(call, { name: 'TypeError', code: 'ERR_INVALID_URL' });
       }
     });
   }

@@ -7,12 +7,11 @@ const path = require('node:path');
 const { winrt, system } = require('./support/standins');
 const { schemes, addresses } = require('./support/addresses');
 const { startPiece } = require('./support/examples');
-const { absoluteUri } = require('../../lib/absolute_uri.js');
+const { linkAddress } = require('../../lib/absolute_uri.js');
 
-const OWN = ['http', 'https', 'mailto'];
 const handedOn = (text) => {
   try {
-    return absoluteUri(text, OWN, { schemes });
+    return linkAddress(text, { schemes });
   } catch (error) {
     assert.strictEqual(error.name, 'TypeError');
     assert.strictEqual(error.code, 'ERR_INVALID_URL');
@@ -113,19 +112,19 @@ describe('the schemes', () => {
   const invalid = { name: 'TypeError', code: 'ERR_INVALID_URL' };
 
   test('are those of the list', () => {
-    assert.strictEqual(absoluteUri('mailto:a@example.com', OWN), 'mailto:a@example.com');
-    assert.throws(() => absoluteUri('ms-settings:', OWN), {
+    assert.strictEqual(linkAddress('mailto:a@example.com'), 'mailto:a@example.com');
+    assert.throws(() => linkAddress('ms-settings:'), {
       ...invalid,
       message: 'Invalid URL: the scheme "ms-settings:" is none of http:, https:, mailto:',
     });
   });
 
   test('can be more, in any case', () => {
-    assert.strictEqual(absoluteUri('ms-settings:', OWN, { schemes: ['MS-Settings'] }), 'ms-settings:');
+    assert.strictEqual(linkAddress('ms-settings:', { schemes: ['MS-Settings'] }), 'ms-settings:');
   });
 
   test('never include a drive', () => {
-    assert.throws(() => absoluteUri('C:\\x', OWN, { schemes: ['c'] }), {
+    assert.throws(() => linkAddress('C:\\x', { schemes: ['c'] }), {
       ...invalid,
       message: 'Invalid URL: "c:" is a drive, not a scheme',
     });
@@ -133,7 +132,7 @@ describe('the schemes', () => {
 
   test('are named in an array of texts', () => {
     for (const wrong of ['ms-settings', [1], ['ms-settings:'], [''], {}, 0]) {
-      assert.throws(() => absoluteUri('ms-settings:', OWN, { schemes: wrong }), {
+      assert.throws(() => linkAddress('ms-settings:', { schemes: wrong }), {
         name: 'TypeError',
         code: 'ERR_INVALID_ARG_VALUE',
         message: /"schemes"/,
@@ -142,18 +141,15 @@ describe('the schemes', () => {
   });
 
   test('what a conversion throws is thrown', () => {
-    assert.throws(() => absoluteUri(Symbol('a'), OWN), /Symbol/);
+    assert.throws(() => linkAddress(Symbol('a')), /Symbol/);
     const own = new Error('own');
     assert.throws(
       () =>
-        absoluteUri(
-          {
-            toString() {
-              throw own;
-            },
+        linkAddress({
+          toString() {
+            throw own;
           },
-          OWN,
-        ),
+        }),
       own,
     );
   });

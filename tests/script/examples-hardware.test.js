@@ -87,6 +87,11 @@ test('log-handler.js writes the log', async () => {
   );
 });
 
+test('log-handler.js without a file says how it is used', async () => {
+  const { status, stdout, stderr } = await runExample('log-handler.js');
+  assert.deepEqual({ status, stdout, stderr }, { status: 2, stdout: '', stderr: 'usage: node log-handler.js FILE\n' });
+});
+
 test('button-state.js shows what is held', { skip }, async () => {
   const example = startExample('button-state.js');
   await example.line('none');

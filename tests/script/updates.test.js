@@ -7,7 +7,7 @@ const { getEventListeners } = require('node:events');
 const path = require('node:path');
 const { test, describe, afterEach } = require('node:test');
 const { pathToFileURL } = require('node:url');
-const { addon, file, harness, until } = require('./support/harness');
+const { addon, file, harness, failing, until } = require('./support/harness');
 const { root, packageOver } = require('./support/modules');
 const { runScript } = require('./support/processes');
 
@@ -84,7 +84,7 @@ describe('applyUpdate', () => {
     harness.planDeployments('first', true);
     const first = applyUpdate(uri);
     await assert.rejects(applyUpdate(uri), running);
-    await assert.rejects(applyUpdate('no address'), running);
+    await assert.rejects(applyUpdate('no address'), { name: 'TypeError', code: 'ERR_INVALID_URL' });
     harness.releaseDeployments();
     await assert.rejects(first, { message: 'first' });
     assert.equal((await failureOf('second')).message, 'second');
@@ -105,6 +105,16 @@ describe('applyUpdate', () => {
     assert.equal(handler, null);
     await assert.rejects(update, { name: 'UpdateError', message: 'failed' });
   });
+
+  for (const kind of ['threadCreate', 'asyncInit']) {
+    test(`rejects when the update cannot start, and takes the next one (${kind})`, async () => {
+      harness.planDeployments('it ran', false);
+      const { value } = failing(kind, 1, 1, () => applyUpdate(uri));
+      const message = 'Fail to start package update';
+      await assert.rejects(value, { name: 'UpdateError', message, code: undefined, hresult: undefined });
+      assert.equal((await failureOf('the next')).message, 'the next');
+    });
+  }
 
   test('an update may be started where the one before is caught', async () => {
     harness.planDeployments('again', false);
@@ -385,6 +395,8 @@ describe('updateErrors', () => {
     for (const [name, values] of Object.entries(wrong)) {
       for (const value of values) await assert.rejects(updateErrors({ [name]: value }), wrongOption(name));
     }
+    await assert.rejects(updateErrors({ since: 2, until: 1 }), wrongOption('until'));
+    await assert.rejects(updateErrors({ since: '+012026-01-01', until: new Date() }), wrongOption('until'));
     await assert.rejects(updateErrors({ query: '*', since: 0 }), wrongOption('since'));
     await assert.rejects(updateErrors({ query: '*', levels: ['error'] }), wrongOption('levels'));
     await assert.rejects(updateErrors({ query: '<QueryList/>', channel: 'Application' }), wrongOption('channel'));
@@ -512,6 +524,13 @@ describe('where the native part is missing', () => {
       await assert.rejects(updates.applyUpdate(uri), sentence);
       await assert.rejects(updates.updateErrors(), sentence);
     }
+  });
+
+  test('what is wrong with a call is said all the same', async () => {
+    const { updates } = packageOver(native, false);
+    await assert.rejects(updates.applyUpdate('no address'), { name: 'TypeError', code: 'ERR_INVALID_URL' });
+    await assert.rejects(updates.applyUpdate(uri, { signal: 1 }), wrongOption('signal'));
+    await assert.rejects(updates.updateErrors({ limit: 0 }), wrongOption('limit'));
   });
 });
 

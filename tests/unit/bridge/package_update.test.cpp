@@ -148,13 +148,13 @@ TEST_F(PackageUpdateTest, updatesThatOverlapKeepToThemselves) {
     for (char number = '0'; number < '8'; ++number) EXPECT_NE(numbers.find(number), std::string::npos) << number;
 }
 
-TEST_F(PackageUpdateTest, threadThatCannotBeStartedLeavesNothingToWaitFor) {
+TEST_F(PackageUpdateTest, threadThatCannotBeStartedIsReportedWithoutWaiting) {
     standins::failThreadCreation(true);
     const int joinsBefore = standins::joinCalls();
     {
         PackageUpdate update(kUri, [] { ADD_FAILURE() << "it has not run"; });
         EXPECT_FALSE(update.isStarted());
-        EXPECT_EQ(update.waitForReport(), std::nullopt);
+        EXPECT_EQ(update.waitForReport(), "Fail to start package update");
     }
     standins::failThreadCreation(false);
     EXPECT_EQ(standins::joinCalls(), joinsBefore);
