@@ -49,13 +49,15 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
-# Objects are shared by all build folders and, because paths below the checkout count as relative, by all checkouts.
+# Objects are shared by all build folders and, because paths below the checkout count as relative, by all checkouts; a new
+# sysroot with the same headers finds them too.
 find_program(ZEB_CCACHE ccache)
 if(ZEB_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT ZEB_MSVC)
   set(_launcher env CCACHE_DIR=${ZEB_CACHE}/ccache CCACHE_NOHASHDIR=1)
   if(ZEB_CROSS)
     file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR}/checkout SYMBOLIC)
-    list(PREPEND _launcher ${ZEB_TOOLCHAIN_DIR}/cmake/compile ${PROJECT_SOURCE_DIR})
+    file(CREATE_LINK ${ZEB_SYSROOT} ${CMAKE_BINARY_DIR}/sysroot SYMBOLIC)
+    list(PREPEND _launcher ${ZEB_TOOLCHAIN_DIR}/cmake/compile ${PROJECT_SOURCE_DIR} ${ZEB_SYSROOT})
   else()
     list(APPEND _launcher CCACHE_BASEDIR=${PROJECT_SOURCE_DIR})
   endif()
@@ -89,7 +91,8 @@ else()
   if(ZEB_CROSS)
     # No build paths in the debug information: objects are shared by flavours and folders. Not in the toolchain file: the
     # linker's driver warns about it.
-    target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line>
+    target_compile_options(zeb_options INTERFACE
+      "$<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line;-ffile-prefix-map=sysroot=/sysroot>"
       "SHELL:$<$<NOT:$<COMPILE_LANGUAGE:RC>>:-Xclang -object-file-name=object.obj>")
     target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE)
   else()
