@@ -15,8 +15,8 @@ struct Override {
     ComPtr<Allocator> allocator ZEB_GUARDED_BY(lock);
 };
 
-// Never destroyed: objects may still be made and released while the process runs its exit handlers. In memory that is
-// there, because asking for an allocator cannot fail.
+// Never destroyed, because objects may still be made and released while the process runs its exit handlers. The memory
+// is static, because asking for an allocator must not fail.
 Override& overrideSlot() {
     alignas(Override) static std::byte memory[sizeof(Override)];
     static Override& slot = *new (&memory[0]) Override;
@@ -38,6 +38,6 @@ void setCurrentAllocator(ComPtr<Allocator> allocator) {
     Override& slot = overrideSlot();
     const LockGuard guard(slot.lock);
     slot.allocator.swap(allocator);
-}  // the one before is released after the lock
+}  // the previous allocator is released after the lock
 
 }  // namespace common

@@ -13,7 +13,7 @@ void CrtAllocator::deallocate(void* block, const BlockDescriptor&) noexcept { st
 
 namespace {
 
-/// The instance lives in static storage, so its state names no allocator and its last release frees no memory.
+/// The instance lives in static storage. Its state therefore names no allocator, and its last release frees no memory.
 class StaticCrtAllocator {
 public:
     StaticCrtAllocator()

@@ -9,30 +9,37 @@
 
 namespace common {
 
-/// Where a failure or a log record was written. Views: whoever keeps one longer than the call copies the texts.
-/// Functions, files and lines are constants of their site and part of the message texts that users compare; they do
-/// not follow later edits of the source.
+/// Where a failure occurred or a log record was written. The members are views: copy the texts to keep them longer than
+/// the call. Function, file and line are constants at each site. They are part of the message texts that users compare,
+/// so they do not follow later edits of the source.
 struct SourceLocation {
     std::string_view function;
     std::string_view file;
     std::optional<std::uint32_t> line;
 };
 
-/// The root of the module's own exceptions: an ordinary run-time failure that the binding layer hands to script.
-/// Derives virtually, so that a class may also inherit another standard exception.
+/// The root of the module's own exceptions: an ordinary run-time failure that the binding layer turns into a script
+/// `Error`. The base is virtual so that a class may also inherit from another standard exception.
+///
+/// Throw a failure that the caller can handle; raise an assertion failure for a broken invariant:
+///
+///     constexpr SourceLocation here{"zeb::openWindow", "src_native/bridge/window", 41};
+///     if (refused) throw common_internal::DefaultException(here, "The window cannot be opened", 0);
+///     if (window == nullptr) raiseAssertionFailure(here, nullptr, "window != nullptr", "There is no window");
 class Exception : public virtual std::exception {
 public:
     /// The message alone, NUL-terminated. `what()` returns the same text.
     virtual const char* message() const noexcept = 0;
-    /// "file(line):message", or the message alone when the location names neither function nor file. Made on the
-    /// first call and kept; not safe on two threads at once.
+    /// "file(line):message", or only the message when the location names neither function nor file. The text is made on
+    /// the first call and kept, so two threads must not call this at once.
     virtual const char* fullText() const = 0;
-    /// Views into this exception.
+    /// The texts are views into this exception.
     virtual SourceLocation location() const noexcept = 0;
     virtual std::uint32_t code() const noexcept = 0;
 };
 
-/// Implements the texts of `Exception` for the interface `Base`. Copies carry every field, the kept full text included.
+/// Implements `Exception` for the interface `Base`. A copy carries every field, including a full text that was already
+/// made.
 template <typename Base>
 class ExceptionImpl : public Base {
 public:
@@ -62,7 +69,7 @@ extern template class ExceptionImpl<Exception>;
 
 namespace common_internal {
 
-/// The exception that this program throws, by value.
+/// The exception that this module throws, by value.
 class DefaultException : public ExceptionImpl<Exception> {
 public:
     using ExceptionImpl<Exception>::ExceptionImpl;
@@ -70,28 +77,31 @@ public:
 
 }  // namespace common_internal
 
-/// Takes assertion failures in place of the default report. One may be installed in the process; the default ends it.
+/// Receives assertion failures instead of the default report, which ends the process. The process has at most one
+/// handler.
 class AssertionHandler {
 public:
     AssertionHandler() = default;
     AssertionHandler(const AssertionHandler&) = delete;
     AssertionHandler& operator=(const AssertionHandler&) = delete;
     virtual ~AssertionHandler() = default;
-    /// Called on the failing thread. After it returns, the failed site goes on with what it has (a null pointer, say).
+    /// Called on the failing thread. When it returns, the failed code continues with what it has, for example a null
+    /// pointer.
     virtual void onAssertionFailure(const SourceLocation& location, const char* module, const char* expression,
                                     const char* message) = 0;
 };
 
-/// Installs `handler` (or none) and destroys the one before. Not to be called while another thread may be failing.
+/// Installs `handler`, or none when it is null, and destroys the previous one. Must not be called while another thread
+/// may fail.
 void setAssertionHandler(std::unique_ptr<AssertionHandler> handler);
 
-/// Reports a broken invariant. With a handler installed: calls it and returns. Otherwise: sends the report to the
-/// debugger and stops there if one is attached, shows it in a message box with the caption "FAILURE", and ends the
-/// process by `std::terminate`.
+/// Reports a broken invariant. With a handler installed, calls it and returns. Without one, it sends the report to the
+/// debugger and stops there if one is attached, shows the report in a message box with the caption "FAILURE", and ends
+/// the process with `std::terminate`.
 ///
-/// `module` is null at every site of this program. The report then shows empty parentheses for it; any other value is
-/// shown as "unknown", because the report has no way to tell modules apart.
-/// Any thread; the box blocks the failing one.
+/// `module` is null everywhere in this module, and the report then shows empty parentheses for it. Any other value is
+/// shown as "unknown", because the report cannot tell modules apart.
+/// Any thread. The message box blocks the thread that failed.
 void raiseAssertionFailure(const SourceLocation& location, const char* module, const char* expression,
                            const std::string& message);
 

@@ -38,7 +38,7 @@ void renderTypeInfo(std::ostream& out, const void* value) {
 namespace zeb_internal {
 namespace {
 
-// The messages are part of the output, so they are ours and not those of the standard library in use.
+// These messages are part of the output, so they are ours: those of standard libraries differ.
 int toInt(const std::string& text) {
     char* end = nullptr;
     errno = 0;
@@ -54,7 +54,7 @@ std::string_view stripBlanks(std::string_view text) {
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-/// Puts a stream's flags back as they were at construction.
+/// Restores a stream's flags to what they were at construction.
 class FlagsSaver {
 public:
     explicit FlagsSaver(std::ostream& out) : m_out(out), m_flags(out.flags()) {}
@@ -67,8 +67,8 @@ private:
     std::ios_base::fmtflags m_flags;
 };
 
-/// The option `f.P`: fixed point with P digits as long as it lives. Leaves the base and the case alone, because options
-/// after it may have set them.
+/// The option `f.P`: fixed point with P digits for as long as this object lives. It leaves base and case alone, because
+/// later options may have set them.
 class FFixedFormatting {
 public:
     FFixedFormatting(std::ostream& out, std::string_view token)
@@ -95,7 +95,7 @@ private:
     std::streamsize m_precision;
 };
 
-/// All options of one placeholder, applied in order; undone together when this goes out of scope.
+/// All options of one placeholder, applied in order. The destructor undoes them together.
 class AppliedOptions {
 public:
     AppliedOptions(std::ostream& out, std::string_view options) : m_flags(out) {
@@ -136,7 +136,7 @@ private:
 };
 
 struct Placeholder {
-    int index;  // -1: options only
+    int index;  // -1: only options
     std::string_view options;
 };
 
@@ -152,7 +152,7 @@ class Formatter {
 public:
     Formatter(std::string_view text, const FormatArgument* arguments, std::size_t count)
         : m_text(text), m_arguments(arguments), m_count(count) {
-        m_out.imbue(std::locale::classic());  // a host's global locale must not group the digits
+        m_out.imbue(std::locale::classic());  // the host's global locale must not group digits
         m_out << std::boolalpha;
     }
 
@@ -165,7 +165,7 @@ public:
     }
 
 private:
-    // Looks at the character at `position` and returns where to go on.
+    // Looks at the character at `position` and returns the position to continue at.
     std::size_t scan(std::size_t position) {
         const char c = m_text[position];
         if (c == '{') {
@@ -177,7 +177,7 @@ private:
         if (c != '%' || position + 1 == m_text.size()) return position + 1;
         if (m_text[position + 1] == '%') {
             m_out << '%';
-            m_literal = position + 2;  // what was pending before the pair is dropped
+            m_literal = position + 2;  // drops the pending literal text
             return position + 2;
         }
         std::size_t end = position + 1;
@@ -215,9 +215,9 @@ private:
     std::string_view m_text;
     const FormatArgument* m_arguments;
     std::size_t m_count;
-    std::size_t m_literal = 0;  // start of the literal text not written yet
+    std::size_t m_literal = 0;  // start of the literal text that is not yet written
     std::ostringstream m_out;
-    std::optional<AppliedOptions> m_lasting;  // options that hold until the next options-only placeholder
+    std::optional<AppliedOptions> m_lasting;  // in effect until the next placeholder of options only
 };
 
 }  // namespace

@@ -11,26 +11,28 @@
 
 namespace common {
 
-/// One argument of `format`: a value that is only looked at while the call runs, and how to write it.
+/// One argument of `format`: a value, which must live until the call returns, and the function that writes it.
 struct FormatArgument {
     const void* value;
     void (*render)(std::ostream& out, const void* value);
 };
 
-/// Builds a diagnostic text from `text` and its arguments. Two placeholder forms may be mixed:
+/// Builds a diagnostic text from `text` and its arguments. Two forms of placeholder may be mixed:
 ///
-/// - `{N}` counts from zero, `%N` from one; a missing argument is written as `()`.
-/// - `{N:options}` applies options to that argument, `{:options}` to all later ones until the next such placeholder.
-///   Options, separated by `:` and told by their first letter: `x` hexadecimal, `d` decimal, in upper case also with
-///   upper-case digits; `f.P` fixed point with P digits.
-/// - `%%` is one percent sign; **the literal text between the previous placeholder and `%%` is lost**. Texts of the
-///   installed base rely on it, so it stays.
-/// - Without arguments the text is returned as it is, placeholders included.
+/// - `{N}` counts from zero, `%N` from one. A missing argument is written as `()`.
+/// - `{N:options}` applies options to that argument; `{:options}` applies them to all later arguments until the next
+///   such placeholder. Options are separated by `:` and recognised by their first letter: `x` hexadecimal and `d`
+///   decimal, in upper case also with upper-case digits; `f.P` fixed point with P digits.
+/// - `%%` is one percent sign; **the literal text between the previous placeholder and `%%` is lost**. Message texts
+///   are part of the interface, so this stays.
+/// - Without arguments, the text is returned unchanged, including its placeholders.
 ///
-/// A malformed placeholder never fails the caller: `ERROR:(reason)` stands in its place. Exceptions that are not
-/// `std::exception`, thrown by a render function, pass through.
+/// A malformed placeholder is written as `ERROR:(reason)` and never makes the call fail. An exception from a render
+/// function passes through if it is not a `std::exception`.
 ///
 ///     format("{0} of %2, {1:x}", 1, 255) == "1 of 255, ff"
+///     format("{0:f.2} s", 1.5) == "1.50 s"
+///     format("{0} of {1}", "one") == "one of ()"
 std::string format(std::string_view text, const FormatArgument* arguments, std::size_t count);
 
 namespace format_internal {
@@ -47,8 +49,8 @@ void renderStreamable(std::ostream& out, const void* value) {
     out << *static_cast<const T*>(value);
 }
 
-// The plain-value types that the callers pass; add one here when a caller needs it. An argument refers to its value, so
-// a value of another type must not convert: it would refer to a temporary that is gone before it is rendered.
+// The types that callers pass; add one here when a caller needs it. An argument refers to its value, so a value of
+// another type must not convert: the argument would refer to a temporary that is gone before it is rendered.
 template <typename T>
 FormatArgument argument(const T& value) = delete;
 template <std::same_as<bool> Bool>
@@ -80,8 +82,8 @@ FormatArgument argument(const char (&value)[N]) {
 
 }  // namespace format_internal
 
-/// `format` with its arguments in place. A null `const char*` writes nothing; wide text is never converted and writes
-/// a fixed note instead; a `std::type_info` writes the readable type name.
+/// `format` with its arguments in place. A null `const char*` writes nothing. Wide text is never converted; a fixed
+/// note stands in its place. A `std::type_info` writes the readable name of the type.
 template <typename... Args>
 std::string format(std::string_view text, const Args&... args) {
     const std::array<FormatArgument, sizeof...(Args)> list{format_internal::argument(args)...};

@@ -9,11 +9,11 @@ namespace common {
 template <typename... Args>
 struct TypeList {};
 
-/// An abstract callable that one owner holds through `std::unique_ptr` and deletes through the virtual destructor.
+/// An abstract callable. One owner holds it through `std::unique_ptr` and deletes it through the virtual destructor.
 ///
-/// `K` separates two families that must never be mixed up even when their signatures agree:
-/// 0 calls into script (script thread only), 1 wraps native code (any thread its maker allows).
-/// The virtual operations keep this order: destructor, call.
+/// `K` separates two families that must never be mixed, even when their signatures are equal: 0 calls into script
+/// (script thread only), 1 wraps native code (any thread that its maker allows). The order of the virtual functions is
+/// fixed: destructor, call.
 template <int K, typename R, typename List>
 class FunctorClass;
 
@@ -27,7 +27,7 @@ public:
     virtual R operator()(Args... args) = 0;
 };
 
-/// A native lambda as a functor of family 1. Owns the lambda and so whatever it captured.
+/// A native lambda as a functor of family 1. Owns the lambda and therefore everything it captured.
 template <typename Lambda, int K, typename R, typename... Args>
 class DefaultFunctor final : public FunctorClass<K, R, TypeList<Args...>> {
 public:

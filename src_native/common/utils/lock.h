@@ -6,11 +6,15 @@
 
 namespace common {
 
-/// The platform's lock: on Windows a critical section. Recursive, not copyable.
+/// The platform's lock; on Windows a critical section. Recursive, not copyable.
 ///
-/// Threads: any. Failure: none; acquiring waits without limit.
-/// The platform's object lives inside this one, so an owner embeds a lock without a further allocation; the
-/// platform's source asserts that it fits.
+/// Threads: any. Failure: none; acquiring it waits without limit.
+/// The platform's object lives inside this one, so a lock needs no allocation of its own. The platform's source asserts
+/// that the object fits.
+///
+///     Lock m_lock;
+///     int m_count ZEB_GUARDED_BY(m_lock) = 0;
+///     void increment() { const LockGuard guard(m_lock); ++m_count; }
 class ZEB_CAPABILITY("lock") Lock {
 public:
     Lock() noexcept;

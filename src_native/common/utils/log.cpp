@@ -16,8 +16,8 @@ struct Slot {
     std::shared_ptr<Log::Handler> handler ZEB_GUARDED_BY(lock);
 };
 
-// Never destroyed: threads may still write while the process runs its exit handlers. In memory that is there, because
-// the first use may be the removal of a handler, which cannot fail.
+// Never destroyed, because threads may still write while the process runs its exit handlers. The memory is static,
+// because the first use may be the removal of a handler, which must not fail.
 Slot& slot() {
     alignas(Slot) static std::byte memory[sizeof(Slot)];
     static Slot& instance = *new (memory) Slot;
@@ -45,6 +45,6 @@ void Log::setHandler(std::unique_ptr<Handler> handler) {
     Slot& installed = slot();
     const LockGuard guard(installed.lock);
     installed.handler.swap(shared);
-}  // the one before is released after the lock
+}  // the previous handler is released after the lock
 
 }  // namespace common::diagnostics

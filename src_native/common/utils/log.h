@@ -11,7 +11,7 @@
 
 namespace common::diagnostics {
 
-/// Where and when a log record was written. The texts are views that live as long as the handler's call.
+/// Where and when a log record was written. The texts are views that are valid during the handler's call.
 struct LogContext {
     std::int64_t timeStamp;  ///< 100-nanosecond ticks since 1970-01-01 UTC
     std::string_view function;
@@ -19,17 +19,21 @@ struct LogContext {
     std::optional<std::uint32_t> line;
 };
 
-/// The module's log: records go to the one installed handler; without one they are dropped. It has no sink of its own.
+/// The module's log. Log records go to the one installed handler; without a handler they are dropped.
 ///
-/// Threads: any. The handler runs on the writing thread, outside every lock, on several threads at once if they write
-/// at once; it may write records and install another handler itself. Nothing waits for a handler to return.
-/// Ownership: the log shares a handler with the calls that are inside it. One that was replaced ends with the last of
-/// these calls, on its thread, or at once when there is none. What may end only on a thread of its own, such as a
-/// script function, the handler's destructor sends there.
-/// Failure: a handler must not throw. Whoever writes a record is often in the middle of reporting a failure.
+///     const SourceLocation here{"zeb::openWindow", "src_native/bridge/window", 41};
+///     const std::string text = format("The window was refused with error {0}", error);
+///     diagnostics::Log::write(diagnostics::Log::Level::warning, here, text);
+///
+/// Threads: any. The handler runs on the thread that writes and outside every lock, on several threads at once if they
+/// write at once. It may itself write log records and install another handler. Nothing waits for a handler to return.
+/// Ownership: the log shares a handler with the calls that are running it. A replaced handler is destroyed when the
+/// last of these calls returns, on that call's thread, or at once if there is none. If it owns something that only one
+/// thread may destroy, such as a script function, its destructor sends that there.
+/// Failure: a handler must not throw, because the code that writes is often already reporting a failure.
 class Log {
 public:
-    /// Handed to script as its plain number.
+    /// Script sees the plain number.
     enum class Level : int {
         information = 0,
         warning = 1,
@@ -40,15 +44,15 @@ public:
 
     Log() = delete;
 
-    /// Hands one record to the installed handler.
+    /// Passes one log record to the installed handler.
     static void write(Level level, const LogContext& context, const std::string& message);
 
-    /// Writes a record of this moment.
+    /// Writes a log record with the current time.
     static void write(Level level, const SourceLocation& location, const std::string& message);
 
-    /// Installs `handler`, or none, in place of the one before. Never waits, so that one may still be running on other
-    /// threads when this returns. Throws `std::bad_alloc`, and keeps the one before, when there is no memory for a new
-    /// one; installing none cannot fail.
+    /// Installs `handler` in place of the previous one; null removes it. Never waits, so the previous handler may still
+    /// be running on other threads when this returns. Throws `std::bad_alloc`, and keeps the previous handler, when
+    /// there is no memory for a new one. Removing the handler cannot fail.
     static void setHandler(std::unique_ptr<Handler> handler);
 };
 

@@ -7,8 +7,8 @@
 
 namespace common::common_internal {
 
-/// A call of the system was refused. The message is the system's text, which differs between releases and languages, so
-/// the number comes along for script. `code()` is this program's own and stays 0.
+/// A system call failed. The message is the system's text, which differs between releases and languages, so script also
+/// gets the error number. `code()` is this module's own code and stays 0.
 class SystemException final : public DefaultException {
 public:
     SystemException(const SourceLocation& location, std::string_view message, std::uint32_t systemError)

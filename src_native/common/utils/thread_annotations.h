@@ -1,7 +1,7 @@
 #pragma once
 
-/// Names for clang's thread-safety attributes, so that lock rules are checked when the code is compiled.
-/// Other compilers see nothing.
+/// Names for clang's thread-safety attributes: clang checks the lock rules when it compiles the code. Other compilers
+/// ignore them.
 /// https://clang.llvm.org/docs/ThreadSafetyAnalysis.html
 
 #if defined(__clang__)

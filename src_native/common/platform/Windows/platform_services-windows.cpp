@@ -16,9 +16,9 @@ std::int64_t systemTimeTicks() noexcept {
 }
 
 std::string typeName(const std::type_info& type) {
-    // The standard library's inline namespace is no part of a name that people know.
+    // The standard library's inline namespace is not part of the name that people know.
     constexpr std::string_view inlineNamespace = "std::__1::";
-    const char* const known = type.name();  // null where there is no memory to make it
+    const char* const known = type.name();  // null when there is no memory for it
     std::string name = known != nullptr ? known : "";
     for (auto at = name.find(inlineNamespace); at != std::string::npos; at = name.find(inlineNamespace, at)) {
         name.replace(at, inlineNamespace.size(), "std::");

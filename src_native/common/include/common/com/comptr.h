@@ -11,7 +11,8 @@ namespace common {
 
 namespace com_internal {
 
-/// Reports the dereference of an empty `ComPtr` to the type `pointee`. Returns when an assertion handler did.
+/// Reports that an empty `ComPtr` to the type `pointee` was dereferenced. Returns only if an assertion handler is
+/// installed.
 void raiseNotDereferencible(const std::type_info& pointee);
 
 /// Logs a conversion to an interface that the source does not implement.
@@ -21,12 +22,14 @@ void logApiNotExposed(const std::type_info& source, const std::type_info& target
 
 /// Owns one strong reference to an object through its interface `T`, or nothing.
 ///
-/// Threads: as the object's counting policy; the pointer itself is not shared without a lock.
-/// Failure: dereferencing an empty pointer is an assertion failure; a failed conversion gives an empty pointer and one
-/// log record, and the caller tests it.
+/// Threads: those that the object's counting policy allows. The pointer itself needs a lock when several threads use
+/// it.
+/// Failure: dereferencing an empty pointer is an assertion failure. A failed conversion gives an empty pointer and
+/// writes one log record; the caller tests the pointer.
 ///
 ///     ComPtr<zeb::RawInputDriver> driver = zeb::makeRawInputDriver();
 ///     if (driver) driver->releasePointerCapture();
+///     const auto same = ComPtr<IAnything>::acquire(driver);  // one more reference to the same object
 template <typename T>
 class ComPtr {
 public:
@@ -36,13 +39,13 @@ public:
     explicit ComPtr(T* instance) noexcept : m_instance(instance) { addReference(); }
     ComPtr(const ComPtr& other) noexcept : m_instance(other.m_instance) { addReference(); }
     ComPtr(ComPtr&& other) noexcept : m_instance(std::exchange(other.m_instance, nullptr)) {}
-    /// From a pointer to a derived interface or class.
+    /// Converts a pointer to a derived interface or class.
     template <typename U>
         requires(!std::is_same_v<U, T> && std::is_convertible_v<U*, T*>)
     ComPtr(ComPtr<U>&& other) noexcept : m_instance(other.detach()) {}
     ~ComPtr() { reset(); }
 
-    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): a copy is swapped in
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the copy is swapped in
     ComPtr& operator=(const ComPtr& other) noexcept {
         ComPtr(other).swap(*this);
         return *this;
@@ -59,8 +62,8 @@ public:
         return result;
     }
 
-    /// Asks `source` for the interface `T` and adds a reference. Empty when `source` is null or does not implement it;
-    /// the latter is logged.
+    /// Asks `source` for the interface `T` and adds a reference. Returns an empty pointer when `source` is null, or
+    /// when it does not implement `T`; the second case is logged.
     template <typename Source>
     [[nodiscard]] static ComPtr acquire(Source* source) {
         if (source == nullptr) return {};
@@ -81,9 +84,9 @@ public:
     T* get() const noexcept { return m_instance; }
     explicit operator bool() const noexcept { return m_instance != nullptr; }
 
-    /// Gives the reference to the caller.
+    /// Passes the reference to the caller.
     [[nodiscard]] T* detach() noexcept { return std::exchange(m_instance, nullptr); }
-    /// Empties the pointer first, then releases: whatever the release runs finds it empty.
+    /// Empties the pointer before it releases the object, so code that the release runs finds the pointer empty.
     void reset() noexcept {
         if (T* const instance = std::exchange(m_instance, nullptr)) instance->release();
     }

@@ -5,7 +5,7 @@
 
 namespace common {
 
-/// The default allocator: the C runtime's heap. One instance lives in static storage.
+/// The default allocator: the C runtime's heap. Its one instance lives in static storage.
 class CrtAllocator : public Allocator {
 public:
     using Interfaces = TypeList<Allocator>;
@@ -13,7 +13,7 @@ public:
     void* reallocate(void* block, std::size_t size) noexcept override;
     void deallocate(void* block, const BlockDescriptor& descriptor) noexcept override;
 
-    /// The process's instance, made on first use (thread-safe) and released when the process ends.
+    /// The process's instance. Made on first use, on any thread; released when the process ends.
     static CrtAllocator* shared();
 };
 

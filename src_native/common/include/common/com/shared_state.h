@@ -15,12 +15,12 @@
 
 namespace common {
 
-// Counting policies. The weak count covers every strong reference as well as every weak one: the block lives while
-// either kind exists, the object while a strong one does.
+// Counting policies. The weak count includes the strong references: the block lives while there is any reference, the
+// object while there is a strong one.
 //
-// `decrement…` return the count before.
+// The `decrement...` functions return the count from before the call.
 
-/// Plain counting: for objects that only the script thread counts.
+/// Plain counting, for objects that only the script thread counts.
 class SingleThreadRC {
 public:
     void addWeak() noexcept { ++m_weakCount; }
@@ -40,7 +40,7 @@ private:
     std::uint32_t m_strongCount = 1;
 };
 
-/// Atomic counting: for objects that several threads hold.
+/// Atomic counting, for objects that several threads hold.
 class ConcurrentRC {
 public:
     void addWeak() noexcept { m_weakCount.fetch_add(1); }
@@ -48,7 +48,7 @@ public:
     std::uint32_t decrementWeak() noexcept { return m_weakCount.fetch_sub(1); }
     std::uint32_t decrementStrong() noexcept { return m_strongCount.fetch_sub(1); }
     std::uint32_t strong() const noexcept { return m_strongCount.load(); }
-    /// Never brings back an object whose count has reached zero.
+    /// Adds a strong reference unless the object is gone. A count that has reached zero never rises again.
     bool tryAddStrong() noexcept {
         std::uint32_t seen = m_strongCount.load();
         while (seen != 0) {
@@ -62,8 +62,8 @@ private:
     std::atomic<std::uint32_t> m_strongCount{1};
 };
 
-/// Plain counting that also notes, for whoever looks at a dump, which thread made the object. Counting does not
-/// compare it with the calling thread.
+/// Plain counting that also records which thread made the object, for people who read a dump. Counting does not compare
+/// that thread with the calling one.
 class StrictSingleThreadRC {
 public:
     StrictSingleThreadRC() noexcept : m_weak{1, platform::currentThreadId()}, m_strong{1, m_weak.owner} {}
@@ -90,7 +90,8 @@ private:
 
 namespace com_internal {
 
-/// The block's head: an object's counts and how to find, end and free it. Stands directly in front of the object.
+/// The head of a block: an object's counts, and how to find, destroy and free it. Stands directly in front of the
+/// object.
 template <typename RC>
 class alignas(std::max_align_t) ComClassSharedState final : public IWeakReference {
 public:
@@ -157,10 +158,10 @@ struct InterfaceTable {
     static bool contains(const InterfaceId& id) noexcept { return ((typeid(Interfaces) == id) || ...); }
 };
 
-/// Completes `Class` with interface lookup and with counting in the shared state in front of it.
+/// Completes `Class` with interface lookup and with counting in the shared state in front of the object.
 ///
-/// `Class::Interfaces` is the `TypeList` of the interfaces that the class exposes beside the two roots. The query also
-/// answers the class itself; `supports` does not, for a class is not an interface.
+/// `Class::Interfaces` is the `TypeList` of the interfaces that the class exposes besides the two roots. `query` also
+/// finds the class itself; `supports` does not, because a class is not an interface.
 template <typename Class, typename RC, typename List = typename Class::Interfaces>
 class ComObject;
 
@@ -191,12 +192,12 @@ public:
     static void destroy(void* storage) noexcept { static_cast<ComObject*>(storage)->~ComObject(); }
 };
 
-/// Memory of one object with its state.
+/// The size of one object with its shared state.
 template <typename Class, typename RC>
 inline constexpr std::size_t kBlockSize = sizeof(ComClassSharedState<RC>) + sizeof(ComObject<Class, RC>);
 
-/// Builds state and object in `block`. An exception of the constructor passes through and leaves raw memory, except
-/// that `allocator` is released.
+/// Constructs the state and the object in `block`. If a constructor throws, the exception passes through, `allocator`
+/// is released and `block` is raw memory again.
 template <typename Class, typename RC, typename... Args>
 Class* constructInBlock(void* block, ComPtr<Allocator> allocator, Args&&... args) {
     using Object = ComObject<Class, RC>;
@@ -214,8 +215,13 @@ Class* constructInBlock(void* block, ComPtr<Allocator> allocator, Args&&... args
 
 }  // namespace com_internal
 
-/// Makes an object of `Class`, counted by the policy `RC`, in memory of the current allocator.
-/// Empty when the allocator has no memory; exceptions of the constructor pass through and nothing leaks.
+/// Makes an object of `Class`, counted by the policy `RC`, in memory from the current allocator. Returns an empty
+/// pointer when the allocator has no memory. If a constructor throws, the memory is freed and the exception passes
+/// through.
+///
+///     struct Counter : virtual IRefCounted { using Interfaces = TypeList<>; int value = 0; };
+///     const ComPtr<Counter> counter = makeInstance<Counter, ConcurrentRC>();
+///     if (counter) ++counter->value;
 template <typename Class, typename RC, typename... Args>
 [[nodiscard]] ComPtr<Class> makeInstance(Args&&... args) {
     constexpr std::size_t size = com_internal::kBlockSize<Class, RC>;
