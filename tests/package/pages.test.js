@@ -70,7 +70,7 @@ describe('pages', () => {
     const found = proofs(page);
     assert.strictEqual(found.length, page.match(/^\| (?!Call|---)/gm).length, 'one per row');
     for (const { file, name } of found) {
-      const test = new RegExp(`(TEST\\w*\\(\\w+, |(test|describe|ends)\\(['\`]|Test\\(')${escaped(name)}`);
+      const test = new RegExp(`(TEST\\w*\\(\\w+, |(test|describe|ends)\\(\\s*['\`]|Test\\(\\s*')${escaped(name)}`);
       assert.match(read(file), test, `${name} in ${file}`);
     }
   });
