@@ -1,21 +1,21 @@
-# Sourced by ../zeb: a Node.js for Linux whose V8 has the product's flags, and the tests that run in it.
+# Sourced by ../zeb: a Node.js for Linux whose V8 is built with the product's flags, and the tests that run in it.
 #
-#   ZEB_ENGINE   the archive of one; by default ../shared/engine/engine.tar.xz beside the checkout, if there is one
+#   ZEB_ENGINE   the archive of an engine; by default ../shared/engine/engine.tar.xz beside the checkout, if it exists
 #
-# An archive is unpacked into the cache, where every checkout finds it from then on; ./zeb engine builds one into the same
-# place. See engine/README.md.
+# The archive is unpacked into the cache, where every checkout finds it from then on. ./zeb engine builds an engine into the
+# same place. See engine/README.md.
 
 unpack_engine() {  # archive, folder
     local work root
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX") root=$work/root
     tar xJf "$1" -C "$work" && [ -x "$root/opt/node" ] && [ -e "$work/include/node/config.gypi" ] ||
-        { rm -rf "$work"; die "$1 cannot be unpacked as an engine" "is the archive whole, and enough disk left? it takes 200 MB"; }
+        { rm -rf "$work"; die "$1 cannot be unpacked as an engine" "is the archive complete? is there enough disk space? it takes 200 MB"; }
     chmod 755 "$work"
-    [ -e "$root/usr/lib64" ] || mv "$root/lib64" "$root/usr/"  # where this machine's /lib64 points to
+    [ -e "$root/usr/lib64" ] || mv "$root/lib64" "$root/usr/"  # this machine's /lib64 points there
     mv -T "$work" "$2" 2>/dev/null || rm -rf "$work"
 }
 
-# Sets ENGINE to the folder of this machine's engine; false where there is none.
+# Sets ENGINE to the folder of this machine's engine; false if there is none.
 find_engine() {
     local archive=${ZEB_ENGINE:-$ROOT/../shared/engine/engine.tar.xz} folder
     if [ -e "$archive" ]; then
@@ -23,7 +23,7 @@ find_engine() {
         make_part "$ZEB_CACHE/$folder" "unpack the engine" unpack_engine "$archive" "$ZEB_CACHE/$folder"
         ln -sfnT "$folder" "$ZEB_CACHE/engine"
     elif [ -n "${ZEB_ENGINE:-}" ]; then
-        die "ZEB_ENGINE names a file that does not exist: $ZEB_ENGINE" "give the archive of an engine, or none"
+        die "ZEB_ENGINE names a file that does not exist: $ZEB_ENGINE" "set it to the archive of an engine, or unset it"
     fi
     ENGINE=$(realpath -e "$ZEB_CACHE/engine" 2>/dev/null)
 }
@@ -40,10 +40,10 @@ verb_engine() {
     setup_linux
     mkdir -p "$work"
     free=$(df --output=avail -B1G "$work" | tail -n 1)
-    [ -e "$work/.compiled" ] || [ "$free" -ge 12 ] || die "the disk has $free GB left" "12 are needed below $ZEB_CACHE"
-    step "build the engine (two hours on two processors; ./zeb engine goes on where it was interrupted)" \
+    [ -e "$work/.compiled" ] || [ "$free" -ge 12 ] || die "the disk has $free GB left" "12 GB are needed below $ZEB_CACHE"
+    step "build the engine (two hours on two processors; an interrupted ./zeb engine continues where it stopped)" \
         nice toolchain/engine/build "$work" "$ENGINE_RELEASE" "$ZEB_JOBS" ||
-        die "the engine is not complete" "./zeb engine goes on where it stopped; its folder: $work"
+        die "the engine is not complete" "./zeb engine continues where it stopped; its folder: $work"
     made=$work/engine
     folder=engine-$(sha256sum <"$made/root"/opt/node | cut -c1-12)
     [ -d "$ZEB_CACHE/$folder" ] || mv -T "$made" "$ZEB_CACHE/$folder" || exit
@@ -54,10 +54,10 @@ verb_engine() {
 lane_engine() {  # [stem]
     setup_linux
     if ! find_engine; then
-        echo "skipped: there is no engine with the product's flags; ZEB_ENGINE=<archive> gives one, ./zeb engine builds one"
+        echo "skipped: there is no engine with the product's flags; set ZEB_ENGINE=<archive>, or build one with ./zeb engine"
         echo 0 0 1 engine >>"$BUILD/totals"
         return
     fi
-    (check_engine) || return  # the other lanes do not need it
+    (check_engine) || return  # in a subshell, because the other lanes do not need an engine
     build linux-engine "engine-${1:-tests}" && CTEST_PARALLEL_LEVEL=$ZEB_JOBS run_tests engine linux-engine "${1:-}"
 }

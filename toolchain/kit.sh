@@ -1,8 +1,8 @@
-# Sourced by ../zeb: the kit with which whoever has a Windows machine checks the module there; see tests/kit/README.md.
+# Sourced by ../zeb: makes the kit that checks the module on any Windows machine; see tests/kit/README.md.
 #
 # <build>/package/zebbridge-<version>-windows-check.zip
 KIT_RUNTIMES="node:${NODE%%.*}:$ZEB_NODE_WIN:$ZEB_NODE_LINUX node24:24:$ZEB_NODE24_WIN:$ZEB_NODE24_LINUX \
-    node26:26:$ZEB_NODE26_WIN:$ZEB_NODE26_LINUX"  # flavour, release, where its executable and its licence are
+    node26:26:$ZEB_NODE26_WIN:$ZEB_NODE26_LINUX"  # flavour, release, folders of the executable and of the licence
 KIT_SCRIPTS="binding ends exports hardware lifetime misuse several-environments"
 KIT_PROGRAMS="toolchain-modules unit-failure unit-format unit-interfaces unit-lock unit-platform_services unit-slots unit-text"
 KIT_PRESET="windows-release"
@@ -19,9 +19,9 @@ lay_out_kit() {
     for name in $KIT_SCRIPTS; do cp "tests/script/$name.test.js" "$kit/tests/script" || return; done
     for name in $KIT_PROGRAMS; do cp "$built"/*/*/"$name.exe" "$kit/programs" || return; done
     for pair in $PACKAGE_FLAVOURS; do
-        flavour=$kit/native/${pair%:*}/node  # a build folder as scripts know one, for each runtime
+        flavour=$kit/native/${pair%:*}/node  # one build folder per runtime, laid out as the scripts expect
         mkdir -p "$flavour" && cp "$kit/zebbridge/prebuilds/win32-x64/zebbridge.abi${pair#*:}.node" "$flavour/zebbridge.node" &&
-            cp "$built/node"/{desktop,standin}-control.node "$flavour" || return  # these fit every runtime
+            cp "$built/node"/{desktop,standin}-control.node "$flavour" || return  # fit every runtime
     done
     for pair in $KIT_RUNTIMES; do
         IFS=: read -r flavour release windows linux <<<"$pair"

@@ -1,22 +1,22 @@
-# Sourced by ../zeb: the npm package, and its tests' parts.
+# Sourced by ../zeb: makes the npm package and the parts that its tests need.
 #
 # <build>/package/zebbridge-<version>.tgz          what applications install
 # <build>/package/zebbridge-<version>-symbols.tgz  a PDB per binary, for debuggers and crash dumps
 # <build>/package/zebbridge-<version>-sbom.cdx.json   what is in the binaries and the script
 # <build>/package/content                          the first, unpacked
 PACKAGE=$BUILD/package
-PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and its module version; ../lib/native.js has them too
+PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and module version; also in ../lib/native.js
 
-# The binaries of every flavour, and the files that package.json names, laid out as they are installed.
+# Lays out the binaries of every flavour and the files that package.json names as they are installed.
 lay_out_package() {
     local content=$PACKAGE/content symbols=$PACKAGE/symbols pair flavour abi version
     version=$(python3 -c 'import json; print(json.load(open("package.json"))["version"])')
     rm -rf "$PACKAGE"
     mkdir -p "$content/prebuilds/win32-x64" "$symbols"
     cp -r ./*.js ./*.mjs ./*.d.ts ./*.d.mts ./*.md LICENSE THIRD_PARTY_NOTICES lib docs examples "$content" || return
-    sed -i '/^## Working on it/,$d' "$content/README.md"  # it links to what only the checkout has
+    sed -i '/^## Working on it/,$d' "$content/README.md"  # that part links to files that only the checkout has
     node -e '
-        const { scripts, ...manifest } = require("./package.json");  // those are the checkout'"'"'s
+        const { scripts, ...manifest } = require("./package.json");  // the scripts are the checkout'"'"'s
         fs.writeFileSync(process.argv[1], JSON.stringify(manifest, null, 2) + "\n");' "$content/package.json" || return
     for pair in $PACKAGE_FLAVOURS; do
         flavour=${pair%:*} abi=${pair#*:}
@@ -39,7 +39,7 @@ verb_package() {
         step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
 }
 
-# The product once more, from a copy of the sources elsewhere and with objects that are shared with nobody.
+# Builds the product again from a copy of the sources in another folder, without sharing objects.
 build_again() {
     local again=$BUILD/again
     rm -rf "$again"

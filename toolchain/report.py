@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""report.py BUILD_FOLDER TOTALS: counts the cases of the last ctest run there, appends to TOTALS one line for each of what
-ran them: "passed failed skipped WHAT".
+"""report.py BUILD_FOLDER TOTALS: counts the cases of the last ctest run in BUILD_FOLDER and appends one line to TOTALS for
+each runtime that ran some: "passed failed skipped WHAT".
 
-BUILD_FOLDER/ctest.xml has one entry per test program; BUILD_FOLDER/results/NAME.xml, where there is one, has the
-program's own cases and then counts instead. A program that failed without saying which case (a crash, a time-out, a
-failure after the last case) counts as one more failure.
+BUILD_FOLDER/ctest.xml has one entry per test program. If BUILD_FOLDER/results/NAME.xml exists, it has the program's own
+cases, and these count instead. A program that failed without naming a case (a crash, a time-out, a failure after the last
+case) counts as one more failure.
 """
 import collections
 import json
@@ -39,7 +39,7 @@ def labels(build):
 
 
 def runner(marks, build):
-    """What runs a test program, from its labels: a release of Node.js, or the system itself."""
+    """What runs a test program, according to its labels: a release of Node.js, or the system itself."""
     for mark in marks:
         if mark == 'linux-engine':
             return "Linux engine with the product's flags"

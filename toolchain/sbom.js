@@ -1,7 +1,7 @@
-// sbom.js OUTPUT LIBCXX HEADERS...: writes what the package's binaries are made of, as a CycloneDX bill of materials.
+// sbom.js OUTPUT LIBCXX HEADERS...: writes a CycloneDX bill of materials of what the package's binaries are made of.
 //
-// LIBCXX is the folder of libc++'s sources, each of HEADERS one Node.js's include/node; the versions are read from there.
-// Script that is bundled in is what libraries/package-lock.json pins.
+// LIBCXX is the folder of libc++'s sources; each of HEADERS is the include/node of one Node.js. The versions are read
+// from there. The bundled libraries are those that libraries/package-lock.json pins.
 'use strict';
 const fs = require('node:fs');
 const path = require('node:path');

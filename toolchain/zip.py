@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""zip.py FOLDER FILE: packs a folder as a zip archive that depends on names and contents alone."""
+"""zip.py FOLDER FILE: packs a folder as a zip archive that depends only on names and contents."""
 import os
 import pathlib
 import sys
@@ -10,6 +10,6 @@ making = target.with_suffix('.making')
 with zipfile.ZipFile(making, 'w') as archive:
     for file in sorted(path for path in folder.rglob('*') if path.is_file()):
         entry = zipfile.ZipInfo(file.relative_to(folder.parent).as_posix(), date_time=(1980, 1, 1, 0, 0, 0))
-        entry.create_system = 0  # no modes of the machine that packs
+        entry.create_system = 0  # not the file modes of this machine
         archive.writestr(entry, file.read_bytes(), zipfile.ZIP_DEFLATED, 6)
 os.replace(making, target)

@@ -1,6 +1,6 @@
-// With Microsoft's linker: what sysroot/runtime/delay_load.cpp does for the other. Imports from node.exe go to the
-// program that hosts the module, whatever its name, or to the libnode.dll that the program has loaded; imports from
-// other DLLs go to the system's copy.
+// For Microsoft's linker, what sysroot/runtime/delay_load.cpp does for lld: imports from node.exe go to the program
+// that hosts the module, whatever its name, or to the libnode.dll that this program has loaded. Imports from other DLLs
+// go to the copy in the system's folder.
 #include <windows.h>
 // after windows.h
 #include <delayimp.h>
@@ -18,7 +18,7 @@ HMODULE zebDelayLoadedModule(const char* dll) {
     return _stricmp(dll, "node.exe") == 0 ? host() : LoadLibraryExA(dll, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
 }
 
-// With control-flow guard, this linker gives the table a section of its own, which only its helper makes writable.
+// With control-flow guard, this linker gives the table a section of its own, which only its helper can make writable.
 bool zebProtectDelayLoaded() { return true; }
 
 }  // extern "C"

@@ -1,5 +1,5 @@
-# Turns the answers of ../locate and the pins of ../versions into variables: ZEB_SYSROOT, ZEB_LLVM, ...
-# On a Windows machine there is no shell and no cache: then only the pins are read.
+# Turns the output of ../locate and the pins of ../versions into variables: ZEB_SYSROOT, ZEB_LLVM, ...
+# A Windows machine has no shell and no cache, so only the pins are read there.
 file(STRINGS "${CMAKE_CURRENT_LIST_DIR}/../versions" _lines REGEX "^[A-Z0-9_]+=")
 list(TRANSFORM _lines PREPEND "ZEB_")
 if(NOT CMAKE_HOST_WIN32)

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """patch.py SOURCE: makes Node.js's source buildable with V8's sandbox, and fast to compile.
 
-Node.js itself never switches the sandbox on, because some of its buffers lie in memory of its own. Here V8 copies what
-lies outside of the sandbox instead of refusing it: enough to run tests, too little for anything else.
+Node.js itself never switches the sandbox on, because some of its buffers are in memory outside the sandbox. With this
+patch, V8 copies such data instead of refusing it. That is enough to run tests, and too little for anything else.
 """
 import pathlib
 import re
@@ -15,7 +15,7 @@ def edit(name, pattern, replacement, count=1):
     path = SOURCE / name
     text, found = re.subn(pattern, replacement, path.read_text(), count=count, flags=re.S)
     if found == 0:
-        sys.exit(f'{name} is not the file that this patch is for: no {pattern!r}')
+        sys.exit(f'{name} is not the file that this patch expects: it has no {pattern!r}')
     path.write_text(text)
 
 
@@ -28,7 +28,7 @@ def create(name, text):
 
 edit('configure.py', r"(\['v8_enable_sandbox'\] = )0", r'\g<1>1')
 
-# Data outside of the sandbox becomes a copy inside it; the caller's is freed at once.
+# Data outside the sandbox is copied into it, and the caller's data is freed at once.
 edit('deps/v8/src/api/api.cc',
      r'#ifdef V8_ENABLE_SANDBOX\n  Utils::ApiCheck\(!data \|\| [^;]*"v8_ArrayBuffer_NewBackingStore"[^;]*;\n#endif[^\n]*\n',
      '''#ifdef V8_ENABLE_SANDBOX
@@ -46,10 +46,10 @@ edit('deps/v8/src/api/api.cc',
 edit('src/node_buffer.cc', r'#if defined\(V8_ENABLE_SANDBOX\)(\n  // When v8 sandbox is enabled, external backing)', r'#if 0\1')
 edit('src/node_buffer.cc', r'CHECK_LE\(size, kMaxSafe', 'CHECK_LE(size, v8::internal::kMaxSafe')
 
-# A third of the time. (Where options are taken away, "cflags!", they must not become the one that is added.)
+# Compiles in a third of the time. (In "cflags!", which removes options, -O1 must not replace them.)
 for name in ('common.gypi', 'tools/v8_gypfiles/toolchain.gypi'):
     edit(name, r"('cflags': \[ ?)'-O[23]'", r"\g<1>'-O1'", count=0)
 
-# What the package makes at other places of its build.
+# What the package makes elsewhere in its build.
 create('deps/minimatch/index.js', 'module.exports = {};\n')
 create('deps/openssl/nodejs-openssl.cnf', 'nodejs_conf = nodejs_init\n[nodejs_init]\n')

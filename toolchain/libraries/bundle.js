@@ -1,6 +1,6 @@
 'use strict';
-// bundle.js LIBRARIES CONTENT: puts the event log's thread and the library that it uses into the package as one text
-// (CONTENT/lib/event_worker_source.js), and the library's licence into CONTENT/THIRD_PARTY_NOTICES.
+// bundle.js LIBRARIES CONTENT: bundles the event log's thread and the library that it uses into one text in the package
+// (CONTENT/lib/event_worker_source.js), and appends the library's licence to CONTENT/THIRD_PARTY_NOTICES.
 const fs = require('node:fs');
 const path = require('node:path');
 
@@ -23,7 +23,7 @@ const {
   format: 'cjs',
   platform: 'node',
   target: 'node20',
-  legalComments: 'none', // the notices have them
+  legalComments: 'none', // the notices have the licences
 });
 
 const head = fs

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """lint.py LLVM_VERSION TOOLS BUILD_FOLDER WINDOWS_BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
 
-  format     C++ sources are as clang-format writes them
-  layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in theirs
-  scripts    JavaScript and TypeScript are as the formatter writes them, and its linter finds nothing; see biome.json
+  format     C++ sources are formatted as clang-format does it
+  layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in their layers
+  scripts    JavaScript and TypeScript are formatted, and the linter finds nothing; see biome.json
   shell      shellcheck finds nothing; see .shellcheckrc
   catches    exceptions of the standard library are caught by reference
-  words      no paths of one machine, no package registry's address, nothing that only its writers understand
+  words      no paths of one machine, no address of a package registry, nothing that only its authors understand
   tidy       clang-tidy over the product's sources, each as the first build that has it compiles it; results are kept
              in CACHE
 
@@ -25,7 +25,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
 def tracked(*suffixes):
-    """The checkout's files, also new ones that are not added yet."""
+    """The checkout's files, including new ones that are not added yet."""
     listing = subprocess.run(['git', 'ls-files', '-z', '--cached', '--others', '--exclude-standard'], cwd=ROOT,
                              check=True, capture_output=True, text=True).stdout
     names = {name for name in listing.split('\0') if name and (not suffixes or name.endswith(suffixes))}
@@ -56,7 +56,7 @@ def check_shell():
     return done.stdout.splitlines()
 
 
-# Who may include whom: a file's layer is the longest key its path starts with.
+# Who may include whom. The layer of a file is the longest key that its path starts with.
 LAYERS = {
     'src_native/common/utils/': ['common/utils/'],
     'src_native/common/include/common/com/': ['common/utils/', 'common/com/'],
@@ -104,8 +104,8 @@ def check_layers():
     return errors
 
 
-# std::bad_cast, std::bad_typeid and std::bad_exception may come from the C runtime, whose objects have another layout than
-# the C++ library's: a reference finds what() in both, a copy would be made by the wrong one's rules.
+# std::bad_cast, std::bad_typeid and std::bad_exception may come from the C runtime, whose objects have another layout
+# than the C++ library's. A reference finds what() in both; a copy would follow the wrong one's rules.
 CAUGHT_BY_VALUE = re.compile(r'\bcatch\s*\(\s*(const\s+)?std::\w+(\s+const)?\s*\w*\s*\)')
 
 
@@ -118,7 +118,7 @@ def check_catches():
     return errors
 
 
-# Written so that this file does not match itself.
+# Written so that this file does not match.
 FORBIDDEN = [
     (re.compile(r'\b[s]pec(ification)?s?\.md\b|\bthe [s]pec(ification)?\b|\b[P]arts? \d+\.\d+|\b[s]eed document', re.I),
      'explain why, without naming papers that readers do not have'),
@@ -147,7 +147,7 @@ def tidy_jobs(build):
 
 
 def dependencies(build):
-    """{source: the checkout's files it is compiled from}, from the last build."""
+    """{source: the checkout's files that it is compiled from}, according to the last build."""
     listing = subprocess.run(['ninja', '-C', str(build), '-t', 'deps'], check=True, capture_output=True, text=True)
     result = {}
     for block in listing.stdout.split('\n\n'):

@@ -12,7 +12,7 @@
 #include "checks.h"
 #include "pointer_window.h"
 
-// Exported by no host: shows what a user sees when a runtime lacks a function that the module needs.
+// No host exports this: it shows what a user sees when a runtime lacks a function that the module needs.
 extern "C" __declspec(dllimport) void zebSelftestMissing();
 
 namespace selftest {
@@ -33,7 +33,7 @@ Local<String> text(Isolate* isolate, const std::string& utf8) {
         .ToLocalChecked();
 }
 
-// [name, expected, actual] of every check
+// [name, expected, actual] of every check.
 void checks(const FunctionCallbackInfo<Value>& info) {
     Isolate* isolate = info.GetIsolate();
     std::vector<Local<Value>> rows;
@@ -44,7 +44,7 @@ void checks(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(v8::Array::New(isolate, rows.data(), rows.size()));
 }
 
-// A C++ exception never leaves a callback: it becomes a script error.
+// A C++ exception never leaves a callback; it becomes a script error.
 void translated(const FunctionCallbackInfo<Value>& info) {
     try {
         throw std::runtime_error("from C++");
@@ -62,7 +62,7 @@ void onLoopThread(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(text(info.GetIsolate(), seen + ' ' + threadName));
 }
 
-// libuv's pool threads are older than the module when script used the pool before loading it.
+// libuv's pool threads are older than the module if script used the pool before it loaded the module.
 void onPoolThread(const FunctionCallbackInfo<Value>& info) {
     struct Work {
         uv_work_t request{};
@@ -91,7 +91,7 @@ void onPoolThread(const FunctionCallbackInfo<Value>& info) {
         });
 }
 
-// Two V8 functions whose mangled names hold std::string_view, under libc++'s name for it.
+// Two V8 functions whose mangled names contain std::string_view, called under libc++'s name for it.
 void dictionary(const FunctionCallbackInfo<Value>& info) {
     Isolate* isolate = info.GetIsolate();
     constexpr std::string_view names[] = {"first", "second"};
@@ -101,13 +101,13 @@ void dictionary(const FunctionCallbackInfo<Value>& info) {
         shape->NewInstance(isolate->GetCurrentContext(), v8::MemorySpan<v8::MaybeLocal<Value>>(values, 2)));
 }
 
-// Works while the process ends, too.
+// Also works while the process ends.
 void say(const std::string& text) {
     DWORD written = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
 }
 
-// What a crash reporter reads that knows the exception.
+// Reads what a crash reporter would read if it knew the exception.
 LONG CALLBACK decode(EXCEPTION_POINTERS* pointers) {
     const EXCEPTION_RECORD& exception = *pointers->ExceptionRecord;
     if (exception.ExceptionCode == 0xC06D007F && exception.NumberParameters == 1) {

@@ -9,7 +9,8 @@ const x11 = require('../../tests/script/support/x11');
 
 const file = path.join(process.env.ZEB_BUILD, 'node', 'selftest.node');
 
-// Runs a script in a process of its own, its output in files: this is how the Windows Node.js works under Wine.
+// Runs a script in its own process with its output in files, because the Windows Node.js cannot write to pipes under
+// Wine.
 function runNode(executable, script) {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
   const [out, err] = ['out', 'err'].map((name) => fs.openSync(path.join(folder, name), 'w'));
@@ -71,7 +72,7 @@ test('a host that lacks a function is named, with the function', () => {
   assert.match(stderr, /^record: sound node\.exe zebSelftestMissing 127$/m, 'what crash reporters decode');
 });
 
-// Modules end in the order opposite to their start, so the first one's words come after everything of the second.
+// Modules end in the reverse order of their start, so the first one's words come after everything of the second.
 test('the end of the process destroys no objects of a module', () => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
   const copies = ['first.node', 'second.node'].map((name) => path.join(folder, name));

@@ -3,8 +3,9 @@
 #include <string>
 #include <vector>
 
-// What the toolchain promises about the C++ language and its library, each promise exercised once. The same functions
-// are compiled into a program, a DLL and a Node add-on: start-up, exceptions and type information differ between them.
+// What the toolchain promises about the C++ language and its library; each promise is exercised once. The same
+// functions are compiled into a program, a DLL and a Node add-on, because start-up, exceptions and type information
+// differ between them.
 namespace selftest {
 
 struct Check {

@@ -9,11 +9,11 @@
 
 #include "checks.h"
 
-// These checks do what conforming code avoids: a throw in a function that cannot catch it, typeid of a null object.
+// These checks do what proper code avoids: throw in a function that cannot catch it, take typeid of a null object.
 #pragma clang diagnostic ignored "-Wexceptions"
 #pragma clang diagnostic ignored "-Wpotentially-evaluated-expression"
 
-// At namespace scope: their readable names are compared below.
+// At namespace scope, because their readable names are compared below.
 struct IRefCounted {
     virtual ~IRefCounted() = default;
     virtual int addRef() = 0;
@@ -207,7 +207,7 @@ void checkExceptionPointers(Checks& checks) {
     auto owner = std::make_shared<int>(0);
     {
         auto first = std::make_exception_ptr(Counted{owner});
-        auto second = first;  // the same object, not another copy
+        auto second = first;  // the same object, not a copy
         first = nullptr;
     }
     checks.push_back({"the last exception_ptr destroys the object", "1", std::to_string(owner.use_count())});
@@ -225,7 +225,7 @@ void checkCasts(Checks& checks) {
                       std::to_string(dynamic_cast<void*>(right) == dynamic_cast<void*>(root.get()))});
     Root plain;
     Root* volatile target = &plain;
-    // The C runtime makes these two objects itself, hence its wording.
+    // The C runtime makes these two objects itself, so the wording is its own.
     checks.push_back(
         {"bad_cast", "Bad dynamic_cast!", caught<std::bad_cast>([&] { (void)dynamic_cast<Left&>(*target); })});
     Root* volatile nothing = nullptr;

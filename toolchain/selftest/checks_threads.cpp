@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kThreads = 8;
 
-// Runs body on kThreads threads that all start it at the same moment.
+// Runs body on kThreads threads that all start at the same moment.
 template <class F>
 void race(F&& body) {
     std::atomic<int> waiting{kThreads};

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# harness.test.sh RUN: what ../wine/run promises about output, exit codes and time limits.
+# harness.test.sh RUN: checks what ../wine/run promises about output, exit codes and time limits.
 set -u
 run=$1
 failures=0

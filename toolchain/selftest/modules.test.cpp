@@ -9,13 +9,13 @@
 
 using namespace selftest;
 
-// The program is its own host: it imports this function, late, under the other name.
+// The program is its own host: it imports this function, delay-loaded, under the other name.
 extern "C" __declspec(dllexport) double zebSelftestJoin(double first, double second, double third, double fourth) {
     return first * 1000 + second * 100 + third * 10 + fourth;
 }
 extern "C" __declspec(dllimport) double zebSelftestOfHost(double, double, double, double);
 
-// In place of the C runtime's, which has none when it has no memory.
+// Replaces the C runtime's function, which returns none when it has no memory.
 static bool namesAreRefused = false;
 extern "C" const char* __cdecl __std_type_info_name(void* record, void* list) {
     using Function = decltype(&__std_type_info_name);
@@ -52,7 +52,7 @@ private:
 
 TEST(Program, LanguageAndLibrary) { expectAll(allChecks()); }
 
-// The linker's thunk keeps them where the helper, as any function, may have its home space.
+// The linker's thunk stores them where the helper, like any function, may have its home space.
 TEST(Program, FloatingPointArgumentsSurviveTheFirstCallOfADelayLoadedFunction) {
     EXPECT_EQ(zebSelftestOfHost(1, 2, 3, 4), 1234);
     EXPECT_EQ(zebSelftestOfHost(5, 6, 7, 8), 5678);
@@ -99,7 +99,7 @@ TEST(Dll, ExceptionsCrossTheBoundary) {
     EXPECT_EQ(probe->unwound(), before + 1);
 }
 
-// Another module's throw holds addresses relative to that module: a kept exception must remember which one.
+// Another module's throw holds addresses relative to that module, so a kept exception must remember which one.
 TEST(Dll, ExceptionPointerKeepsAForeignException) {
     LoadedProbe probe;
     std::exception_ptr kept;

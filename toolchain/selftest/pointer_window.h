@@ -8,19 +8,19 @@
 
 namespace selftest {
 
-// A visible window, on a thread of its own, that adds up the raw pointer input it receives. It shows that the desktop
-// session carries the X server's pointer to Windows programs.
+// A visible window on its own thread that adds up the raw pointer input it receives. It shows that the desktop session
+// carries the X server's pointer to Windows programs.
 class PointerWindow {
 public:
     struct Sum {
         bool foreground = false;
         int x = 0;
         int y = 0;
-        std::string buttons;  // the flags of each button report, such as "1 2 "
+        std::string buttons;  // the flags of each raw input report with buttons, such as "1 2 "
     };
 
     PointerWindow();
-    ~PointerWindow();  // closes the window, waits for its thread
+    ~PointerWindow();  // closes the window and waits for its thread
     PointerWindow(const PointerWindow&) = delete;
     PointerWindow& operator=(const PointerWindow&) = delete;
 

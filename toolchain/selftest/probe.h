@@ -2,8 +2,8 @@
 
 #include "checks.h"
 
-// The interface between modules.test.cpp and probe.dll. The DLL is linked from the same runtime support, has its own
-// copies of every type record, and allocates from the C runtime's one heap.
+// The interface between modules.test.cpp and probe.dll. The DLL is linked with the same runtime support, has its own
+// copy of every type's information, and allocates from the C runtime's one heap.
 namespace selftest {
 
 struct Shape {
@@ -33,8 +33,8 @@ public:
     virtual Shape* makeSquare() = 0;
     virtual void refuse(int code) = 0;  // throws Refusal
     virtual void callBack(void (*function)()) = 0;
-    virtual int throughFrame(void (*function)()) = 0;  // destructors of its frame run when function throws
-    virtual int unwound() = 0;                         // how many have
+    virtual int throughFrame(void (*function)()) = 0;  // function throws: the destructors of its frame run
+    virtual int unwound() = 0;                         // how many have run
     virtual const char* threadName() = 0;              // a thread_local with a constructor
     virtual void onUnload(void (*function)(const char*)) = 0;
 };

@@ -1,10 +1,11 @@
-# Shared by ./run, ./desktop and ./prefix. The arrays wine and wineserver are these commands.
-export WINEARCH=win64 LC_ALL=C.UTF-8  # file names and texts of the system do not depend on the user
+# Shared by ./run, ./desktop and ./prefix. The arrays `wine` and `wineserver` are the commands to run them.
+export WINEARCH=win64 LC_ALL=C.UTF-8  # file names and system texts do not depend on the user
 export WINEDEBUG=${WINEDEBUG:--all}
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winedbg.exe=d}  # a crash must not open the debugger's dialog
 [ -n "${ZEB_WINE_TEMPLATE:-}" ] || eval "$("$here/../locate")"
 
-# The programs themselves, because the scripts around them speak about a 32-bit half that nothing here needs.
+# The programs themselves, because the scripts around them complain that the 32-bit half is missing, which nothing here
+# needs.
 export WINELOADER=/usr/lib/wine/wine64 WINESERVER=/usr/lib/wine/wineserver64
 wine=("$WINELOADER")
 wineserver=("$WINESERVER")
@@ -14,13 +15,14 @@ if [ -n "$ZEB_WINE_ROOT" ]; then
     wineserver=("$here/../in-root" "$ZEB_WINE_ROOT" "$WINESERVER")
 fi
 
-# Sets WINEPREFIX to the build folder's, if it is not set.
+# Sets WINEPREFIX to the build folder's prefix unless it is set.
 find_prefix() {
     local build=${ZEB_BUILD_DIR:-$here/../../build}
     export WINEPREFIX=${WINEPREFIX:-$(realpath -m "$build")/$(basename "$ZEB_WINE_TEMPLATE")}
 }
 
-# Nearly all of a prefix (700 MB) is the system's own DLLs, which nobody writes to: they are linked where that is possible.
+# Nearly all of a prefix (700 MB) is the system's own DLLs, which nobody writes to, so they are hard links where
+# possible.
 copy_template() {  # folder
     local system=drive_c/windows/system32
     rm -rf "$1"
@@ -30,7 +32,7 @@ copy_template() {  # folder
             cp -a --reflink=auto "$ZEB_WINE_TEMPLATE/$system/." "$1/$system"; }
 }
 
-# The same, and makes the prefix, if it is missing, as a copy of the template.
+# Like find_prefix, and copies the template if the prefix is missing.
 open_prefix() {
     find_prefix
     [ -d "$WINEPREFIX" ] && return

@@ -1,10 +1,10 @@
-// The X server's side for programs inside Wine, which can reach a loopback port but no X tools. ./desktop starts it;
-// it writes its port to stdout and serves
+// Moves the X server's pointer for programs inside Wine, which can reach a loopback port but no X tools. ./desktop starts
+// it. It writes its port to stdout and serves
 //
 //   POST /xdotool     body: JSON array of arguments; answer: JSON { status, stdout, stderr }
 //   GET  /screenshot  answer: the whole screen as PNG
 //
-// usage: node x11-broker.js FRAMEBUFFER   (the file that Xvfb -fbdir keeps, in the format of X window dumps)
+// usage: node x11-broker.js FRAMEBUFFER   (the file of Xvfb's -fbdir, in the format of X window dumps)
 'use strict';
 const fs = require('node:fs');
 const http = require('node:http');
@@ -56,7 +56,8 @@ function pngChunk(type, data) {
   return chunk;
 }
 
-// A window dump: a header of 32-bit big-endian fields, the colour map (12 bytes an entry), then rows of B, G, R, unused.
+// A window dump has a header of 32-bit big-endian fields, the colour map (12 bytes per entry), then rows of B, G, R,
+// unused.
 function screenshot() {
   const dump = fs.readFileSync(framebuffer);
   const field = (index) => dump.readUInt32BE(4 * index);
@@ -74,7 +75,7 @@ function screenshot() {
   const header = Buffer.alloc(13);
   header.writeUInt32BE(width, 0);
   header.writeUInt32BE(height, 4);
-  header.set([8, 2], 8); // 8 bits a channel, RGB
+  header.set([8, 2], 8); // 8 bits per channel, RGB
   return Buffer.concat([
     Buffer.from('\x89PNG\r\n\x1a\n', 'latin1'),
     pngChunk('IHDR', header),

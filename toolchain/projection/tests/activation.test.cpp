@@ -1,4 +1,4 @@
-// From a class's name to its factory: the system, the apartment, the namespace libraries, the cache.
+// From the name of a class to its factory: the system, the apartment, the namespace libraries, the cache.
 
 #include "fakes.h"
 
@@ -11,7 +11,7 @@
 #include <thread>
 
 namespace projection_tests {
-// A class of a library that lies beside this program and is registered nowhere.
+// A class of a library that is beside this program and registered nowhere.
 struct Thing {};
 struct IThingFactory : winrt::Windows::Foundation::IInspectable {
     IThingFactory(void* object, winrt::take_ownership_from_abi_t) noexcept
@@ -22,7 +22,7 @@ struct IForeignFactory : winrt::Windows::Foundation::IInspectable {
     IForeignFactory(void* object, winrt::take_ownership_from_abi_t) noexcept
         : IInspectable(object, winrt::take_ownership_from_abi) {}
 };
-// A class of the same namespace that the library refuses, and one whose namespace has no library at all.
+// A class that the library of its namespace refuses, and a class whose namespace has no library.
 struct RefusedThing {};
 struct Nowhere {};
 }  // namespace projection_tests
@@ -52,7 +52,7 @@ constexpr int32_t denied = static_cast<int32_t>(0x80070005);
 
 // The system's side, scripted.
 struct System {
-    std::vector<int32_t> answers;  // of RoGetActivationFactory, the last one repeats
+    std::vector<int32_t> answers;  // of RoGetActivationFactory; the last one repeats
     bool agile = true;
     bool canJoin = true;
     int32_t joinAnswer = 0;
@@ -134,7 +134,7 @@ TEST_F(Activation, AsksTheSystemForTheClassAndTheInterface) {
 
 TEST_F(Activation, JoinsTheMultithreadedApartmentAndAsksAgain) {
     current.answers = {notInitialized, 0};
-    current.joinAnswer = denied;  // what joining says does not matter
+    current.joinAnswer = denied;  // the answer to joining does not matter
     EXPECT_TRUE((winrt::get_activation_factory<Nowhere, IThingFactory>()));
     EXPECT_EQ(1, current.joined);
     EXPECT_EQ(2u, current.asked);
@@ -179,7 +179,7 @@ TEST_F(Activation, AgileFactoriesAreKept) {
     const auto second = winrt::get_activation_factory<Nowhere, IThingFactory>();
     EXPECT_EQ(winrt::get_abi(first), winrt::get_abi(second));
     EXPECT_EQ(1u, current.asked);
-    winrt::get_activation_factory<Nowhere, IForeignFactory>();  // another interface has its own place
+    winrt::get_activation_factory<Nowhere, IForeignFactory>();  // another interface is cached separately
     EXPECT_EQ(2u, current.asked);
     winrt::clear_factory_cache();
     const auto third = winrt::get_activation_factory<Nowhere, IThingFactory>();
@@ -197,7 +197,7 @@ TEST_F(Activation, OtherFactoriesAreUsedOnce) {
     EXPECT_EQ(2u, current.asked);
 }
 
-// While the first caller is still asking, a second one gets its own factory in: that one stays.
+// While the first caller is still asking, a second caller stores its factory first; that one stays.
 TEST_F(Activation, FirstFactoryKeptStays) {
     static void* early = nullptr;
     current.answers = {0};
@@ -224,7 +224,7 @@ TEST_F(Activation, LooksForALibraryNamedAfterTheNamespace) {
 }
 
 TEST_F(Activation, LibraryThatDoesNotDeliverIsLetGo) {
-    // Its reason is the last one on the thread, yet the system's own comes back.
+    // The library's reason is the last on the thread, yet the caller gets the system's.
     while (HMODULE const loaded = GetModuleHandleW(L"Zeb.ProjectionTest.dll")) {
         FreeLibrary(loaded);
     }
@@ -252,7 +252,7 @@ TEST_F(Activation, HookReplacesTheWholeSearch) {
     EXPECT_EQ(0, current.joined);
 }
 
-// Nothing replaced: this system's own activation answers for a class that it does not know.
+// Nothing is replaced: this system's own activation answers for a class that it does not know.
 TEST(SystemActivation, KnowsNoSuchClass) {
     EXPECT_THROW((winrt::get_activation_factory<Nowhere, IThingFactory>()), winrt::hresult_class_not_registered);
 }

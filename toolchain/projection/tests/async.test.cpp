@@ -1,4 +1,4 @@
-// Operations: their members, the completed handler and the blocking wait, in every way an operation can end.
+// Operations: their members, the completed handler and the blocking wait, for every way an operation can end.
 
 #include "fakes.h"
 
@@ -22,7 +22,7 @@ using Handler = foundation::AsyncOperationCompletedHandler<bool>;
 
 constexpr int32_t denied = static_cast<int32_t>(0x80070005);
 
-// An operation that has ended already or, once somebody waits for it, ends on a thread of its own.
+// An operation that has already ended or, once somebody waits for it, ends on its own thread.
 class FakeOperation final : public FakeInspectable<AsyncOperationAbi> {
 public:
     explicit FakeOperation(AsyncStatus status)
@@ -121,7 +121,7 @@ protected:
         operation = nullptr;
         expectNothingLeft();
     }
-    // The thread that ends an operation may be the last to let go of it.
+    // The thread that ends an operation may be the last to release it.
     void expectNothingLeft() const {
         waitFor([&] { return m_leaks.leaked() == 0; });
         EXPECT_EQ(0, m_leaks.leaked());
@@ -193,7 +193,7 @@ TEST_F(Async, GetOfACancelledOperationThrowsAndAsksForNoResult) {
     }
 }
 
-// How a failure looks is the operation's own choice: an exception from GetResults, or a result that tells.
+// The operation chooses how a failure looks: an exception from GetResults, or a result that describes it.
 TEST_F(Async, GetOfAFailedOperationIsWhatItsResultsSay) {
     for (AsyncStatus first : {AsyncStatus::Error, AsyncStatus::Started}) {
         start(first).endsAs = AsyncStatus::Error;
@@ -238,7 +238,8 @@ TEST_F(Async, HandlerHearsTheOperationItWasPutOn) {
     CloseHandle(heard);
 }
 
-// Neither the event nor the operation is left behind. The thread that ends an operation may be the last to hold both.
+// The wait leaves neither the event nor the operation behind. The thread that ends an operation may be the last to hold
+// both.
 TEST_F(Async, WaitLeavesNothingBehind) {
     static HANDLE event;
     const CallsScope scope;

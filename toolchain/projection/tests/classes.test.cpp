@@ -32,7 +32,7 @@ int32_t activate(void* classId, const guid& id, void** factory) noexcept {
     return found->second->QueryInterface(id, factory);
 }
 
-// Makes one kind of object; an agile one, so that it is kept.
+// Makes one kind of object. It is agile, so that it is cached.
 class ObjectFactory final : public FakeInspectable<winrt::impl::ActivationFactoryAbi> {
 public:
     explicit ObjectFactory(winrt::com_ptr<UnknownAbi> product, int32_t result = 0)
@@ -336,7 +336,7 @@ TEST_F(Classes, ObjectThatCannotBeMadeThrows) {
     EXPECT_FALSE(PackageManager{nullptr});
 }
 
-// An object of another kind than its class says: null, not a failure.
+// An object whose kind is not what its class promises gives null, not a failure.
 TEST_F(Classes, ObjectWithoutItsDefaultInterfaceIsNull) {
     offer(L"Windows.Management.Deployment.PackageManager", new ObjectFactory(owned(new FakeUri(L"x:"))));
     EXPECT_FALSE(PackageManager());

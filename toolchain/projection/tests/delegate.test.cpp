@@ -1,4 +1,4 @@
-// Delegates: what they answer, how they are called, how long they live.
+// Delegates: which interfaces they have, how they are called, how long they live.
 
 #include "fakes.h"
 
@@ -19,7 +19,7 @@ using winrt::impl::UnknownAbi;
 using Handler = foundation::AsyncOperationCompletedHandler<bool>;
 using Operation = foundation::IAsyncOperation<bool>;
 
-// Counts what a callable's captures cost.
+// Counts the copies of a callable's captures.
 struct Captured {
     Captured() { ++aliveFakes; }
     Captured(const Captured&) { ++aliveFakes; }
@@ -106,7 +106,7 @@ TEST(Delegate, MarshalerKeepsItAliveAndIsItsIdentity) {
     EXPECT_EQ(0, leaks.leaked());
 }
 
-// Marshalled inside the process, the very same delegate comes out: no proxy gets in between.
+// Marshalling inside the process returns the same delegate, without a proxy.
 TEST(Delegate, SurvivesMarshallingAsItself) {
     constexpr uint32_t inProcess = 3;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);

@@ -78,7 +78,7 @@ void* findOriginate(const char* name) noexcept {
 OriginateScope::OriginateScope(bool store) {
     storing = store;
     calls.clear();
-    calls.reserve(100);  // the texts that are handed out point into it
+    calls.reserve(100);  // the texts that are returned point into it
     winrt::impl::platform::calls.runtimeFunction = findOriginate;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// In-process objects behind the projection's binary interfaces, and scopes that replace what they stand in for.
+/// In-process objects behind the projection's binary interfaces, and scopes that replace the projection's calls.
 
 #include <winrt/Windows.Foundation.h>
 
@@ -13,7 +13,7 @@
 namespace projection_tests {
 using winrt::guid;
 
-/// How many fakes are alive. A test that ends with another number than it began with has found a leak.
+/// How many fakes are alive. If a test ends with more than it began with, it has found a leak.
 inline std::atomic<int> aliveFakes{0};
 
 class LeakCheck {
@@ -27,7 +27,7 @@ private:
     int m_before = aliveFakes;
 };
 
-/// An object of one interface, counted, that answers a list of ids. Born with one reference.
+/// A counted object of one interface that answers a list of ids. It starts with one reference.
 template <typename Abi>
 class Fake : public Abi {
 public:
@@ -71,7 +71,7 @@ public:
     int32_t GetTrustLevel(int32_t*) noexcept override { return winrt::impl::error_not_implemented; }
 };
 
-/// Error information as the system keeps it: one object with both faces.
+/// Error information as the system keeps it: one object with both interfaces.
 class FakeErrorInfo final : public Fake<winrt::impl::RestrictedErrorInfoAbi> {
 public:
     FakeErrorInfo(int32_t code, const wchar_t* description, const wchar_t* restricted);
@@ -81,11 +81,11 @@ public:
     int32_t GetReference(wchar_t** reference) noexcept override;
     int32_t QueryInterface(const guid& id, void** object) noexcept override;
 
-    /// Makes it the calling thread's error information and gives up the caller's reference.
+    /// Makes it the calling thread's error information and releases the caller's reference.
     void publish();
 
     int32_t detailsResult = 0;
-    bool isRestricted = true;  // false: only the older face, which has a description and no code
+    bool isRestricted = true;  // false: only the older interface, which has a description and no code
     int references_asked = 0;
     int contexts_captured = 0;
 
@@ -146,8 +146,8 @@ private:
     winrt::impl::platform::Calls m_saved = winrt::impl::platform::calls;
 };
 
-/// What RoOriginateLanguageException was given while the scope lives. With `store` it does what a complete system
-/// does: the thread gets error information with that text.
+/// Records what RoOriginateLanguageException was given in this scope. With `store`, it also does what a complete system
+/// does: it gives the thread error information with that text.
 class OriginateScope {
 public:
     explicit OriginateScope(bool store = true);
@@ -164,7 +164,7 @@ private:
     CallsScope m_scope;
 };
 
-/// Leaves no factory of one test to the next, and no hook.
+/// Leaves no factory and no hook of one test to the next.
 class ActivationScope {
 public:
     ActivationScope() { winrt::clear_factory_cache(); }
@@ -176,7 +176,7 @@ public:
     ActivationScope& operator=(const ActivationScope&) = delete;
 };
 
-/// Text handed out as a new BSTR; null for null.
+/// A new BSTR with the text; null for null.
 wchar_t* bstr(const wchar_t* text) noexcept;
 
 inline std::wstring textOf(void* string) {

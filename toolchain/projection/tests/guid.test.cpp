@@ -1,6 +1,6 @@
-// Identifiers: parsing, layout, and agreement with the ids that the system's own headers declare.
+// Identifiers: parsing, layout, and equality with the ids that the system's own headers declare.
 
-#define INITGUID  // the headers define the ids that they declare
+#define INITGUID  // makes the headers define the ids that they declare
 
 #include <winrt/Windows.Foundation.h>
 

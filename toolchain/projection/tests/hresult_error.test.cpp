@@ -1,4 +1,4 @@
-// Failures as exceptions: the type for each code, where the text comes from, and the way back to a code.
+// Failures as exceptions: the type for each code, the source of the text, and the way back to a code.
 
 #include "fakes.h"
 
@@ -23,7 +23,7 @@ static_assert(!std::is_base_of_v<std::exception, hresult_error>);
 constexpr int32_t code(uint32_t value) { return static_cast<int32_t>(value); }
 constexpr int32_t denied = code(0x80070005);
 
-// What the system itself says, for comparison: the test does not know the language it runs in.
+// The system's own text, for comparison, because the test does not know the language it runs in.
 std::wstring systemText(int32_t value) {
     wchar_t* buffer = nullptr;
     DWORD const length = FormatMessageW(0x1300, nullptr, static_cast<DWORD>(value), 0x0400,
@@ -36,7 +36,7 @@ std::wstring systemText(int32_t value) {
     return text;
 }
 
-// The error that a call returning `value` makes on this thread, with this error information in place.
+// The error that a call returning `value` throws on this thread, with this error information in place.
 hresult_error thrown(int32_t value, FakeErrorInfo* info) {
     if (info) {
         info->publish();
@@ -145,7 +145,7 @@ TEST_F(HResultError, WithoutInformationTheSystemsTextIsTaken) {
 }
 
 TEST_F(HResultError, PlaceholdersInTheSystemsTextStay) {
-    const int32_t badFormat = code(0x800700C1);  // its text names a file that nobody knows here
+    const int32_t badFormat = code(0x800700C1);  // its text has a place for a file's name, which nobody knows here
     ASSERT_NE(std::wstring::npos, systemText(badFormat).find(L"%1"));
     EXPECT_EQ(thrown(badFormat, nullptr).message(), systemText(badFormat));
 }

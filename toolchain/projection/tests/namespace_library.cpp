@@ -1,4 +1,4 @@
-// A library named after a namespace, as an application would bring it along: makes factories for its own classes.
+// A library named after a namespace, as an application might ship it: makes factories for its own classes.
 
 #define INITGUID  // defines IID_IErrorInfo here
 
@@ -25,7 +25,7 @@ public:
         AddRef();
         return 0;
     }
-    // One object for the life of the library.
+    // One object for the library's whole life.
     uint32_t AddRef() noexcept override { return 2; }
     uint32_t Release() noexcept override { return 1; }
     int32_t GetIids(uint32_t*, winrt::guid**) noexcept override { return winrt::impl::error_not_implemented; }
@@ -37,7 +37,7 @@ public:
 Factory factory;
 std::wstring asked;
 
-// Leaves a reason of its own on the thread.
+// Leaves its own reason on the thread.
 int32_t refuse() noexcept {
     ICreateErrorInfo* made = nullptr;
     IErrorInfo* info = nullptr;

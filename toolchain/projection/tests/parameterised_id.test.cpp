@@ -1,5 +1,5 @@
-// The identifiers of parameterised types, computed as the system computes them: a name-based UUID (version 5, SHA-1) of
-// the type's signature, whose parts are the identifiers that the headers have for the types inside.
+// The identifiers of parameterised types, computed as the system does it: a name-based UUID (version 5, SHA-1) of the
+// type's signature. The signature is made from the identifiers that the headers have for the types inside.
 // https://learn.microsoft.com/uwp/winrt-cref/winrt-type-system#guid-generation-for-parameterized-types
 
 #include <winrt/Windows.Foundation.h>
@@ -45,7 +45,7 @@ std::string textOf(const guid& id) {
     return text;
 }
 
-/// A name-based UUID in `space`, whose bytes and the result's stand in the order of its text.
+/// A name-based UUID in `space`. The bytes of `space` and of the result are in the order of their text.
 guid uuid5(std::string_view space, std::string_view name) {
     std::string bytes;
     for (std::size_t at = 0; at < space.size(); at += space[at] == '-' ? 1 : 2) {
@@ -62,7 +62,7 @@ guid uuid5(std::string_view space, std::string_view name) {
     return guid(text);
 }
 
-// Types as signatures spell them.
+// The types' spellings in signatures.
 const std::string result =
     "rc(Windows.Management.Deployment.DeploymentResult;{" + textOf(guid_of<deployment::IDeploymentResult>()) + "})";
 const std::string progress =

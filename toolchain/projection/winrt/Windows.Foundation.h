@@ -50,7 +50,7 @@ struct IUriRuntimeClassFactory : IInspectable {
     struct Uri CreateUri(const param::hstring& text) const;
 };
 
-/// An absolute address. Making one throws hresult_invalid_argument when the text is none.
+/// An absolute address. The constructor throws hresult_invalid_argument when the text is not one.
 struct Uri : IUriRuntimeClass {
     Uri(std::nullptr_t) noexcept {}
     Uri(void* object, take_ownership_from_abi_t) noexcept : IUriRuntimeClass(object, take_ownership_from_abi) {}

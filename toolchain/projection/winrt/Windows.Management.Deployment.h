@@ -5,7 +5,7 @@
 #include "winrt/Windows.Foundation.h"
 
 namespace winrt::param {
-/// A list argument. Only "no list" can be said here.
+/// A list argument. It can only say "no list".
 template <typename T>
 struct async_iterable {
     async_iterable(std::nullptr_t) noexcept {}
@@ -81,12 +81,12 @@ struct IDeploymentResult : Foundation::IInspectable {
     IDeploymentResult(void* object, take_ownership_from_abi_t) noexcept
         : IInspectable(object, take_ownership_from_abi) {}
 
-    hstring ErrorText() const;  // empty when the deployment succeeded
+    hstring ErrorText() const;  // empty if the deployment succeeded
     guid ActivityId() const;
     hresult ExtendedErrorCode() const;
 };
 
-/// How a deployment ended. Also a failed one has a result; only a failure to deploy at all throws instead.
+/// How a deployment ended. A failed deployment has a result too; only one that could not start throws instead.
 struct DeploymentResult : IDeploymentResult {
     DeploymentResult(std::nullptr_t) noexcept {}
     DeploymentResult(void* object, take_ownership_from_abi_t) noexcept
@@ -99,7 +99,7 @@ struct IPackageManager : Foundation::IInspectable {
     IPackageManager(std::nullptr_t = nullptr) noexcept {}
     IPackageManager(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
 
-    /// Starts to update an installed package from `packageUri`. Throws when the deployment cannot even start.
+    /// Starts to update an installed package from `packageUri`. Throws when the deployment cannot start.
     DeploymentOperation UpdatePackageAsync(const Foundation::Uri& packageUri,
                                            const param::async_iterable<Foundation::Uri>& dependencyPackageUris,
                                            const DeploymentOptions& deploymentOptions) const;

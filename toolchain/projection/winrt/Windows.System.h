@@ -65,8 +65,8 @@ struct LauncherOptions : ILauncherOptions {
     LauncherOptions(void* object, take_ownership_from_abi_t) noexcept
         : ILauncherOptions(object, take_ownership_from_abi) {}
 
-    /// Whether to pass by the applications that have claimed an address. Throws hresult_no_interface where the system
-    /// does not have the choice.
+    /// Whether to skip the applications that have claimed an address. Throws hresult_no_interface where the system does
+    /// not offer the choice.
     bool IgnoreAppUriHandlers() const { return as<ILauncherOptions3>().IgnoreAppUriHandlers(); }
     void IgnoreAppUriHandlers(bool value) const { as<ILauncherOptions3>().IgnoreAppUriHandlers(value); }
 };
@@ -74,8 +74,8 @@ struct LauncherOptions : ILauncherOptions {
 struct Launcher {
     Launcher() = delete;
 
-    /// Opens an address in its handler. The operation yields whether a handler was started; letting go of it does not
-    /// stop the launch.
+    /// Opens an address in its handler. The operation's result tells whether a handler was started. Releasing the
+    /// operation does not stop the launch.
     static Foundation::IAsyncOperation<bool> LaunchUriAsync(const Foundation::Uri& uri, const LauncherOptions& options);
 };
 }  // namespace winrt::Windows::System

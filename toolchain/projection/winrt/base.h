@@ -1,6 +1,6 @@
 #pragma once
 
-/// The foundation of the projection; see toolchain/projection/README.md for what is covered.
+/// The foundation of the projection. toolchain/projection/README.md lists what is covered.
 
 #include "winrt/impl/activation.h"
 #include "winrt/impl/com_ptr.h"
