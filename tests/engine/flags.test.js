@@ -1,4 +1,4 @@
-// The engine that the native script tests ran in is one of the product's kind.
+// The engine that runs the native script tests has the product's build flags.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');

@@ -4,7 +4,7 @@
 
 namespace fuzz {
 
-/// Ends the process when `holds` is false: how a fuzz target says that it has found something.
+/// Ends the process when `holds` is false: a fuzz target's way to report that it has found something.
 inline void check(bool holds) {
     if (!holds) std::abort();
 }

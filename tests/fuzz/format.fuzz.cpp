@@ -1,5 +1,5 @@
-// Formats a text with arguments, both from the input: its first line is the text, each further one an argument whose
-// first character tells its type:
+// Formats a text with arguments. The input's first line is the text; each further line is an argument whose first
+// character is its type:
 //
 //   s text   z null text   w wide text   i int32   u uint32   l int64   q uint64   d double   b truth value   t type
 #include <cstdint>
@@ -28,7 +28,7 @@ std::vector<std::string_view> lines(std::string_view input) {
     }
 }
 
-/// The arguments' values, at addresses that stay.
+/// The arguments' values, at addresses that do not change.
 class Values {
 public:
     explicit Values(const std::vector<std::string_view>& input) {
@@ -80,8 +80,8 @@ private:
     std::vector<FormatArgument> m_arguments;
 };
 
-/// Whether a placeholder may ask for a precision of four digits or more. As many digits as a text asks for are made,
-/// and texts are the program's own, so nobody asks for millions.
+/// Whether a placeholder may ask for a precision of four digits or more. `format` makes as many digits as asked for.
+/// Its texts are the program's own, so none asks for millions.
 bool asksForMuch(std::string_view text) {
     bool afterOption = false;
     int digits = 0;
@@ -108,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::check(common::format(text) == text);
     fuzz::check(common::format("{0}", text) == text && common::format("%1", text) == text);
     if (text.find_first_of("{%") == std::string::npos) fuzz::check(result == text);
-    // What stands before the first placeholder and behind the last stays, unless a pair drops it.
+    // The text before the first placeholder and after the last stays, unless a pair drops it.
     if (!arguments.empty() && text.find('%') == std::string::npos) {
         const auto open = text.find('{');
         const auto close = text.rfind('}');

@@ -1,4 +1,4 @@
-// Gives every file of a fuzz target's corpus to the target, once.
+// Passes every file of a fuzz target's corpus to the target once.
 #include <gtest/gtest.h>
 
 #include <cstdint>

@@ -13,7 +13,7 @@ constexpr wchar_t kReplacement = 0xFFFD;
 bool isHighSurrogate(wchar_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool isLowSurrogate(wchar_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-/// Nothing but UTF-16 units, surrogates in pairs.
+/// Only UTF-16 units, with surrogates in pairs.
 bool isWellFormed(const std::wstring& text) {
     for (std::size_t index = 0; index < text.size(); ++index) {
         if (static_cast<std::uint32_t>(text[index]) > 0xFFFF || isLowSurrogate(text[index])) return false;

@@ -1,9 +1,9 @@
 // Calls every export and method of an add-on in every way that script can: node --expose-gc fuzz.js FILE SEED CALLS, or
 // SECONDS followed by "s".
-// Each call has to answer, with a value or with an exception. The deliberate ends of the process are left out: the
-// crash emitter, and addresses for the real updater and launcher.
+// Each call must answer with a value or an exception. Calls that end the process on purpose are left out: the crash
+// emitter, and addresses for the real updater and launcher.
 //
-// The same seed makes the same choices; what other threads do meanwhile is theirs.
+// The same seed makes the same choices. What other threads do meanwhile may differ.
 'use strict';
 const path = require('node:path');
 const { Random } = require('./support/random');
@@ -25,7 +25,7 @@ class Fuzzer {
     this.loaded = [];
     this.methods = [];
     this.load({});
-    // The stand-in platform takes every address; the real one ends the process for those that are none.
+    // The stand-in platform takes every address. The real one ends the process when a text is not an address.
     this.harness = this.loaded[0].harness;
     if (this.harness) {
       DEADLY.delete('applyUpdate');
@@ -51,7 +51,7 @@ class Fuzzer {
 
   learn(exports) {
     for (const name of ['diagnostics', 'hardware', 'windows', 'msix_auto_updater']) this.learnMethods(exports[name]);
-    if (this.methods.length > 60) this.methods.splice(0, 30); // those of components that shutdown has released
+    if (this.methods.length > 60) this.methods.splice(0, 30); // the methods of released components
   }
 
   learnMethods(object) {
@@ -74,7 +74,7 @@ class Fuzzer {
     ];
   }
 
-  // What runs when the module calls script, be it a callback, a getter or a trap.
+  // Runs when the module calls script, in a callback, a getter or a trap.
   inside(args) {
     ++this.tally.events;
     if (this.depth >= MAX_DEPTH) return this.random.below(3);
@@ -169,10 +169,10 @@ class Fuzzer {
     });
   }
 
-  // Changes the module's objects as script may; none of it reaches what is native behind them.
+  // Changes the module's objects as script may. None of this reaches the native objects behind them.
   tamper() {
     const object = this.random.of(this.objects());
-    if (typeof object === 'function') return; // the engine keeps it, and all that hangs on it, as long as the context
+    if (typeof object === 'function') return; // the engine keeps it and all its properties as long as the context
     const value = this.values.any();
     const way = this.random.below(6);
     this.attempt(() => {
@@ -194,7 +194,7 @@ class Fuzzer {
       try {
         recurse();
       } catch {
-        // the end of the stack; on the way back there is room for a little more each time
+        // the stack is full; on the way back there is a little more room each time
       }
       if (tried < 40) {
         ++tried;
@@ -227,8 +227,8 @@ class Fuzzer {
     }
   }
 
-  // Not from inside: the runtime holds a lock while an add-on is initialised. Seldom: the engine keeps a component's
-  // functions as long as the context.
+  // Not from inside a call, because the runtime holds a lock while it initialises an add-on. Rarely, because the engine
+  // keeps a component's functions as long as the context.
   reload() {
     if (this.depth > 0 || this.random.chance(80)) return;
     const exports = this.random.weighted([
@@ -253,7 +253,7 @@ class Fuzzer {
   }
 
   feed() {
-    if (!this.harness || (this.depth > 0 && this.random.chance(90))) return; // or events would make ever more events
+    if (!this.harness || (this.depth > 0 && this.random.chance(90))) return; // events would make more and more events
     this.random.weighted([
       [5, () => this.harness.burst(this.random.below(60), 0, this.random.below(3))],
       [2, () => this.harness.push(Int32Array.from({ length: 7 * this.random.below(20) }, () => this.random.below(3)))],
@@ -283,8 +283,8 @@ class Fuzzer {
     }
   }
 
-  // A callback that refers to its capture object keeps it until it is replaced. Without this, the collector has ever
-  // more to look at, and an object that the module keeps for good could not be told from these.
+  // A callback that refers to its capture object keeps it alive until it is replaced. Without this, the garbage
+  // collector has ever more to look at, and an object that the module leaks could not be told from these.
   recycle() {
     this.recycled = this.tally.calls;
     this.captures.length = 0;
@@ -298,7 +298,7 @@ class Fuzzer {
     });
   }
 
-  // What the add-on still holds once script has let go of everything: { blocks, asyncHandles, threads ... }.
+  // What the add-on still holds when script has dropped everything: { blocks, asyncHandles, threads ... }.
   async release() {
     const { diagnostics, shutdown } = this.load({});
     diagnostics.setLogHandler(null);
@@ -320,7 +320,7 @@ class Fuzzer {
         try {
           this.step();
         } catch {
-          // the fuzzer's own work, between the calls: its traps throw there too
+          // the fuzzer's own work between the calls, where its traps throw too
         }
       }
       report(this.tally);
@@ -347,7 +347,7 @@ async function main([file, seedText, callsText]) {
   const goesOn = amount.endsWith('s') ? () => Date.now() < deadline : (calls) => calls < Number(amount);
   const repeat = `node --expose-gc ${path.relative('.', __filename)} ${file} ${seed} ${amount}`;
   console.log(`seed ${seed}; to repeat: ${repeat}`);
-  process.on('unhandledRejection', () => {}); // of the fuzzer's own asynchronous callbacks
+  process.on('unhandledRejection', () => {}); // from the fuzzer's own asynchronous callbacks
   process.on('uncaughtException', (error) => {
     if (error instanceof Error && !/from inside|own/.test(error.message)) console.log('uncaught', error);
   });

@@ -1,4 +1,4 @@
-// A short run of the fuzzer, in a process of its own, from a fixed seed and from a new one each time.
+// A short run of the fuzzer in its own process, from a fixed seed and from a new one each time.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -10,7 +10,7 @@ const { runScript } = require('../script/support/processes');
 const CALLS = process.platform === 'win32' ? 1500 : 4000;
 const seeds = [1, Date.now() % 2 ** 31];
 
-// The product's add-on is what Windows has; elsewhere its portable layers are.
+// Windows has the product's add-on; elsewhere its portable layers run.
 const targets = ['harness.node', process.platform === 'win32' ? 'zebbridge.node' : null].filter(Boolean);
 
 for (const target of targets) {

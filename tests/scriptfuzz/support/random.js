@@ -1,4 +1,4 @@
-// A stream of random choices that its seed decides.
+// A stream of random choices that depends only on its seed.
 'use strict';
 
 class Random {
@@ -8,7 +8,7 @@ class Random {
     this.#state = seed >>> 0;
   }
 
-  // A number from 0 up to and without `limit`. (mulberry32)
+  // A number from 0 up to but not including `limit`. (mulberry32)
   below(limit) {
     this.#state = (this.#state + 0x6d2b79f5) >>> 0;
     let mixed = this.#state;

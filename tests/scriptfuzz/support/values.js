@@ -1,4 +1,4 @@
-// Every kind of script value that a call can be given, as hostile as script can be.
+// Every kind of script value that a call can receive, as hostile as script can be.
 'use strict';
 const vm = require('node:vm');
 

@@ -1,15 +1,15 @@
 #pragma once
 
-/// How a test talks to a stand-in that lives in a DLL of its own.
+/// How a test talks to a stand-in that is a DLL of its own.
 ///
-/// Two exported functions carry everything, so that a stand-in is scripted without being linked into anything:
+/// Two exported functions carry everything, so a test can script a stand-in without linking to it:
 ///
-///   const char* standinCommand(const wchar_t* text, size_t units)   applies a script; null, or what is wrong with it
+///   const char* standinCommand(const wchar_t* text, size_t units)   applies a script; returns null, or what is wrong
 ///   const char* standinReport(char const* topic)                    what was seen, as JSON; null for an unknown topic
 ///
-/// A script is a list of lines; a line is a verb and its values, separated by tabs. Inside a value, \\ \t \n \0 stand
-/// for a backslash, a tab, a line break and NUL, so every UTF-16 unit can be said. A script applies as a whole or, when
-/// it is wrong, up to the wrong line. A report stays valid until the same thread asks for the next one.
+/// A script is a list of lines. A line is a verb and its values, separated by tabs. Inside a value, \\ \t \n \0 stand
+/// for a backslash, a tab, a line break and NUL, so a value can hold any UTF-16 unit. A wrong script applies up to the
+/// wrong line. The JSON stays valid until the same thread asks for the next one.
 
 #include <cstdint>
 #include <string>
@@ -18,7 +18,7 @@
 #include <vector>
 
 namespace standins {
-/// One line of a script. The readers below throw std::invalid_argument for a missing or unreadable value.
+/// One line of a script. The functions below throw std::invalid_argument for a missing or unreadable value.
 class Command {
 public:
     Command(std::string verb, std::vector<std::wstring> values)
@@ -28,7 +28,7 @@ public:
     std::size_t size() const noexcept { return m_values.size(); }
     const std::wstring& text(std::size_t index) const;
     std::string ascii(std::size_t index) const;
-    /// Decimal, with a sign if need be: codes are written as they come, -2147024891 or 2147942405.
+    /// Decimal, with an optional sign: a code may be written -2147024891 or 2147942405.
     uint32_t number(std::size_t index) const;
     int32_t code(std::size_t index) const { return static_cast<int32_t>(number(index)); }
     bool flag(std::size_t index) const { return number(index) != 0; }
@@ -40,7 +40,7 @@ private:
 
 std::vector<Command> parseScript(std::wstring_view text);
 
-/// JSON in plain ASCII: every other unit is escaped, so unpaired surrogates survive the way to the test.
+/// JSON in plain ASCII. Every other unit is escaped, so unpaired surrogates reach the test unchanged.
 std::string quoted(std::wstring_view text);
 std::string quoted(std::string_view text);
 
@@ -64,7 +64,7 @@ private:
 
 std::string jsonArray(const std::vector<std::string>& elements);
 
-/// Runs what an exported function does: keeps the answer for the calling thread and lets no exception out.
+/// Does the work of an exported function: keeps the answer for the calling thread and lets no exception out.
 using Applier = void (*)(const Command& command);
 using Reporter = bool (*)(std::string_view topic, std::string& json);
 const char* applyScript(const wchar_t* text, std::size_t units, Applier apply) noexcept;

@@ -15,7 +15,7 @@ protected:
     ~MouseButtonTest() override { g_buttonSwapState = false; }
 };
 
-// As script passes them.
+// Buttons as script passes them.
 int keyOf(std::int32_t button) { return virtualKeyOf(static_cast<MouseButton>(button)); }
 
 TEST_F(MouseButtonTest, untilACaptureHasLookedTheButtonsAreNotSwapped) {

@@ -93,9 +93,9 @@ TEST_F(PackageUpdateTest, tellsItsEndLastAndAlsoAfterASuccess) {
         planDeployments({nullptr, [=]() -> Report { return succeeds ? Report() : "failed"; }});
         std::promise<int> ended;
         PackageUpdate update(kUri, [&ended] { ended.set_value(standins::livingDeployments()); });
-        EXPECT_EQ(ended.get_future().get(), 0);  // of the deployment nothing is left by then
+        EXPECT_EQ(ended.get_future().get(), 0);  // nothing is left of the deployment by then
         EXPECT_EQ(update.waitForReport().has_value(), !succeeds);
-        EXPECT_EQ(update.waitForReport().has_value(), !succeeds);  // asking again joins nothing again
+        EXPECT_EQ(update.waitForReport().has_value(), !succeeds);  // the second call joins nothing
     }
 }
 

@@ -1,4 +1,4 @@
-// The capture interface's binary shape.
+// The binary layout of the capture interface.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,4 +1,4 @@
-// The driver's binary shape: slots of the interface, fields of the base.
+// The driver's binary layout: slots of the interface, fields of the base.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -43,7 +43,7 @@ TEST(RawInputDriverSlots, areCaptureReleaseIsCapturedProcessInterrupt) {
     RawInputDriver* const base = driver.get();
     Handler handler = common::makeFunctor<RawInputDriver::Handler>([](RawInputDriver::PointerData) {});
     const auto* const raw = handler.get();
-    slot<void (*)(void*, Handler*)>(base, 0)(base, &handler);  // a class with a destructor travels by address
+    slot<void (*)(void*, Handler*)>(base, 0)(base, &handler);  // a class with a destructor is passed by address
     EXPECT_EQ(driver->m_handler.get(), raw);
     static_cast<void>(handler.release());
     slot<void (*)(void*)>(base, 1)(base);
@@ -65,7 +65,7 @@ public:
 };
 
 TEST(RawInputDriverBaseFields, areLockThreadRunningHandler) {
-    // Behind the pointers to the table and to the virtual bases.
+    // Behind the pointers to the function table and to the virtual bases.
     constexpr std::size_t kThread = 16 + sizeof(common::Lock);
     constexpr std::size_t kRunning = kThread + 8;
     constexpr std::size_t kHandler = kRunning + 8;

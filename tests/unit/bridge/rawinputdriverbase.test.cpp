@@ -22,7 +22,8 @@ namespace {
 
 using common::ComPtr;
 
-/// A driver whose input loop is the test's: tasks run one after the other on the input thread until it is interrupted.
+/// A driver whose input loop belongs to the test: it runs tasks one after the other on the input thread until it is
+/// interrupted.
 class ScriptedDriver : public RawInputDriverBase {
 public:
     using Interfaces = common::TypeList<RawInputDriver>;
@@ -64,7 +65,7 @@ public:
         m_changed.wait(lock, [&] { return m_done >= wanted; });
     }
 
-    /// Has `task` run on the input thread without waiting.
+    /// Posts `task` to the input thread without waiting.
     void postToInputThread(std::function<void()> task) {
         const std::lock_guard guard(m_mutex);
         m_tasks.push_back(std::move(task));
@@ -214,7 +215,7 @@ TEST_F(RawInputDriverBaseTest, capturingTwiceThrowsAndKeepsTheFirst) {
     EXPECT_EQ(secondAlive.use_count(), 1);
     EXPECT_EQ(firstAlive.use_count(), 2);
     EXPECT_TRUE(driver->isPointerCaptured());
-    driver->onInputThread([&] { driver->dispatchPointerData(kRecord); });  // the lock was left
+    driver->onInputThread([&] { driver->dispatchPointerData(kRecord); });  // the lock was released
     EXPECT_EQ(first, 1);
     EXPECT_EQ(driver->m_runs, 1);
     EXPECT_TRUE(log.records().empty());
@@ -315,7 +316,7 @@ TEST_F(RawInputDriverBaseTest, anInputLoopThatReturnsByItselfLeavesTheCaptureUnt
 
 TEST_F(RawInputDriverBaseTest, aThreadThatCannotStartLeavesACaptureWithoutRecords) {
     const auto alive = std::make_shared<int>(0);
-    driver->capturePointer(ignoringHandler());  // whose thread must not be taken for the next one's
+    driver->capturePointer(ignoringHandler());  // must not be mistaken for the next one's thread
     driver->releasePointerCapture();
     standins::failThreadCreation(true);
     driver->capturePointer(ignoringHandler(alive));
@@ -324,7 +325,7 @@ TEST_F(RawInputDriverBaseTest, aThreadThatCannotStartLeavesACaptureWithoutRecord
     EXPECT_EQ(log.records().size(), 1u);
     const int joins = standins::joinCalls();
     driver->releasePointerCapture();
-    EXPECT_EQ(standins::joinCalls(), joins);  // nobody to wait for
+    EXPECT_EQ(standins::joinCalls(), joins);  // there is nobody to wait for
     EXPECT_EQ(alive.use_count(), 1);
     EXPECT_FALSE(driver->isPointerCaptured());
     ASSERT_EQ(driver->m_interrupted.size(), 2u);
@@ -389,7 +390,7 @@ TEST_F(RawInputDriverBaseTest, theThreadIsJoinedWithoutTheLock) {
     driver->capturePointer(ignoringHandler());
     driver->waitForRuns(1);
     bool answered = false;
-    // Runs on the input thread while the script thread waits for that thread's end, or is about to.
+    // Runs on the input thread while the script thread waits for that thread to end, or is about to.
     driver->m_onInterrupt = [&] {
         driver->postToInputThread([&] {
             std::thread other([&] { answered = !driver->isPointerCaptured(); });

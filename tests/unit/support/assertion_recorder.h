@@ -10,7 +10,7 @@
 
 namespace unit {
 
-/// An assertion failure as its handler got it, texts copied.
+/// An assertion failure as its handler received it, with copies of the texts.
 struct AssertionFailure {
     std::string function;
     std::string file;
@@ -20,7 +20,7 @@ struct AssertionFailure {
     std::string message;
 };
 
-/// Takes the assertion failures from construction to the end of the scope; the failed sites go on.
+/// Takes assertion failures from construction to the end of the scope. The failed code continues.
 class AssertionRecorder {
 public:
     AssertionRecorder() { common::setAssertionHandler(std::make_unique<Handler>(*this)); }

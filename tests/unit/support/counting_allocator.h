@@ -9,13 +9,13 @@
 
 namespace unit {
 
-/// An allocator that counts what it gives and takes, and can run out. Blocks themselves come from the C runtime, so
+/// An allocator that counts the blocks it gives and takes back, and can run out. The blocks come from the C runtime, so
 /// that the sanitizers watch them.
 class CountingAllocator : public common::Allocator {
 public:
     using Interfaces = common::TypeList<common::Allocator>;
 
-    /// Outlives the allocator, and so tells about its end as well.
+    /// Outlives the allocator, so it also counts the allocator's end.
     struct Counts {
         std::atomic<int> allocated{0};
         std::atomic<int> freed{0};
@@ -51,7 +51,7 @@ private:
     Counts& m_counts;
 };
 
-/// Makes a `CountingAllocator` the current one to the end of the scope.
+/// Makes a `CountingAllocator` the current allocator until the end of the scope.
 class AllocatorOverride {
 public:
     explicit AllocatorOverride(CountingAllocator::Counts& counts) {

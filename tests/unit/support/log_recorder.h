@@ -10,7 +10,7 @@
 
 namespace unit {
 
-/// A log record as its handler got it, texts copied.
+/// A log record as its handler received it, with copies of the texts.
 struct LogRecord {
     int level;
     std::string function;
@@ -20,7 +20,7 @@ struct LogRecord {
     std::int64_t timeStamp;
 };
 
-/// Records the log from construction to the end of the scope. Records may come from any thread.
+/// Keeps the log records that any thread writes from construction to the end of the scope.
 class LogRecorder {
 public:
     LogRecorder() {

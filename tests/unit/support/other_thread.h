@@ -8,7 +8,7 @@
 
 namespace unit {
 
-/// Runs calls on another thread while this one stays where it is, with the locks that it holds.
+/// Runs calls on another thread while this thread waits and keeps the locks that it holds.
 /// The destructor waits for calls that have not ended, so the object must outlive whatever holds such a lock.
 class OtherThread {
 public:
@@ -19,7 +19,7 @@ public:
         if (m_thread.joinable()) m_thread.join();
     }
 
-    /// Whether `call` ends while this thread waits for it. It does not when it needs a lock that this thread holds.
+    /// Whether `call` ends while this thread waits. It does not if it needs a lock that this thread holds.
     bool ends(std::function<void()> call) {
         if (m_thread.joinable()) m_thread.join();
         std::packaged_task<void()> task(std::move(call));

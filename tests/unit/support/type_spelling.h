@@ -5,7 +5,7 @@
 
 namespace unit {
 
-/// How the platform spells a type in texts: "struct IRefCounted" where the names of the ABI carry the keyword, else
+/// How the platform spells a type in texts: "struct IRefCounted" if the ABI's names carry the keyword, otherwise
 /// "IRefCounted". `name` is fully qualified.
 std::string spelled(std::string_view keyword, std::string_view name);
 

@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <cstring>
 
-/// The binary shape of interfaces and objects as other modules of this ABI see it: slots and fields by number.
+/// The binary layout of interfaces and objects as other modules of this ABI see it: slots and fields by number.
 namespace unit {
 
-/// The function in slot `index` of the table that `interface` points to, as a function of the given type. Its first
-/// parameter is the interface pointer.
+/// The function in slot `index` of the table that `interface` points to, as a function of the given type. The first
+/// parameter of that type is the interface pointer.
 template <typename Function>
 Function slot(const void* interface, std::size_t index) {
     const void* const* table = nullptr;
@@ -25,7 +25,7 @@ Field field(const void* object, std::size_t offset) {
     return value;
 }
 
-/// What a deleting destructor is told so that it leaves the memory alone.
+/// Tells a deleting destructor to leave the memory alone.
 inline constexpr unsigned kKeepMemory = 0;
 using DeletingDestructor = void* (*)(void* interface, unsigned flags);
 

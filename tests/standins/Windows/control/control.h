@@ -4,8 +4,8 @@
 
 #include "../desktop/script.h"
 
-/// What script tests need to steer the stand-ins and to look at what the module asks of the system. Each list is one
-/// source file.
+/// What script tests need to steer the stand-ins and to see what the module asks of the system. Each list is defined in
+/// its own source file.
 namespace control {
 
 std::vector<desktop::NamedFunction> standinFunctions();

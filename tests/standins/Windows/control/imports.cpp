@@ -9,8 +9,8 @@
 #include "../control_text.h"
 #include "control.h"
 
-// A look at the arguments with which the module calls the system: its import table is made to point here. Every call
-// is written down and passed on, or answered as a test has said.
+// Shows the arguments with which the module calls the system: its import table is made to point here. Every call is
+// recorded and then passed on, or answered as a test has said.
 namespace control {
 
 namespace {
@@ -27,7 +27,7 @@ std::mutex g_mutex;
 std::vector<std::string> g_calls;
 std::map<std::string, Answer, std::less<>> g_answers;
 
-// Writes a call down and gives the answer that it is to have, if a test has said one.
+// Records a call and returns the answer that a test has planned for it, if any.
 std::optional<Answer> note(std::string_view name, JsonObject& call) {
     const std::lock_guard lock(g_mutex);
     g_calls.push_back(call.add("call", name).text());
@@ -100,7 +100,7 @@ void point(IMAGE_THUNK_DATA* slot, void* function) {
     VirtualProtect(slot, sizeof *slot, before, &before);
 }
 
-// Points the watched imports of one loaded module here and gives how many there are.
+// Points the watched imports of one loaded module here and returns how many it has.
 int watch(std::byte* image) {
     const auto at = [image](DWORD offset) { return static_cast<void*>(image + offset); };
     const auto dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(image);
@@ -133,8 +133,8 @@ bool isReadOnly(const void* address) {
     return VirtualQuery(address, &memory, sizeof memory) != 0 && memory.Protect == PAGE_READONLY;
 }
 
-// Of each library whose functions a module binds late: how many there are, how many are bound, how many of their places
-// cannot be written to. As JSON.
+// For each library whose functions a module binds late, as JSON: how many functions there are, how many are bound, and
+// how many of their places cannot be written to.
 napi_value lateImports(const Arguments& arguments) {
     const HMODULE module = GetModuleHandleW(arguments.wideText(0).c_str());
     if (module == nullptr) desktop::throwLastError("GetModuleHandleW");
@@ -170,7 +170,7 @@ napi_value answerImport(const Arguments& arguments) {
     return nullptr;
 }
 
-// The calls since the last time, as JSON; answers are forgotten.
+// The calls since the last time, as JSON. Forgets the answers.
 napi_value takeImportCalls(const Arguments& arguments) {
     const std::lock_guard lock(g_mutex);
     const std::string json = standins::jsonArray(g_calls);

@@ -20,7 +20,7 @@ void set(const Arguments& arguments, DWORD type, const void* data, std::size_t s
           "RegSetKeyValueW");
 }
 
-// Key below HKEY_LOCAL_MACHINE, value name, value.
+// (key below HKEY_LOCAL_MACHINE, value name, value).
 napi_value setRegistryNumber(const Arguments& arguments) {
     const auto value = static_cast<DWORD>(arguments.number(2));
     set(arguments, REG_DWORD, &value, sizeof value);
@@ -33,7 +33,7 @@ napi_value setRegistryText(const Arguments& arguments) {
     return nullptr;
 }
 
-// Gives the number, or undefined when there is none.
+// Returns the number, or undefined if there is none.
 napi_value registryNumber(const Arguments& arguments) {
     DWORD value = 0;
     DWORD size = sizeof value;
@@ -42,7 +42,7 @@ napi_value registryNumber(const Arguments& arguments) {
     return status == ERROR_SUCCESS ? desktop::toScript(arguments.env(), value) : nullptr;
 }
 
-// A value that is not there is fine.
+// Succeeds if the value does not exist.
 napi_value removeRegistryValue(const Arguments& arguments) {
     const LSTATUS status =
         RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, arguments.wideText(0).c_str(), arguments.wideText(1).c_str());
@@ -50,7 +50,7 @@ napi_value removeRegistryValue(const Arguments& arguments) {
     return nullptr;
 }
 
-// The key with everything below it.
+// Removes the key with everything below it.
 napi_value removeRegistryKey(const Arguments& arguments) {
     const LSTATUS status = RegDeleteTreeW(HKEY_LOCAL_MACHINE, arguments.wideText(0).c_str());
     if (status != ERROR_FILE_NOT_FOUND) check(status, "RegDeleteTreeW");

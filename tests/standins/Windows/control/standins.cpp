@@ -22,7 +22,7 @@ HMODULE libraryArgument(const Arguments& arguments) {
     return reinterpret_cast<HMODULE>(static_cast<std::uintptr_t>(arguments.number(0)));
 }
 
-// Loads a stand-in from its place, or finds it there when the module has brought it in already.
+// Loads a stand-in from its path, or finds it loaded from there by the module.
 napi_value loadStandin(const Arguments& arguments) {
     const HMODULE library = LoadLibraryExW(arguments.wideText(0).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (library == nullptr) desktop::throwLastError("LoadLibraryExW");
@@ -46,7 +46,7 @@ napi_value reportStandin(const Arguments& arguments) {
     return toScript(arguments.env(), std::string(json));
 }
 
-// Where a loaded library of that name comes from; the empty text when none is loaded.
+// The path of a loaded library of that name; empty if none is loaded.
 napi_value loadedFrom(const Arguments& arguments) {
     wchar_t path[MAX_PATH] = L"";
     if (const HMODULE library = GetModuleHandleW(arguments.wideText(0).c_str())) {

@@ -16,7 +16,7 @@ using desktop::toScript;
 
 constexpr DWORD allocateFromSystemIgnoringInserts = 0x1300;
 
-// The system's English text for a Win32 error, with its line break; empty when it has none.
+// The system's English text for a Win32 error, with its line break; empty if there is none.
 napi_value systemText(const Arguments& arguments) {
     char* buffer = nullptr;
     const DWORD length =
@@ -27,7 +27,7 @@ napi_value systemText(const Arguments& arguments) {
     return toScript(arguments.env(), text);
 }
 
-// The system's text for an HRESULT in the user's language, without white space at its end.
+// The system's text for an HRESULT in the user's language, without trailing white space.
 napi_value systemMessage(const Arguments& arguments) {
     wchar_t* buffer = nullptr;
     const DWORD length =
@@ -39,7 +39,7 @@ napi_value systemMessage(const Arguments& arguments) {
     return toScript(arguments.env(), text);
 }
 
-// What the system's own parser of addresses makes of a text, as its HRESULT. It is loaded when it is first needed.
+// The HRESULT of the system's own address parser for a text. Its library is loaded on first use.
 napi_value parseAddress(const Arguments& arguments) {
     using CreateUri = HRESULT(STDMETHODCALLTYPE*)(const wchar_t*, DWORD, DWORD_PTR, IUnknown**);
     const HMODULE library = LoadLibraryW(L"urlmon.dll");

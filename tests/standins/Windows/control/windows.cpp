@@ -15,7 +15,7 @@ namespace {
 using desktop::Arguments;
 using desktop::Object;
 
-/// A top-level window with a thread of its own, for others to move about.
+/// A top-level window on its own thread that others may move.
 class TestWindow {
 public:
     explicit TestWindow(bool visible) : m_thread([this, visible] { run(visible); }) {
@@ -86,7 +86,7 @@ napi_value closePlacedWindow(const Arguments& arguments) {
     return nullptr;
 }
 
-// The placement as the system tells it, asked with its length set.
+// The placement as the system reports it to a caller that has set the length.
 napi_value windowPlacement(const Arguments& arguments) {
     WINDOWPLACEMENT placement{};
     placement.length = sizeof placement;

@@ -12,7 +12,7 @@ namespace desktop {
 
 namespace {
 
-/// Reads the system's debug output: what processes without a debugger say by OutputDebugStringA.
+/// Reads the system's debug output: what processes without a debugger write with OutputDebugStringA.
 class DebugOutput {
 public:
     DebugOutput() {

@@ -4,7 +4,8 @@
 
 #include "script.h"
 
-/// What script tests need from Windows beside the module: input, windows and processes. Each list is one source file.
+/// What script tests need from Windows around the module: input, windows, processes. Each list is defined in its own
+/// file.
 namespace desktop {
 
 std::vector<NamedFunction> inputFunctions();

@@ -8,7 +8,7 @@ namespace {
 
 constexpr wchar_t kSinkClassName[] = L"zeb-internal-sink-window";
 
-/// This process's sink window, or null. Others may run in the same desktop.
+/// This process's sink window, or null. Other processes may have theirs on the same desktop.
 HWND sinkWindow() {
     HWND found = nullptr;
     while ((found = FindWindowExW(nullptr, found, kSinkClassName, nullptr)) != nullptr) {
@@ -19,7 +19,7 @@ HWND sinkWindow() {
     return nullptr;
 }
 
-// (flags, dx, dy, data, times): the same report several times
+// (flags, dx, dy, data, times): the same raw input report several times
 napi_value sendMouse(const Arguments& arguments) {
     INPUT input{};
     input.type = INPUT_MOUSE;
@@ -61,7 +61,7 @@ napi_value setCursor(const Arguments& arguments) {
     return nullptr;
 }
 
-// (swapped, whether no window is told)
+// (swapped, whether to tell no window)
 napi_value swapButtons(const Arguments& arguments) {
     const UINT tell = arguments.flag(1) ? 0 : SPIF_UPDATEINIFILE | SPIF_SENDCHANGE;
     if (!SystemParametersInfoW(SPI_SETMOUSEBUTTONSWAP, arguments.flag(0), nullptr, tell)) {
@@ -78,14 +78,14 @@ napi_value sinkWindowOf(const Arguments& arguments) {
     return toScript(arguments.env(), reinterpret_cast<std::uintptr_t>(sinkWindow()));
 }
 
-// Wine does not wake a thread that waits for a range of messages when raw input comes. A timer of its window does, and
-// lies within the range; the product's loop ignores it.
+// Wine does not wake a thread that waits for a range of messages when raw input arrives. A timer message of its window
+// does: it is in the range, and the product's loop ignores it.
 napi_value wakeSinkWindow(const Arguments& arguments) {
     const HWND window = sinkWindow();
     return toScript(arguments.env(), window != nullptr && SetTimer(window, 1, 10, nullptr) != 0);
 }
 
-// Posts to the thread of this process's sink window, as a stranger could.
+// Posts to the thread of this process's sink window, as a foreign program could.
 napi_value postToInputThread(const Arguments& arguments) {
     const DWORD thread = GetWindowThreadProcessId(sinkWindow(), nullptr);
     return toScript(arguments.env(), PostThreadMessageW(thread, static_cast<UINT>(arguments.number(0)),

@@ -24,12 +24,12 @@ using Handle = std::unique_ptr<HANDLE, HandleCloser>;
 struct DebugException {
     DWORD code;
     bool firstChance;
-    std::wstring module;  // where it happened, and how far behind the module's start
+    std::wstring module;  // the fault's module and its offset from the module's start
     ULONG_PTR offset;
     std::vector<ULONG_PTR> parameters;
 };
 
-/// Runs a program as its debugger, on a thread of the pool, and notes what a debugger is told.
+/// Runs a program as its debugger, on a pool thread, and records what a debugger is told.
 class DebugRun {
 public:
     DebugRun(std::wstring commandLine, std::wstring outputPath, DWORD milliseconds, DWORD lastException)
@@ -164,8 +164,8 @@ napi_value DebugRun::result(napi_env env) const {
         .value();
 }
 
-// (command line, output file, milliseconds, [code of the exception that the program is ended at]): a promise of
-// { exitCode, failure, debugStrings, exceptions: [{ code, firstChance, module, offset }] }
+// (command line, output file, milliseconds, [code of the exception at which to end the program]): a promise of {
+// exitCode, failure, debugStrings, exceptions: [{ code, firstChance, module, offset }] }
 napi_value DebugRun::start(const Arguments& arguments) {
     const napi_env env = arguments.env();
     auto run =
@@ -208,8 +208,8 @@ napi_value moduleLoaded(const Arguments& arguments) {
     return toScript(arguments.env(), GetModuleHandleW(arguments.wideText(0).c_str()) != nullptr);
 }
 
-// What is registered for this process: { result: HRESULT, commandLine, flags }. Looked up, because not every system has
-// it.
+// What is registered for this process: { result: HRESULT, commandLine, flags }. The function is looked up at run time,
+// because not every system has it.
 napi_value restartSettings(const Arguments& arguments) {
     using Get = HRESULT(WINAPI*)(HANDLE, wchar_t*, DWORD*, DWORD*);
     const auto get =
@@ -226,7 +226,7 @@ napi_value restartSettings(const Arguments& arguments) {
         .value();
 }
 
-// (process id, PROCESS_MITIGATION_POLICY): the policy's flags, as the system enforces it there.
+// (process id, PROCESS_MITIGATION_POLICY): the policy's flags as the system enforces them in that process.
 napi_value mitigation(const Arguments& arguments) {
     const Handle process(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, static_cast<DWORD>(arguments.number(0))));
     if (!process) throwLastError("OpenProcess");

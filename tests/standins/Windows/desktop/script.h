@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <vector>
 
-/// Just enough of Node-API for the test helpers: arguments in, plain values out. What a function throws becomes a
-/// script error with the exception's text.
+/// Just enough of Node-API for the test helpers: arguments in, plain values out. An exception becomes a script error
+/// with the exception's text.
 namespace desktop {
 
 /// The arguments of one call. A missing one reads as 0, false or the empty text.
@@ -55,7 +55,7 @@ private:
     napi_value m_object = nullptr;
 };
 
-/// A function of the add-on; null gives undefined.
+/// A function of the add-on. Null becomes undefined.
 using Function = napi_value (*)(const Arguments& arguments);
 
 struct NamedFunction {

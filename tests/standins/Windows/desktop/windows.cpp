@@ -20,7 +20,7 @@ std::wstring className(HWND window) {
     return std::wstring(&name[0], static_cast<std::size_t>(GetClassNameW(window, &name[0], 256)));
 }
 
-// Also of controls in other processes, whose text GetWindowTextW does not give.
+// Also reads controls in other processes, whose text GetWindowTextW does not return.
 std::wstring textOf(HWND window) {
     DWORD_PTR length = 0;
     if (!SendMessageTimeoutW(window, WM_GETTEXTLENGTH, 0, 0, SMTO_NORMAL, 10000, &length)) {
@@ -75,7 +75,7 @@ napi_value windowText(const Arguments& arguments) {
     return toScript(arguments.env(), textOf(windowArgument(arguments)));
 }
 
-// What a window's class was registered with, as far as its own process can ask.
+// What a window's class was registered with, as far as its own process can find out.
 napi_value windowClass(const Arguments& arguments) {
     const HWND window = windowArgument(arguments);
     WNDCLASSW info{};
@@ -106,7 +106,7 @@ napi_value sendMessage(const Arguments& arguments) {
     return toScript(arguments.env(), result);
 }
 
-/// A visible window with a thread of its own. Raw input reaches a desktop only while one has the foreground.
+/// A visible window on its own thread. Raw input reaches a desktop only while a window has the foreground.
 class VisibleWindow {
 public:
     VisibleWindow() : m_thread([this] { run(); }) {
@@ -167,7 +167,8 @@ napi_value closeWindow(const Arguments&) {
     return nullptr;
 }
 
-// Takes the sink window's class name for a class whose windows cannot be made, before the module registers its own.
+// Registers a class with the sink window's class name whose windows cannot be made, before the module registers its
+// own.
 napi_value refuseSinkWindows(const Arguments&) {
     WNDCLASSW type{};
     type.lpfnWndProc = [](HWND window, UINT message, WPARAM wParam, LPARAM lParam) -> LRESULT {

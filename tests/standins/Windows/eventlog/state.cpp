@@ -21,7 +21,7 @@ struct Fault {
     bool work;
 };
 
-// Either a result set with its read position, or one record.
+// Either a result set with its read position, or one event record.
 struct Handle {
     bool isQuery;
     std::size_t position;
@@ -46,7 +46,7 @@ constexpr std::string_view functions[] = {"EvtQuery", "EvtNext", "EvtRender", "E
 
 std::mutex mutex;
 State state;
-// Not part of the state: a handle from before a reset must not become a new one.
+// Not part of the state: a handle from before a reset must not be equal to a new one.
 uintptr_t lastHandle = 0x100;
 
 EVT_HANDLE open(Handle handle) {
@@ -60,7 +60,7 @@ Handle* find(EVT_HANDLE value, bool isQuery) {
     return found != state.handles.end() && found->second.isQuery == isQuery ? &found->second : nullptr;
 }
 
-// One call: counts it, has it fail if it is to fail, else does the work, which gives an error code; writes it down.
+// One call: counts it and records it. It fails if a fault says so; otherwise `work` runs and returns an error code.
 template <typename Work>
 bool perform(std::string_view function, JsonObject arguments, Work work) {
     const std::lock_guard lock(mutex);
@@ -87,7 +87,7 @@ bool perform(std::string_view function, JsonObject arguments, Work work) {
     return result;
 }
 
-// Bytes that a value of `size` needs; copies it when the buffer is large enough.
+// Returns the bytes that a value of `size` needs, and copies it if the buffer is large enough.
 uint32_t renderRecord(std::size_t record, DWORD size, void* buffer, DWORD* used) {
     const std::wstring& xml = state.records[record];
     const auto bytes = static_cast<DWORD>((xml.size() + 1) * sizeof(wchar_t));
@@ -100,7 +100,7 @@ uint32_t renderRecord(std::size_t record, DWORD size, void* buffer, DWORD* used)
     return 0;
 }
 
-// A variant in front of its array, and the names behind that.
+// A variant, then its array, then the names.
 uint32_t writeProperty(bool names, DWORD size, EVT_VARIANT* buffer, DWORD* used) {
     const std::size_t count = state.channels.size();
     std::size_t need = sizeof(EVT_VARIANT) + count * (names ? sizeof(wchar_t*) : sizeof(uint32_t));

@@ -1,18 +1,18 @@
 #pragma once
 
-/// What the stand-in event log contains, how it misbehaves, and what it has seen. One per process; every function may
-/// be called from any thread.
+/// What the stand-in event log contains, how it misbehaves, and what it has seen. One per process; any thread may call
+/// every function.
 ///
 /// Script verbs:
 ///
 ///   reset                           an empty log, no faults, nothing seen; open handles are forgotten
 ///   channel   NAME STATUS           a channel that every query names, with its status (0: readable)
-///   record    XML                   one more record, oldest first
-///   batch     COUNT                 how many records the next EvtNext gives at most; one line per call
-///   size      RECORD BYTES          the size that EvtRender reports for a record instead of the true one
+///   record    XML                   one more event record, oldest first
+///   batch     COUNT                 the most event records that the next EvtNext returns; one line per call
+///   size      RECORD BYTES          the size that EvtRender reports for an event record instead of the true one
 ///   quiet     FLAG                  1: success leaves the thread's last error as it was (default 0: sets it to 0)
 ///   fault     CALL AT CODE RESULT WORK
-///             at the AT-th call (from 1) of a function, give RESULT (0 or 1) and set the last error to CODE; WORK says
+///             the AT-th call (from 1) of a function returns RESULT (0 or 1) and sets the last error to CODE; WORK says
 ///             whether the call does its work nonetheless
 ///
 /// Report topics: "calls" (every call with its arguments, in order), "counts" (calls by name), "open" (handles).

@@ -9,18 +9,18 @@
 
 #include "../control_text.h"
 
-// A host of the module that is no Node.js: it takes the record that the module hands over while it is loaded, and of
-// the engine it has no more than the module needs in order to be loaded.
+// A host that is not Node.js. It takes the module record that the module passes while it is loaded; of the engine it
+// has only what the module needs in order to load.
 //
-//   recording-host MODULE    prints what came, as JSON
+//   recording-host MODULE    prints what it received, as JSON
 //   divided-host MODULE      the same, from a libnode.dll beside the program
 
 using standins::JsonObject;
 
 namespace {
 
-/// A module's record as the runtimes of all versions read it. The runtime's own headers declare it too; this is spelled
-/// once more, so that the module and its test do not share a mistake.
+/// A module record as the runtimes of all versions read it. The runtime's own headers declare it too. It is repeated
+/// here so that the module and its test do not share a mistake.
 struct ModuleRecord {
     int version;
     unsigned flags;
@@ -35,7 +35,7 @@ struct ModuleRecord {
 
 std::vector<ModuleRecord> g_records;
 
-/// Leaves the module's entry again, for there is no engine to go on with.
+/// Thrown to leave the module's entry again, because there is no engine to continue with.
 struct EngineReached {};
 
 HMODULE moduleOf(const void* address) {
@@ -74,7 +74,7 @@ std::string describe(const ModuleRecord& record, HMODULE module) {
     return object.text();
 }
 
-// By the name of its export the runtime finds the entry when a second context loads the module.
+// The runtime finds the entry by the name of its export when a second context loads the module.
 bool exportReachesEngine(HMODULE module, int version) {
     using Entry = void (*)(void* exports, void* module, void* context);
     const std::string name = "node_register_module_v" + std::to_string(version);
@@ -99,7 +99,7 @@ Isolate* Isolate::GetCurrent() { throw EngineReached(); }
 
 }  // namespace v8
 
-// What else the module must find. Never called, for nobody gets past the function above.
+// What else the module must find. None of it is called, because nothing gets past the function above.
 #pragma comment( \
     linker,      \
     "/export:?NewFromUtf8@String@v8@@SA?AV?$MaybeLocal@VString@v8@@@2@PEAVIsolate@2@PEBDW4NewStringType@2@H@Z=engineFunction")

@@ -1,7 +1,7 @@
 #pragma once
 
-/// The binary interfaces of the stand-in classes, declared here once more and on purpose: a mistake in the projection's
-/// own declarations must not repeat itself on this side. Only slots that are called carry their real parameters.
+/// The binary interfaces of the stand-in classes. They are declared again on purpose: a mistake in the projection's
+/// declarations must not repeat itself here. Only slots that are called have their real parameters.
 
 #include <windows.h>
 
@@ -27,7 +27,7 @@ struct AsyncInfo : IInspectable {
     virtual HRESULT STDMETHODCALLTYPE Close() = 0;
 };
 
-/// A handler for the end of an operation; the two kinds differ in their id alone.
+/// A handler for the end of an operation. The two kinds differ only in their id.
 struct CompletedHandler : IUnknown {
     virtual HRESULT STDMETHODCALLTYPE Invoke(IInspectable* operation, INT32 status) = 0;
 };

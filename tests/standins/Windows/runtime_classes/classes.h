@@ -1,6 +1,6 @@
 #pragma once
 
-/// The factories of the stand-in classes, each with one reference for the caller.
+/// The factories of the stand-in classes. Each call returns one reference, which the caller owns.
 
 #include "abi.h"
 
@@ -17,6 +17,6 @@ abi::ActivationFactory* makeLauncherOptionsFactory();
 abi::ActivationFactory* makeLauncherFactory();
 abi::ActivationFactory* makePackageManagerFactory();
 
-/// The text of an address object made here.
+/// The text of an address object that was made here.
 bool readUri(IUnknown* uri, std::wstring& text);
 }  // namespace standins::runtime

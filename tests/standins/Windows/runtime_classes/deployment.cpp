@@ -1,4 +1,4 @@
-// Windows.Management.Deployment.PackageManager: deployments that end as planned, when planned, on another thread.
+// Windows.Management.Deployment.PackageManager: deployments that end as planned and when planned, on another thread.
 
 #include "classes.h"
 #include "object.h"
@@ -15,7 +15,7 @@ constexpr INT32 started = 0;
 constexpr INT32 canceled = 2;
 constexpr INT32 failed = 3;
 
-// A counted pointer for this file's few needs.
+// A counted pointer with just what this file needs.
 template <typename T>
 class Kept {
 public:
@@ -75,7 +75,7 @@ public:
     }
     ~DeploymentOperation() override { m_update->gone = true; }
 
-    // Ends it, unless it has ended: sets the status, then calls the handler if there is one.
+    // Ends the deployment unless it has ended: sets the status, then calls the handler if there is one.
     void end(INT32 status) {
         abi::CompletedHandler* handler = nullptr;
         {
@@ -93,7 +93,7 @@ public:
         }
     }
 
-    // What ends it later, with a reference of its own.
+    // A function that ends it later and holds its own reference.
     std::function<void()> ending() {
         return [self = Kept(this)] { self->end(self->m_plan.status); };
     }

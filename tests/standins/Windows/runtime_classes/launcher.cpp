@@ -1,4 +1,4 @@
-// Windows.System.LauncherOptions and Launcher: nothing is started, everything is written down.
+// Windows.System.LauncherOptions and Launcher: start nothing and record everything.
 
 #include "classes.h"
 #include "object.h"
@@ -41,7 +41,7 @@ public:
     }
 };
 
-// Never over, for nobody waits for a browser: who did would hang.
+// Never ends. The module must not wait for a browser; if it did, the test would hang.
 class LaunchOperation final : public Object<abi::LaunchOperation, abi::AsyncInfo> {
 public:
     LaunchOperation() : Object("LaunchOperation") {}

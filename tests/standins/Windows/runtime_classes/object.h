@@ -1,6 +1,6 @@
 #pragma once
 
-/// The common part of every stand-in object: counting, its interfaces, and being counted among the living.
+/// What all stand-in objects have in common: counting, interfaces, and the number of living objects.
 
 #include "abi.h"
 
@@ -12,7 +12,7 @@
 namespace standins::runtime {
 inline bool same(REFIID left, REFIID right) noexcept { return std::memcmp(&left, &right, sizeof(GUID)) == 0; }
 
-/// The number of living objects by class name, for reports.
+/// Changes the number of living objects of a class, which is part of the report.
 void countObject(const char* className, int change) noexcept;
 
 inline HRESULT give(std::wstring_view text, HSTRING* string) noexcept {
@@ -25,8 +25,8 @@ inline std::wstring textOf(HSTRING string) {
     return {text, length};
 }
 
-/// An object of several interfaces, the first of which is its identity and its class's default. Agile unless told
-/// otherwise, as all classes of the real server are. Born with one reference.
+/// An object of several interfaces. The first is its identity and its class's default. It is agile unless told
+/// otherwise, like all classes of the real server. It starts with one reference.
 template <typename Default, typename... More>
 class Object : public Default, public More... {
 public:
@@ -74,7 +74,7 @@ public:
     bool agile = true;
 
 protected:
-    /// Whether this object has an interface beside its default one; asked only for those it is made of.
+    /// Whether this object has an interface besides its default one. Only asked for the interfaces it is made of.
     virtual bool has(REFIID) const { return true; }
 
 private:
@@ -82,7 +82,7 @@ private:
     const char* m_className;
 };
 
-/// Whether a pointer is exactly the wanted interface of its object, as the binary contract asks of arguments.
+/// Whether a pointer is exactly the wanted interface of its object, as the binary contract requires of arguments.
 template <typename Interface>
 bool isExactly(IUnknown* object) {
     void* wanted = nullptr;

@@ -1,5 +1,5 @@
 // The stand-in server of activatable classes. The real activation finds it through the registry and asks it for the
-// factories; a test scripts it and reads what it has seen (state.h).
+// factories. A test scripts it and reads what it has seen (state.h).
 
 #include "classes.h"
 #include "object.h"
@@ -36,7 +36,7 @@ HRESULT WINAPI DllGetActivationFactory(HSTRING name, standins::abi::ActivationFa
     return result;
 }
 
-// Objects and threads may be anywhere: never unloaded.
+// Objects and threads may be anywhere, so the DLL is never unloaded.
 HRESULT WINAPI DllCanUnloadNow() { return S_FALSE; }
 
 const char* standinCommand(const wchar_t* text, std::size_t units) noexcept {

@@ -30,7 +30,7 @@ struct State {
 
 std::mutex mutex;
 State state;
-// Apart from the state: objects outlive a reset.
+// Separate from the state, because objects outlive a reset.
 std::map<std::string, int> living;
 
 template <typename Result>
@@ -57,7 +57,8 @@ Value oneOf(const std::string& name, const std::map<std::string, Value>& values)
     return found->second;
 }
 
-// Ends what is held outside the lock and on another thread: a completion must not come back on the caller's.
+// Ends held deployments outside the lock and on another thread, because a completion must not run on the caller's
+// thread.
 void endAll(std::vector<std::function<void()>> ends) {
     if (!ends.empty()) {
         std::thread([ends = std::move(ends)] {
@@ -179,7 +180,7 @@ void hold(const std::shared_ptr<Update>& update, std::function<void()> end) {
 void apply(const Command& command) {
     const std::string& verb = command.verb();
     std::vector<std::function<void()>> ends;
-    State old;  // whatever it holds ends after the lock
+    State old;  // destroyed after the lock
     {
         const std::lock_guard lock(mutex);
         if (verb == "reset") {

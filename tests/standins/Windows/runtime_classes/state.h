@@ -1,35 +1,32 @@
 #pragma once
 
-/// How the stand-in classes behave and what they have seen. One per process; every function may be called from any
-/// thread.
+/// How the stand-in classes behave and what they have seen. One per process; any thread may call every function.
 ///
 /// Script verbs (CODE: an HRESULT; REASON: text that goes with a failure):
 ///
-///   reset                          every class works, the next deployments succeed, nothing seen; what is held ends
-///   activation CLASS CODE REASON   what asking for the class's factory gives
+///   reset                          every class works, the next deployments succeed, nothing seen; held deployments end
+///   activation CLASS CODE REASON   the result of asking for the class's factory
 ///   agile      CLASS FLAG          whether the factory says that any thread may call it
-///   instance   CLASS CODE REASON   what making an object of the class gives
-///   options3   FLAG               whether launcher options have their third interface
-///   options    CODE                what setting an option of the launcher gives
-///   launch     CODE REASON         what starting a launch gives
-///   refuse     CODE REASON         what starting a deployment gives
+///   instance   CLASS CODE REASON   the result of making an object of the class
+///   options3   FLAG                whether launcher options have their third interface
+///   options    CODE                the result of setting an option of the launcher
+///   launch     CODE REASON         the result of starting a launch
+///   refuse     CODE REASON         the result of starting a deployment
 ///
 /// and for the deployments that start from now on:
 ///
-///   success                        back to success, after the handler is there
-///   end        WHEN                atReturn: has ended when it is returned; onHandler: on another thread once a
-///   handler
-///                                  is there (default); afterStatus: right after its status was read for the first
-///                                  time; held: when released
+///   success                        back to success, after the handler is set
+///   end        WHEN                when it ends. atReturn: before it is returned; onHandler (default): on another
+///                                  thread once there is a handler; afterStatus: right after its status was first read;
+///                                  held: when released
 ///   status     STATUS              how it ends: 1 completed, 2 cancelled, 3 failed
 ///   error      CODE                its error code
 ///   text       TEXT                the result's error text
 ///   extended   CODE                the result's extended error code
-///   results    CODE                what asking for the result gives
-///   reason     KIND TEXT           what goes with that failure: "restricted", "plain" (the older kind of error
-///                                  information) or "none"
-///   member     NAME CODE           what a single call gives: Status, Completed, ErrorText, AsyncInfo (the query for
-///   it)
+///   results    CODE                the result of asking for the result
+///   reason     KIND TEXT           the text that goes with that failure, as error information of the kind "restricted"
+///                                  or "plain" (the older kind), or "none"
+///   member     NAME CODE           the result of a single call: Status, Completed, ErrorText, AsyncInfo (its query)
 ///
 ///   release    INDEX               ends a held deployment, by its place in "updates"
 ///
@@ -46,19 +43,19 @@
 #include <string_view>
 
 namespace standins::runtime {
-/// A failure that a call is to give, with the text that goes with it.
+/// A failure that a call returns, with the text that goes with it.
 struct Failure {
     HRESULT code = S_OK;
     std::wstring reason;
 
-    /// Gives the code; a failing one leaves the reason, if there is one, as the thread's error information.
+    /// Returns the code. A failing code leaves the reason, if there is one, as the thread's error information.
     HRESULT give() const;
 };
 
 enum class End { atReturn, onHandler, afterStatus, held };
 enum class Reason { none, restricted, plain };
 
-/// One deployment's fate, fixed when it starts.
+/// How one deployment goes, fixed when it starts.
 struct Plan {
     End end = End::onHandler;
     INT32 status = 1;
@@ -76,8 +73,8 @@ struct Plan {
     }
 };
 
-/// Writes the calling thread's error information as the real runtime does for a failure with text of its own; `plain`
-/// gives the older kind, which has a description and no code.
+/// Sets the calling thread's error information as the real runtime does for a failure with its own text. `plain` is the
+/// older kind, which has a description and no code.
 void leaveReason(HRESULT code, const std::wstring& reason, Reason kind);
 
 // ---- what the classes ask ----
@@ -91,7 +88,7 @@ Failure refusal();
 Plan nextPlan();
 
 // ---- what the classes have seen ----
-/// A deployment's record. Its operation writes it from whatever thread calls; it outlives a reset.
+/// What was seen of a deployment. Its operation writes this on any thread. It outlives a reset.
 struct Update {
     std::wstring uri;
     bool uriIsDefaultInterface = false;
@@ -108,7 +105,7 @@ struct Update {
     std::atomic<DWORD> handlerThread = 0;
     std::atomic<int> resultReads = 0;
     std::atomic<bool> ended = false;
-    std::atomic<bool> gone = false;  // the last reference has been let go
+    std::atomic<bool> gone = false;  // the last reference was dropped
 };
 
 void sawActivation(const std::wstring& className, HRESULT result);
@@ -117,7 +114,7 @@ void sawOption(bool value);
 void sawLaunch(const JsonObject& launch);
 void sawUpdate(std::shared_ptr<Update> update);
 
-/// Keeps what ends a held deployment until it is released, which happens on a thread of its own.
+/// Keeps the function that ends a held deployment. It runs on its own thread when the deployment is released.
 void hold(const std::shared_ptr<Update>& update, std::function<void()> end);
 
 void apply(const Command& command);

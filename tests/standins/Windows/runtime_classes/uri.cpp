@@ -1,4 +1,4 @@
-// Windows.Foundation.Uri: knows whether a text is an absolute address, and gives it back.
+// Windows.Foundation.Uri: recognises absolute addresses and returns their text.
 
 #include "classes.h"
 #include "object.h"
@@ -9,7 +9,7 @@ namespace {
 bool isLetter(wchar_t unit) { return (unit >= L'a' && unit <= L'z') || (unit >= L'A' && unit <= L'Z'); }
 bool isDigit(wchar_t unit) { return unit >= L'0' && unit <= L'9'; }
 
-// A scheme, a colon and, for the schemes of the web, a host.
+// A scheme, a colon and, for the web's schemes, a host.
 bool isAbsolute(std::wstring_view text) {
     const auto colon = text.find(L':');
     if (colon == std::wstring_view::npos || colon == 0 || !isLetter(text[0])) {

@@ -22,7 +22,7 @@ protected:
         SetLastError(0);
     }
 
-    // The result of a call in one word: 0 for success, else the last error.
+    // The result of a call as one number: 0 for success, otherwise the last error.
     static DWORD outcome(BOOL result) { return result ? 0 : GetLastError(); }
 
     EVT_HANDLE query(const wchar_t* text = L"<QueryList/>") { return evtQuery(nullptr, nullptr, text, flags); }

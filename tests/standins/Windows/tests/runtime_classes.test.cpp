@@ -1,4 +1,4 @@
-// The stand-in classes, reached by the projection through the system's own activation: two independent declarations of
+// The stand-in classes, reached by the projection through the system's own activation. Two independent declarations of
 // the same binary contract meet here.
 
 #include <windows.h>
@@ -47,7 +47,7 @@ protected:
     void TearDown() override {
         winrt::clear_factory_cache();
         server.command(L"reset");
-        // The thread that ends a deployment may be the last to let go of it.
+        // The thread that ends a deployment may be the last to release it.
         until("every object is gone", [&] { return server.report("live") == "{}"; });
     }
 
@@ -230,7 +230,7 @@ TEST_F(StandinClasses, FactoriesAreKeptWhenTheySayTheyMayBe) {
               server.report("activations"));
 }
 
-// A thread that never initialised anything: the module's worker is one.
+// A thread that never initialised anything, as the module's worker thread.
 TEST_F(StandinClasses, AreReachedFromAnyThread) {
     bool done = false;
     std::thread([&] { done = update().get().ErrorText().empty(); }).join();

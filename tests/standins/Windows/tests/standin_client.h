@@ -9,7 +9,7 @@
 
 namespace standins {
 
-/// Steers one stand-in from a test program. Its file is named from the build folder; the program lies three below that.
+/// Steers one stand-in from a test program. Its file is named from the build folder, three levels above the program.
 class StandinClient {
 public:
     explicit StandinClient(std::wstring_view file) : m_path(folder() + std::wstring(file)) {
@@ -21,7 +21,7 @@ public:
 
     const std::wstring& path() const noexcept { return m_path; }
 
-    /// Applies a script (control_text.h); throws what is wrong with it.
+    /// Applies a script (control_text.h). Throws what is wrong with it.
     void command(std::wstring_view script) const {
         if (const char* const wrong = m_command(script.data(), script.size())) throw std::invalid_argument(wrong);
     }

@@ -6,7 +6,7 @@ const { after, beforeEach, test } = require('node:test');
 
 const support = path.join(__dirname, '..', '..', '..', 'script', 'support');
 const { zebbridge, buildFile } = require(path.join(support, 'zebbridge.js'));
-// Asked before any stand-in is loaded from its path: so it is the loader that has found it.
+// Asked before any stand-in is loaded by its path, so the loader itself has found this one.
 const foundByTheLoader = require(buildFile('node', 'standin-control.node')).loadedFrom('wevtapi.dll');
 const { winrt, eventlog, system, registry, windows, imports } = require(path.join(support, 'standins.js'));
 const { until } = require(path.join(support, 'until.js'));

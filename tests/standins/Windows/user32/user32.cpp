@@ -87,7 +87,7 @@ void User32::addSentMessage(UINT message, WPARAM wParam, LPARAM lParam) {
         const std::lock_guard guard(m_mutex);
         m_sentResults.push_back(result);
         next = {};
-        next.message = WM_TIMER;  // what the loop waited for
+        next.message = WM_TIMER;  // the loop waited for this message
         return TRUE;
     });
 }
@@ -129,7 +129,7 @@ void User32::note(const std::string& call) {
     m_calls.push_back(call);
 }
 
-/// The functions that take the system's places.
+/// The functions that replace the system's.
 struct User32Calls {
     template <typename... Arguments>
     static void note(const char* function, Arguments... arguments) {
@@ -246,7 +246,7 @@ struct User32Calls {
 
 }  // namespace standins
 
-// Where the program's imports point: these take the places of the import libraries' own.
+// The pointers that the program's imports read. They replace the import libraries' own.
 extern "C" {
 using standins::User32Calls;
 extern decltype(&GetModuleHandleA) const __imp_GetModuleHandleA = &User32Calls::getModuleHandle;

@@ -105,7 +105,7 @@ TEST(CurrentAllocator, theOverrideThatGoesMayAskForTheCurrentOne) {
 }
 
 TEST(CurrentAllocator, theOneBeforeIsReleasedOutsideTheLock) {
-    /// Another thread must get the current allocator while this one ends.
+    /// While this allocator is destroyed, another thread must be able to get the current one.
     class Asking : public Allocator {
     public:
         using Interfaces = common::TypeList<Allocator>;
@@ -131,7 +131,8 @@ TEST(CurrentAllocatorDeathTest, anOverrideOutlivesEverythingThatEndsWithTheProce
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            // Runs after what is registered later, as every end of a static object is from here on.
+            // Runs after everything that is registered later, which includes the destruction of every static object
+            // from here on.
             static Allocator* kept = nullptr;
             static CountingAllocator::Counts& counts = *new CountingAllocator::Counts;
             std::atexit([] {

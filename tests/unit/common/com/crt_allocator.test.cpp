@@ -85,7 +85,7 @@ TEST(CrtAllocatorDeathTest, theProcessesOwnReferenceIsReleasedAtItsEnd) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            // Runs after what is registered later, as the end of the shared allocator is.
+            // Runs after everything that is registered later, which includes the end of the shared allocator.
             static CrtAllocator* kept = nullptr;
             std::atexit([] { std::fprintf(stderr, "%u at the end\n", kept->refCount()); });
             kept = CrtAllocator::shared();

@@ -1,4 +1,4 @@
-// The object model's binary shape: what another module that was built against the interfaces relies on.
+// The object model's binary layout, on which another module built against the interfaces relies.
 #include "common/com/interfaces.h"
 
 #include <gtest/gtest.h>
@@ -136,7 +136,7 @@ TEST(ComPtrLayout, isOnePointer) {
     EXPECT_EQ(field<Thing*>(&thing, 0), thing.get());
 }
 
-// Behind the table pointer: allocator, resolve, destroy, block size, the policy's counts, and then the object.
+// Behind the table pointer: allocator, resolve, destroy, block size, the policy's counts, then the object.
 constexpr std::size_t kAllocator = 8;
 constexpr std::size_t kResolve = 16;
 constexpr std::size_t kDestroy = 24;
@@ -219,12 +219,12 @@ TEST(CrtAllocatorState, hasItsStorageSizeAndNoAllocator) {
     state->release();
 }
 
-// A type's record: a table pointer, room for the readable name, the decorated name.
+// A type's information: a table pointer, room for the readable name, the decorated name.
 constexpr std::size_t kDecoratedName = 2 * sizeof(void*);
 
 const char* decoratedName(const std::type_info& type) { return reinterpret_cast<const char*>(&type) + kDecoratedName; }
 
-/// A copy of a type's record as another module has one: at another address, with the same decorated name.
+/// A copy of a type's information as another module has it: at another address, with the same decorated name.
 class ForgedId {
 public:
     explicit ForgedId(const std::type_info& type) : ForgedId(type, decoratedName(type)) {}

@@ -115,7 +115,7 @@ TYPED_TEST(SharedState, lockAddsAReferenceLikeAnyOther) {
     thing.reset();
     EXPECT_EQ(this->m_ends, 0);
     EXPECT_FALSE(weak->expired());
-    // The lock took a weak count as well: without it, giving this one back would free the block under the object.
+    // The lock added a weak count as well. Without it, this release would free the block under the object.
     weak->release();
     EXPECT_EQ(counts.freed, 0);
     locked->release();
@@ -187,7 +187,7 @@ TYPED_TEST(SharedState, aConstructorThatThrowsLeavesNothingBehind) {
         EXPECT_EQ(counts.lastDescriptor.count, 1u);
         EXPECT_EQ(counts.lastDescriptor.size, counts.lastSize);
     }
-    EXPECT_EQ(counts.destroyed, 1);  // no reference to the allocator was left in the block
+    EXPECT_EQ(counts.destroyed, 1);  // the block kept no reference to the allocator
 }
 
 TYPED_TEST(SharedState, aDestructorMayTakeAndGiveBackWeakReferencesButNotRevive) {
@@ -274,9 +274,9 @@ TEST(StrictSingleThreadRC, countingOnAForeignThreadFailsNothing) {
     EXPECT_TRUE(log.records().empty());
 }
 
-/// Runs `body(thread)` on some threads at once, round by round: `prepare()` before each and `check()` after it, on the
-/// calling thread. The threads start each round as close together as they get. Returns the number of rounds: as many as
-/// a second has room for, and not more than some thousands.
+/// Runs `body(thread)` on several threads at once, round by round, with `prepare()` before and `check()` after each
+/// round on the calling thread. The threads start each round as close together as possible. Returns the number of
+/// rounds: as many as fit into a second, at most some thousands.
 template <typename Prepare, typename Body, typename Check>
 int race(int threads, Prepare prepare, Body body, Check check) {
     constexpr int kMostRounds = 5000;
@@ -350,7 +350,7 @@ TEST(ConcurrentRC, lockingNeverRevivesWhatTheLastReleaseEnded) {
                 thing.reset();
                 return;
             }
-            // Locking all the time, this thread is often in the middle of it when the last reference goes.
+            // This thread locks all the time, so it is often in the middle of a lock when the last reference goes.
             while (IRefCounted* const locked = weak->lock()) {
                 ++locks;
                 const ComPtr<Interface> object = ComPtr<Interface>::acquire(locked);

@@ -88,7 +88,7 @@ TEST(Exception, copiesCarryEverything) {
         EXPECT_EQ(copy->location().function, "f");
         EXPECT_EQ(copy->code(), 87u);
     }
-    EXPECT_NE(after.fullText(), original.fullText());  // a text of its own
+    EXPECT_NE(after.fullText(), original.fullText());  // the copy has its own text
     original = DefaultException({"a", "b", 6}, "Other", 1);
     EXPECT_STREQ(original.fullText(), "b(6):Other");
     EXPECT_STREQ(after.fullText(), "g(5):It failed");
@@ -120,7 +120,7 @@ TEST(Exception, mayShareItsStandardBase) {
     EXPECT_STREQ(static_cast<const std::exception&>(both).what(), "It failed");
 }
 
-/// Every test starts and ends without a handler and with services at rest.
+/// Every test starts and ends without a handler and with the services reset.
 class Assertion : public testing::Test {
 protected:
     Assertion() { failureServices() = {}; }

@@ -163,7 +163,7 @@ TEST(Format, fixedPoint) {
     EXPECT_EQ(common::format("{0:f.2}", 1e10), "10000000000.00");
 }
 
-/// Makes the stream that it is tied to write scientific numbers as soon as that one writes anything.
+/// As soon as a stream ties itself to this one and writes, it is switched to scientific notation.
 class TiedToScientific : public std::streambuf {
 public:
     static void render(std::ostream& out, const void* value) {
@@ -184,8 +184,8 @@ private:
 };
 
 TEST(Format, fixedPointTakesThePlaceOfScientificNotation) {
-    // Both at once would be the hexadecimal notation. Only the literal text between two arguments is written while no
-    // argument's options hold.
+    // Fixed and scientific together would mean hexadecimal notation. Only the literal text between two arguments is
+    // written while no argument's options apply.
     TiedToScientific tied;
     const double number = 1.5;
     const common::FormatArgument arguments[] = {
@@ -262,7 +262,7 @@ TEST(Format, typesAreWrittenAsThePlatformSpellsThem) {
 template <typename T>
 concept Renderable = requires(const T& value) { common::format_internal::argument(value); };
 
-// A conversion would make a temporary, which is gone before it is rendered.
+// A conversion would make a temporary that is gone before it is rendered.
 TEST(Format, argumentsAreNotConverted) {
     static_assert(Renderable<bool> && Renderable<const char*> && Renderable<double>);
     static_assert(!Renderable<int*> && !Renderable<const wchar_t*> && !Renderable<char*> && !Renderable<float>);

@@ -298,7 +298,7 @@ TEST_F(LogTest, aHandlersEndMayInstallAnother) {
 }
 
 TEST_F(LogTest, twoHandlersCallsMayReplaceEachOther) {
-    // Both threads are inside the same handler when both replace it: neither may wait for the other's call.
+    // Both threads are inside the same handler when both replace it. Neither may wait for the other's call.
     std::promise<void> firstInside;
     std::promise<void> secondInside;
     auto firstSeen = firstInside.get_future().share();
@@ -356,7 +356,7 @@ TEST_F(LogTest, writersRaceReplacementsFromSeveralThreads) {
         });
     }
     for (std::thread& replacer : replacers) replacer.join();
-    // The last handler stays until it was heard, so that the race was one.
+    // The last handler stays until it has been called, so that there was a race at all.
     while (heard == 0) std::this_thread::yield();
     Log::setHandler(nullptr);
     stop = true;

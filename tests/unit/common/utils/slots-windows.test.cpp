@@ -1,4 +1,4 @@
-// The binary shape of the foundation's abstract classes: what another module of this ABI relies on.
+// The binary layout of the foundation's abstract classes, on which another module of this ABI relies.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -35,7 +35,7 @@ TEST(ExceptionSlots, areMessageFullTextLocationCode) {
     EXPECT_EQ(slot<Code>(base, 3)(base), 1400u);
 }
 
-// Short texts live inside their strings, so their addresses tell the order of the fields.
+// Short texts are stored inside their strings, so their addresses show the order of the fields.
 TEST(ExceptionFields, areFunctionFileLineMessageCodeFullText) {
     const DefaultException failure({"f", "g", 0x12345678}, "m", 0x87654321);
     const auto at = [](const void* address) { return reinterpret_cast<std::uintptr_t>(address); };

@@ -7,7 +7,7 @@ namespace {
 using common::utf16ToUtf8;
 using common::utf8ToUtf16;
 
-/// Wide text by its units: the compiler's own wide literals depend on the width of wchar_t.
+/// Wide text by its units, because the compiler's wide literals depend on the width of wchar_t.
 std::wstring units(std::initializer_list<unsigned> values) {
     std::wstring result;
     for (const unsigned value : values) result.push_back(static_cast<wchar_t>(value));

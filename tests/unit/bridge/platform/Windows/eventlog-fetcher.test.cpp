@@ -72,7 +72,7 @@ TEST_F(EventLogFetcherTest, eachRecordIsClosedBeforeTheNextIsRendered) {
 
 TEST_F(EventLogFetcherTest, whatAFailureLeavesIsClosedInOrder) {
     eventLog().records = numbered(3);
-    eventLog().faults = {{EventLogCall::renderXml, 3, kAccessDenied}};  // two calls per record: the second's
+    eventLog().faults = {{EventLogCall::renderXml, 3, kAccessDenied}};  // two calls per event record: fails the second
     expectFailure("zeb::EventLogFetcher::getEvent", 193, kAccessDenied);
     EXPECT_EQ(eventLog().handled,
               (std::vector<std::string>{"rendered 0", "closed 0", "closed 1", "closed 2", "closed the query"}));
@@ -179,10 +179,10 @@ TEST_F(EventLogFetcherTest, propertyThatTakesNoSpaceNamesNoChannel) {
     eventLog().propertiesNeedNoBuffer = true;
     eventLog().records = numbered(1);
     EXPECT_EQ(fetch(), numbered(1));
-    EXPECT_EQ(eventLog().calls[EventLogCall::allocate], 1);  // the record's
+    EXPECT_EQ(eventLog().calls[EventLogCall::allocate], 1);  // the event record's
 }
 
-// ---- taking records ---------------------------------------------------------------------------------------------
+// ---- taking event records ---------------------------------------------------------------------------------------
 
 TEST_F(EventLogFetcherTest, failureToTakeRecordsDiscardsThoseBefore) {
     eventLog().records = numbered(20);
@@ -224,7 +224,7 @@ TEST_F(EventLogFetcherTest, failureInTheMiddleOfABatchClosesTheWholeBatch) {
         SCOPED_TRACE(probing);
         eventLog() = EventLog();
         eventLog().records = numbered(20);
-        eventLog().faults = {{EventLogCall::renderXml, probing ? 13 : 14, 15027}};  // two calls per record: the 7th's
+        eventLog().faults = {{EventLogCall::renderXml, probing ? 13 : 14, 15027}};  // the 7th record's calls
         expectFailure("zeb::EventLogFetcher::getEvent", 193, 15027);
         EXPECT_EQ(eventLog().calls[EventLogCall::close], 11);
         EXPECT_EQ(eventLog().calls[EventLogCall::takeRecords], 1);
@@ -263,7 +263,7 @@ TEST_F(EventLogFetcherTest, tooSmallASizeIsAFailure) {
 TEST_F(EventLogFetcherTest, textWithoutTerminatorEndsWithTheBuffer) {
     eventLog().records = {L"abcd"};
     eventLog().renderSizes[0] = 3 * sizeof(wchar_t);
-    // Says that it worked although the text did not fit.
+    // The call reports success although the text did not fit.
     eventLog().faults = {{EventLogCall::renderXml, 2, eventlog::kSuccess, true, true}};
     EXPECT_EQ(fetch(), std::vector<std::wstring>{L"abc"});
 }

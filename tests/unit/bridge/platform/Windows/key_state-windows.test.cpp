@@ -20,7 +20,7 @@ SHORT WINAPI keyState(int key) {
 }  // namespace
 }  // namespace zeb
 
-// Where the program's import points: this takes the place of the import library's own.
+// The pointer that the program's import reads. It replaces the import library's own.
 extern "C" {
 extern decltype(&GetAsyncKeyState) const __imp_GetAsyncKeyState = &zeb::keyState;
 }
@@ -38,7 +38,7 @@ TEST(KeyState, theTopBitAloneSaysThatAKeyIsDown) {
     EXPECT_TRUE(isDown(0x8001));
     EXPECT_TRUE(isDown(0xFFFF));
     EXPECT_FALSE(isDown(0x0000));
-    EXPECT_FALSE(isDown(0x0001));  // pressed since somebody asked
+    EXPECT_FALSE(isDown(0x0001));  // pressed since the last query
     EXPECT_FALSE(isDown(0x7FFF));
 }
 

@@ -25,7 +25,7 @@ void* operator new(std::size_t size) {
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
-// What the input loop makes of the reports it reads.
+// What the input loop makes of the raw input reports that it reads.
 namespace zeb {
 namespace {
 
@@ -136,7 +136,7 @@ constexpr Press kPresses[] = {
     {0xFFFF, {2, 2, 2}},
 };
 
-// The flags of the presses and the numbers that script sees are the system's; they are spelled here once more.
+// These flags and the numbers that script sees are the system's; they are repeated here.
 static_assert(RI_MOUSE_LEFT_BUTTON_DOWN == 0x0001 && RI_MOUSE_LEFT_BUTTON_UP == 0x0002);
 static_assert(RI_MOUSE_RIGHT_BUTTON_DOWN == 0x0004 && RI_MOUSE_RIGHT_BUTTON_UP == 0x0008);
 static_assert(RI_MOUSE_MIDDLE_BUTTON_DOWN == 0x0010 && RI_MOUSE_MIDDLE_BUTTON_UP == 0x0020);
@@ -167,8 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Flags, ReadButtonsTest, testing::ValuesIn(kPresses), []
     return std::to_string(each.index) + "_flags" + std::to_string(each.param.flags);
 });
 
-// ---- reports that are skipped
-// -----------------------------------------------------------------------------------------
+// ---- reports that are skipped ---------------------------------------------------------------------------------------
 
 TEST_F(ReadReportTest, reportsOfOtherDevicesAreSkipped) {
     capture();
@@ -216,8 +215,7 @@ TEST_F(ReadReportTest, aReportThatComesAfterASkippedOneIsDelivered) {
     EXPECT_EQ(records[0].motion.offset.x, 9);
 }
 
-// ---- the buffer
-// -------------------------------------------------------------------------------------------------------
+// ---- the buffer -----------------------------------------------------------------------------------------------------
 
 TEST_F(ReadReportTest, theBufferGrowsOnlyForALargerReport) {
     capture();

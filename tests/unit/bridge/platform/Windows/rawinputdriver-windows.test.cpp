@@ -14,7 +14,7 @@
 #include "unit/bridge/platform/Windows/rawinputdriver_fixture.h"
 #include "unit/support/counting_allocator.h"
 
-// The input loop's life: window, registration, messages, clean-up, stop. What it reads from reports has its own tests.
+// The input loop's life: window, registration, messages, clean-up, stop. The reports it reads have their own tests.
 namespace zeb {
 namespace {
 
@@ -29,7 +29,7 @@ constexpr char kRegistrar[] = "zeb::`anonymous-namespace'::RawInputRegistrator::
 
 class WindowsRawInputDriverTest : public unit::RawInputDriverTest {
 protected:
-    // The log without the base's own record.
+    // The log without the base class's own log record.
     std::vector<unit::LogRecord> errors() const {
         std::vector<unit::LogRecord> found;
         for (const unit::LogRecord& record : log.records()) {
@@ -219,7 +219,7 @@ TEST_F(WindowsRawInputDriverTest, aChangedButtonSwapHoldsFromTheNextReport) {
     const RAWMOUSE press = unit::buttons(RI_MOUSE_LEFT_BUTTON_DOWN);
     system.addReport(mouseReport(press));
     system.addChange([&] { system.buttonSwap = 1; });
-    system.addReport(mouseReport(press));  // nobody has told the window yet
+    system.addReport(mouseReport(press));  // the window has not been told yet
     system.addSentMessage(WM_SETTINGCHANGE, SPI_SETMOUSEBUTTONSWAP, 0);
     system.addReport(mouseReport(press));
     run();

@@ -19,7 +19,7 @@
 
 namespace unit {
 
-/// A whole mouse report as the system gives it.
+/// A whole raw input report of a mouse as the system gives it.
 inline standins::User32::Report mouseReport(const RAWMOUSE& mouse, DWORD type = RIM_TYPEMOUSE) {
     RAWINPUT input{};
     input.header.dwType = type;
@@ -47,7 +47,7 @@ inline RAWMOUSE motion(LONG x, LONG y, USHORT flags = MOUSE_MOVE_RELATIVE) {
 
 /// The Windows driver over a scripted user32.
 ///
-/// Most tests capture without a thread and run the loop themselves, so that one thread does everything.
+/// Most tests capture without a thread and run the loop themselves, so that everything happens on one thread.
 class RawInputDriverTest : public testing::Test {
 protected:
     ~RawInputDriverTest() override {
@@ -56,7 +56,7 @@ protected:
         zeb::g_buttonSwapState = false;
     }
 
-    /// Installs a handler that keeps the records; the input thread never starts.
+    /// Installs a handler that keeps the pointer records. The input thread never starts.
     void capture() {
         standins::failThreadCreation(true);
         install();
@@ -64,13 +64,13 @@ protected:
     }
     void captureOnItsThread() { install(); }
 
-    /// The loop on this thread, through the messages so far to a stop.
+    /// Runs the loop on this thread, through the messages added so far and a stop.
     void run() {
         system.addStop();
         driver->processInput();
     }
 
-    /// The calls without those of some functions.
+    /// The calls, without those of some functions.
     std::vector<std::string> callsBut(std::initializer_list<std::string> functions) const {
         std::vector<std::string> calls = system.calls();
         std::erase_if(calls, [&](const std::string& call) {

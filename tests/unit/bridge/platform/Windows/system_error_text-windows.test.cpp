@@ -1,4 +1,4 @@
-// How the system is asked for a text, that its memory is given back, and what becomes of letters beyond ASCII.
+// How the system is asked for a text, that its memory is freed, and what happens to letters beyond ASCII.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -35,7 +35,7 @@ DWORD WINAPI formatMessage(DWORD flags, LPCVOID source, DWORD code, DWORD langua
     return static_cast<DWORD>(g_says.size());
 }
 
-// The system's code page is the machine's; here each byte is the character of its number.
+// The system's code page depends on the machine; here each byte is the character with its number.
 int WINAPI toWide(UINT codePage, DWORD, LPCCH text, int length, LPWSTR wide, int capacity) {
     g_codePage = codePage;
     for (int index = 0; index < std::min(length, capacity); ++index)
@@ -51,7 +51,7 @@ HLOCAL WINAPI localFree(HLOCAL block) {
 }  // namespace
 }  // namespace zeb
 
-// Where the program's imports point: these take the place of the import library's own.
+// The pointers that the program's imports read. They replace the import library's own.
 extern "C" {
 extern decltype(&FormatMessageA) const __imp_FormatMessageA = &zeb::formatMessage;
 extern decltype(&LocalFree) const __imp_LocalFree = &zeb::localFree;

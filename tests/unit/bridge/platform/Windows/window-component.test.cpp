@@ -13,8 +13,8 @@
 namespace zeb {
 namespace {
 
-/// What the system calls of the component give. The script tests see the arguments; what they cannot see is where a
-/// failure says that it comes from.
+/// What the component's system calls return. The script tests see the arguments; they cannot see which place a failure
+/// names.
 struct System {
     LSTATUS registryStatus = ERROR_SUCCESS;
     bool readsPlacement = true;
@@ -41,7 +41,7 @@ BOOL WINAPI writePlacement(HWND, const WINDOWPLACEMENT*) {
 }  // namespace
 }  // namespace zeb
 
-// Where the component's imports point: these take the places of the import libraries' own.
+// The pointers that the component's imports read. They replace the import libraries' own.
 extern "C" {
 extern decltype(&RegGetValueW) const __imp_RegGetValueW = &zeb::getRegistryValue;
 extern decltype(&GetWindowPlacement) const __imp_GetWindowPlacement = &zeb::readPlacement;

@@ -24,7 +24,7 @@ int WINAPI messageBox(HWND owner, LPCSTR text, LPCSTR caption, UINT style) {
 }  // namespace
 }  // namespace common::platform
 
-// Where the program's import points: this takes the place of the import library's own.
+// The pointer that the program's import reads. It replaces the import library's own.
 extern "C" {
 extern decltype(&MessageBoxA) const __imp_MessageBoxA = &common::platform::messageBox;
 }
