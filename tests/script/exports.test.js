@@ -29,6 +29,9 @@ const FURTHER_INTERFACES = { msix_auto_updater: ['common::Disposable'] };
 
 const BEHIND = { fields: 1, external: true, released: false, isRefCounted: true, refCount: 1 };
 
+// V8 gives every native function these two up to Node.js 24, and none of them later.
+const OF_THE_ENGINE = ['arguments', 'caller'];
+
 const ordinary = (value) => ({ value, writable: true, enumerable: true, configurable: true });
 
 function assertMethod(owner, name) {
@@ -36,13 +39,8 @@ function assertMethod(owner, name) {
   assert.equal(typeof owner[name], 'function');
   assert.equal(owner[name].name, name);
   assert.equal(owner[name].length, 0);
-  assert.deepEqual(Object.getOwnPropertyNames(owner[name]).sort(), [
-    'arguments',
-    'caller',
-    'length',
-    'name',
-    'prototype',
-  ]);
+  const names = Object.getOwnPropertyNames(owner[name]).filter((each) => !OF_THE_ENGINE.includes(each));
+  assert.deepEqual(names.sort(), ['length', 'name', 'prototype']);
 }
 
 test('the exports are the components and shutdown, in this order', () => {

@@ -7,6 +7,7 @@ const path = require('node:path');
 const { describe, test } = require('node:test');
 const { Image } = require('../package/support/pe');
 const { zebbridge, buildFile, file } = require('./support/zebbridge');
+const { hasProductsEngine } = require('./support/built');
 const { runScript, temporaryFolder } = require('./support/processes');
 
 const module127 = fs.readFileSync(file);
@@ -113,7 +114,7 @@ describe('engine flags', () => {
   const folder = temporaryFolder();
 
   // The product's own binary, labelled as one for this Node.js.
-  test('the module for an engine with other flags is refused by them', async () => {
+  test('the module for an engine with other flags is refused', async () => {
     const { modules } = process.versions;
     const bytes = fs.readFileSync(buildFile('desktop', 'zebbridge.node'));
     const image = new Image(buildFile('desktop', 'zebbridge.node'));
@@ -131,14 +132,18 @@ describe('engine flags', () => {
       results: [first, second],
       stderr,
     } = await load([label, label]);
-    assert.deepEqual(first, {
-      isError: true,
-      name: 'Error',
-      message:
+    const { message, ...rest } = first;
+    assert.deepEqual(rest, { isError: true, name: 'Error' });
+    if (hasProductsEngine) {
+      assert.equal(
+        message,
         'this zebbridge was compiled for an engine with v8_enable_pointer_compression=1, v8_enable_sandbox=1, ' +
-        "v8_enable_31bit_smis_on_64bit_arch=1, and this program's has v8_enable_pointer_compression=0, " +
-        'v8_enable_sandbox=0, v8_enable_31bit_smis_on_64bit_arch=0',
-    });
+          "v8_enable_31bit_smis_on_64bit_arch=1, and this program's has v8_enable_pointer_compression=0, " +
+          'v8_enable_sandbox=0, v8_enable_31bit_smis_on_64bit_arch=0',
+      );
+    } else {
+      assert.match(message, /^node\.exe has no \S+@v8@\S+, which zebbridge needs$/); // it is asked for functions first
+    }
     assert.deepEqual(second, first);
     assert.equal(stderr, '');
   });

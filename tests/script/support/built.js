@@ -4,4 +4,10 @@ const path = require('node:path');
 
 const folderOf = (flavour) => (flavour === 'node' ? process.env.ZEB_FLAVOUR || flavour : flavour);
 
-module.exports = { buildFile: (flavour, name) => path.join(process.env.ZEB_BUILD, folderOf(flavour), name) };
+// Whether the engine is of the desktop runtime's line, 12.4. Later ones have other functions.
+const hasProductsEngine = process.versions.v8.startsWith('12.4.');
+
+module.exports = {
+  hasProductsEngine,
+  buildFile: (flavour, name) => path.join(process.env.ZEB_BUILD, folderOf(flavour), name),
+};
