@@ -1,4 +1,4 @@
-# What a runtime's own header set (include/node) says about itself. Included by zeb.cmake; tests run it as a script:
+# What a runtime's own header set (include/node) says about itself. Included by runtimes.cmake; tests run it as a script:
 #
 #   cmake -DZEB_RUNTIME_HEADERS=<include/node> -P runtime_headers.cmake     prints the definitions
 

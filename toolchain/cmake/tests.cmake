@@ -1,0 +1,156 @@
+# Tests, one line each where they stand:
+#
+#   zeb_add_unit_test(<stem> SOURCES ... [LIBS ...] [LABEL <label>] [TIMEOUT <seconds>])
+#   zeb_add_script_test(<stem> [FILE <file>] [NATIVE] [LABEL <label>] [TIMEOUT <seconds>])
+#
+# Every test leaves a JUnit file in <build>/results; the developer command adds their cases up.
+include_guard(GLOBAL)
+file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/results)
+if(ZEB_ENGINE)
+  add_custom_target(engine-tests)
+endif()
+
+set(GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest's source")
+add_library(zeb_gtest_headers INTERFACE)
+target_include_directories(zeb_gtest_headers SYSTEM INTERFACE
+  ${GOOGLETEST_DIR}/googletest/include ${GOOGLETEST_DIR}/googlemock/include)
+if(ZEB_CROSS)
+  set(ZEB_GTEST ${ZEB_SYSROOT}/lib/gtest.lib)
+  set(ZEB_RUNNER ${ZEB_TOOLCHAIN_DIR}/wine/run)
+else()
+  set(ZEB_GTEST zeb_gtest)
+  set(ZEB_RUNNER)
+  add_library(zeb_gtest STATIC EXCLUDE_FROM_ALL
+    ${GOOGLETEST_DIR}/googletest/src/gtest-all.cc ${GOOGLETEST_DIR}/googlemock/src/gmock-all.cc)
+  target_include_directories(zeb_gtest PRIVATE ${GOOGLETEST_DIR}/googletest ${GOOGLETEST_DIR}/googlemock)
+  target_link_libraries(zeb_gtest PRIVATE zeb_options zeb_gtest_headers)
+  target_compile_options(zeb_gtest PRIVATE $<IF:$<BOOL:${ZEB_MSVC}>,/w,-w>)
+endif()
+
+# A GoogleTest program; main() is supplied. Target and test are named <label>-<stem>; the label, by default "unit", is
+# what lanes select by.
+function(zeb_add_unit_test stem)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT" "SOURCES;LIBS")
+  _zeb_test_defaults(unit)
+  set(name ${arg_LABEL}-${stem})
+  zeb_add_executable(${name} SOURCES ${arg_SOURCES} ${ZEB_TOOLCHAIN_DIR}/cmake/gtest_main.cpp
+    LIBS ${arg_LIBS} ${ZEB_GTEST} zeb_gtest_headers)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  add_test(NAME ${name} COMMAND ${ZEB_RUNNER} $<TARGET_FILE:${name}> --gtest_output=xml:results/${name}.xml
+    WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+  _zeb_test_properties(${name})
+endfunction()
+
+# A node:test file. On Windows it is run by each Windows Node.js, inside a desktop session of that release; with a label of
+# its own, by the first release alone. With NATIVE it also runs in Linux builds, by the Linux Node.js; in a build for an
+# engine, by that, with the label "engine". Its environment:
+#
+#   ZEB_BUILD        the build folder, as the script's own system writes it
+#   ZEB_FLAVOUR      the folder in it for the Node.js that runs, <build>/<flavour>/zebbridge.node and so on, where that is
+#                    not "node"; see tests/script/support/built.js
+#   NODE_PATH        the libraries of the package's own script, which the finished package has inside
+#   ZEB_PATIENCE     how many times longer deadlines are than elsewhere (engines only)
+#   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
+#
+# FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; the label is by default
+# "script", and in the further releases of Node.js the name is <label><release>-<stem>. Further labels say which runtime a
+# test runs in, and with "whole" that the whole lane runs it; the others run when their release is asked for. Scripts run
+# with --expose-gc.
+function(zeb_add_script_test stem)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "NATIVE" "LABEL;TIMEOUT;FILE" "")
+  _zeb_test_defaults(script)
+  if(NOT arg_FILE)
+    set(arg_FILE ${stem}.test.js)
+  endif()
+  set(environment)
+  if(ZEB_CROSS)
+    set(flavours node)
+    if(arg_LABEL STREQUAL "script")
+      set(flavours ${ZEB_NODE_FLAVOURS})
+    endif()
+    foreach(flavour IN LISTS flavours)
+      set(labels ${arg_LABEL} windows-node-${ZEB_MAJOR_${flavour}})
+      if(flavour STREQUAL "node")
+        list(APPEND labels whole)
+      endif()
+      if(flavour STREQUAL "node")
+        set(name ${arg_LABEL}-${stem})
+        set(node ${ZEB_NODE_WIN}/bin/node.exe)
+        set(environment)
+      else()
+        set(name ${arg_LABEL}${ZEB_MAJOR_${flavour}}-${stem})
+        set(node ${ZEB_NODE${ZEB_MAJOR_${flavour}}_WIN}/bin/node.exe)
+        set(environment ZEB_FLAVOUR=${flavour})
+      endif()
+      _zeb_add_node_test(${name} Z: ${ZEB_RUNNER} ${node})
+      set_tests_properties(${name} PROPERTIES RESOURCE_LOCK desktop-${ZEB_MAJOR_${flavour}})
+      set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ZEB_SESSION=${ZEB_MAJOR_${flavour}}
+        ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)  # the stand-ins for system DLLs
+    endforeach()
+    return()
+  endif()
+  if(NOT ZEB_LINUX OR NOT arg_NATIVE)
+    return()
+  endif()
+  if(ZEB_ENGINE)
+    set(arg_LABEL engine)
+    set(labels engine linux-engine)
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # it is built for tests, not for speed: its start alone takes a second
+    set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
+    list(APPEND environment ZEB_PATIENCE=10)
+  else()
+    set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
+    set(command ${ZEB_NODE_LINUX}/bin/node)
+    if(ZEB_SANITIZE)
+      _zeb_sanitizer_runtime(runtime)  # Node.js itself is built without: its process must load the runtime first
+      # What Node.js does among its own threads is not looked at; what our code does is, wherever it is called from.
+      list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
+        TSAN_OPTIONS=ignore_noninstrumented_modules=1)
+    endif()
+  endif()
+  set(name ${arg_LABEL}-${stem})
+  _zeb_add_node_test(${name} "" ${command})
+  add_custom_target(${name})  # what it loads, so that one test can be built and run alone
+  add_dependencies(${name} zebbridge_node binding_probe_node zeb_environments_node zeb_harness_node)
+  if(ZEB_ENGINE)
+    add_dependencies(engine-tests ${name})
+  endif()
+endfunction()
+
+# As the command ARGN runs it, which has the checkout's root at `drive`.
+macro(_zeb_add_node_test name drive)
+  add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
+    COMMAND ${ARGN} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
+      --test-reporter=junit --test-reporter-destination=results/${name}.xml
+      ${drive}${CMAKE_CURRENT_SOURCE_DIR}/${arg_FILE})
+  list(APPEND environment ZEB_BUILD=${drive}${CMAKE_BINARY_DIR} NODE_PATH=${drive}${ZEB_LIBRARIES}/node_modules)
+  _zeb_test_properties(${name} ${environment})
+  set_tests_properties(${name} PROPERTIES LABELS "${labels}")
+endmacro()
+
+macro(_zeb_test_defaults label)
+  if(NOT arg_LABEL)
+    set(arg_LABEL ${label})
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+endmacro()
+
+# Wine's runner ends a program that takes too long, and tells; ctest comes later, in case the runner hangs itself.
+macro(_zeb_test_properties name)
+  math(EXPR patience "${arg_TIMEOUT} + 20")
+  set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${patience}
+    ENVIRONMENT "ZEB_WINE_TIMEOUT=${arg_TIMEOUT};${ARGN}")
+endmacro()
+
+function(_zeb_sanitizer_runtime result)
+  if(ZEB_SANITIZE STREQUAL "address")
+    set(name libclang_rt.asan-x86_64.so)
+  else()
+    set(name libclang_rt.tsan-x86_64.so)
+  endif()
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name} OUTPUT_VARIABLE path
+    OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  set(${result} ${path} PARENT_SCOPE)
+endfunction()
