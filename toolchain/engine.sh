@@ -59,5 +59,5 @@ lane_engine() {  # [stem]
         return
     fi
     (check_engine) || return  # in a subshell, because the other lanes do not need an engine
-    build linux-engine "engine-${1:-tests}" && CTEST_PARALLEL_LEVEL=$ZEB_JOBS run_tests engine linux-engine "${1:-}"
+    build linux-engine "engine-${1:-tests}" && run_tests linux-engine engine "${1:-}"
 }

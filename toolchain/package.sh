@@ -54,5 +54,5 @@ lane_package() {
     case ${1:-kit} in kit) verb_kit || return ;; *) verb_package || return ;; esac
     build windows-release desktop_control_node standin_control_node || return
     case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
-    run_tests package windows-release "$1"
+    run_tests windows-release package "$1"
 }

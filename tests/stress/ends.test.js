@@ -406,7 +406,8 @@ for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
   }
 }
 
-// The same ends of the process, of which only the second environment knows the module.
+// The same ends of the process, of which only the second environment knows the module. Its ticks run after an event of
+// its own; Node.js up to 24 has one in every new environment.
 for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
   if (/worker|thread|waits for a running|right after/.test(name)) continue;
   test(`a process, in a second environment: ${name}`, async () => {
@@ -414,7 +415,8 @@ for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
       `
       const environment = require(${environments}).create();
       environment.run('globalThis').atExit = (work) => process.on('exit', work);
-      environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});`,
+      environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});
+      environment.run('setImmediate(() => {})');`,
       { prelude: false },
     );
     assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);
@@ -564,7 +566,7 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
 
 test('many workers at once, ended in every way while they are at work', async () => {
   const before = await counts();
-  const rounds = 4 * Number(process.env.ZEB_STRESS || 1);
+  const rounds = Math.ceil(4 * Number(process.env.ZEB_STRESS || 1));
   for (let round = 0; round < rounds; ++round) {
     await Promise.all(
       Array.from(

@@ -61,7 +61,7 @@ verb_coverage() {
     local results=$BUILD/linux-coverage/coverage
     rm -rf "$results" && mkdir -p "$results"
     step "build" build linux-coverage &&
-        LLVM_PROFILE_FILE=$results/%p-%m.profraw step "tests" run_tests unit linux-coverage "" || return
+        LLVM_PROFILE_FILE=$results/%p-%m.profraw step "tests" run_tests linux-coverage unit "" || return
     llvm-profdata-"$LLVM" merge -sparse -o "$results/all.profdata" "$results"/*.profraw && rm "$results"/*.profraw || return
     local programs=() program
     for program in "$BUILD"/linux-coverage/tests/unit/unit-* "$BUILD"/linux-coverage/node/*.node; do

@@ -2,7 +2,7 @@
 #
 #   desktop      module version 123 with that runtime's V8 build flags: the product (Windows only)
 #   node         the pinned Node.js's headers as they are: what the tests load
-#   node24 ...   further pinned releases; built only when one of their targets is asked for
+#   node24 ...   further pinned releases; built only when one of their targets, such as runtime-24, is asked for
 #
 #   zeb_add_flavour_library(<target> FLAVOUR <flavour> SOURCES ... [LIBS ...])
 #   zeb_add_node_addon(<target> FLAVOUR <flavour> SOURCES ... [LIBS ...] [OUTPUT_NAME <name>])
@@ -48,21 +48,21 @@ function(_zeb_make_node_library flavour node)
   add_custom_target(node_library_${flavour} DEPENDS ${library})
 endfunction()
 
-# The flavours for Node.js, and of each the release it runs in. runtime-<major> makes all add-ons for one of the further.
+# The flavours for Node.js, and of each the release it runs in. runtime-<major> makes all libraries and add-ons for one.
 set(ZEB_NODE_FLAVOURS ${ZEB_FLAVOURS})
 list(FILTER ZEB_NODE_FLAVOURS INCLUDE REGEX "^node")
 foreach(_flavour IN LISTS ZEB_NODE_FLAVOURS)
   string(TOUPPER ${_flavour} _pin)
   string(REGEX MATCH "^[0-9]+" ZEB_MAJOR_${_flavour} ${ZEB_${_pin}})
-  if(NOT _flavour STREQUAL "node")
-    add_custom_target(runtime-${ZEB_MAJOR_${_flavour}})
-  endif()
+  add_custom_target(runtime-${ZEB_MAJOR_${_flavour}})
 endforeach()
 
-function(_zeb_only_on_request target flavour)
+function(_zeb_belongs_to target flavour)
   if(TARGET runtime-${ZEB_MAJOR_${flavour}})
-    set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
     add_dependencies(runtime-${ZEB_MAJOR_${flavour}} ${target})
+    if(NOT flavour STREQUAL "node")
+      set_target_properties(${target} PROPERTIES EXCLUDE_FROM_ALL ON)
+    endif()
   endif()
 endfunction()
 
@@ -99,7 +99,7 @@ endforeach()
 function(zeb_add_flavour_library target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR" "SOURCES;LIBS")
   add_library(${target} STATIC ${arg_SOURCES})
-  _zeb_only_on_request(${target} ${arg_FLAVOUR})
+  _zeb_belongs_to(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PUBLIC zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
   # V8 marks what it deprecates, so that a use by the product is a warning, and so an error.
@@ -116,7 +116,7 @@ function(zeb_add_node_addon target)
     set(arg_OUTPUT_NAME ${target})
   endif()
   add_library(${target} MODULE ${arg_SOURCES})
-  _zeb_only_on_request(${target} ${arg_FLAVOUR})
+  _zeb_belongs_to(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PRIVATE zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
   set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".node" OUTPUT_NAME ${arg_OUTPUT_NAME}

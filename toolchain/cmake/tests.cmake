@@ -46,16 +46,16 @@ endfunction()
 # engine, by that, with the label "engine". Its environment:
 #
 #   ZEB_BUILD        the build folder, as the script's own system writes it
-#   ZEB_FLAVOUR      the folder in it for the Node.js that runs, <build>/<flavour>/zebbridge.node and so on, where that is
-#                    not "node"; see tests/script/support/built.js
+#   ZEB_FLAVOUR      the folder in it for the Node.js that runs, <build>/<flavour>/zebbridge.node and so on; see
+#                    tests/script/support/built.js
 #   NODE_PATH        the libraries of the package's own script, which the finished package has inside
 #   ZEB_PATIENCE     how many times longer deadlines are than elsewhere (engines only)
+#   ZEB_STRESS       how many times longer stress tests are: below 1 where they have run that long in another runtime
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
 #
-# FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; the label is by default
-# "script", and in the further releases of Node.js the name is <label><release>-<stem>. Further labels say which runtime a
-# test runs in, and with "whole" that the whole lane runs it; the others run when their release is asked for. Scripts run
-# with --expose-gc.
+# FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>, with the release behind the label
+# in the further releases of Node.js; the label is by default "script". A second label says which runtime the test runs in.
+# Scripts run with --expose-gc.
 function(zeb_add_script_test stem)
   cmake_parse_arguments(PARSE_ARGV 1 arg "NATIVE" "LABEL;TIMEOUT;FILE" "")
   _zeb_test_defaults(script)
@@ -69,23 +69,18 @@ function(zeb_add_script_test stem)
       set(flavours ${ZEB_NODE_FLAVOURS})
     endif()
     foreach(flavour IN LISTS flavours)
-      set(labels ${arg_LABEL} windows-node-${ZEB_MAJOR_${flavour}})
-      if(flavour STREQUAL "node")
-        list(APPEND labels whole)
+      set(release ${ZEB_MAJOR_${flavour}})
+      string(REPLACE "node" "" further ${flavour})
+      set(name ${arg_LABEL}${further}-${stem})
+      string(TOUPPER ZEB_${flavour}_WIN node)
+      set(labels ${arg_LABEL} windows-node-${release})
+      # The stand-ins for system DLLs are in their place there.
+      set(environment ZEB_FLAVOUR=${flavour} ZEB_SESSION=${release} ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)
+      if(further)
+        list(APPEND environment ZEB_STRESS=0.2)
       endif()
-      if(flavour STREQUAL "node")
-        set(name ${arg_LABEL}-${stem})
-        set(node ${ZEB_NODE_WIN}/bin/node.exe)
-        set(environment)
-      else()
-        set(name ${arg_LABEL}${ZEB_MAJOR_${flavour}}-${stem})
-        set(node ${ZEB_NODE${ZEB_MAJOR_${flavour}}_WIN}/bin/node.exe)
-        set(environment ZEB_FLAVOUR=${flavour})
-      endif()
-      _zeb_add_node_test(${name} Z: ${ZEB_RUNNER} ${node})
-      set_tests_properties(${name} PROPERTIES RESOURCE_LOCK desktop-${ZEB_MAJOR_${flavour}})
-      set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT ZEB_SESSION=${ZEB_MAJOR_${flavour}}
-        ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)  # the stand-ins for system DLLs
+      _zeb_add_node_test(${name} Z: ${ZEB_RUNNER} ${${node}}/bin/node.exe)
+      set_tests_properties(${name} PROPERTIES RESOURCE_LOCK desktop-${release})
     endforeach()
     return()
   endif()
@@ -97,7 +92,7 @@ function(zeb_add_script_test stem)
     set(labels engine linux-engine)
     math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # it is built for tests, not for speed: its start alone takes a second
     set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
-    list(APPEND environment ZEB_PATIENCE=10)
+    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.1)
   else()
     set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
     set(command ${ZEB_NODE_LINUX}/bin/node)
@@ -105,7 +100,7 @@ function(zeb_add_script_test stem)
       _zeb_sanitizer_runtime(runtime)  # Node.js itself is built without: its process must load the runtime first
       # What Node.js does among its own threads is not looked at; what our code does is, wherever it is called from.
       list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
-        TSAN_OPTIONS=ignore_noninstrumented_modules=1)
+        TSAN_OPTIONS=ignore_noninstrumented_modules=1 ZEB_STRESS=0.2)
     endif()
   endif()
   set(name ${arg_LABEL}-${stem})
@@ -138,9 +133,10 @@ macro(_zeb_test_defaults label)
 endmacro()
 
 # Wine's runner ends a program that takes too long, and tells; ctest comes later, in case the runner hangs itself.
+# What may take longest begins first.
 macro(_zeb_test_properties name)
   math(EXPR patience "${arg_TIMEOUT} + 20")
-  set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${patience}
+  set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${patience} COST ${arg_TIMEOUT}
     ENVIRONMENT "ZEB_WINE_TIMEOUT=${arg_TIMEOUT};${ARGN}")
 endmacro()
 
