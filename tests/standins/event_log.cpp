@@ -15,14 +15,14 @@ namespace {
 
 using zeb::eventlog::Handle;
 
-// A result set's handle is the log's address, a record's that of its text.
+// The handle of a result set is the address of the log; that of an event record is the address of its text.
 std::size_t indexOf(Handle record) {
     return static_cast<std::size_t>(static_cast<std::wstring*>(record) - eventLog().records.data());
 }
 
-std::size_t g_position = 0;  // of the record that the open query gives next
+std::size_t g_position = 0;  // of the event record that the open query returns next
 
-/// One call: counts it and fails it if it is to fail, else has `work` give an error code.
+/// One call: counts it. It fails if a fault says so; otherwise `work` runs and returns an error code.
 template <typename Work>
 bool perform(EventLogCall call, Work work) {
     EventLog& log = eventLog();
@@ -76,7 +76,7 @@ Handle openQuery(const wchar_t* query) noexcept {
     return succeeded ? opened : nullptr;
 }
 
-// Both properties have the same shape; of the names nobody reads more than their number.
+// Both properties have the same layout. Of the names, only their number is read.
 bool getQueryProperty(Handle, QueryProperty, std::uint32_t size, void* buffer, std::uint32_t& used) noexcept {
     return perform(EventLogCall::getQueryProperty, [&] { return standins::writeProperty(size, buffer, used); });
 }
@@ -122,7 +122,7 @@ void close(Handle handle) noexcept {
         EventLog& log = eventLog();
         if (log.open.erase(handle) == 0) ++log.badCloses;
         log.handled.push_back("closed " + (handle == &log ? "the query" : std::to_string(standins::indexOf(handle))));
-        return before;  // closing a handle that is open leaves the last error alone
+        return before;  // closing an open handle leaves the last error alone
     }));
 }
 

@@ -11,7 +11,7 @@ namespace standins {
 
 namespace {
 
-// Never destroyed: abandoned updates go on while the process runs its exit handlers.
+// Never destroyed, because abandoned updates continue while the process runs its exit handlers.
 std::mutex& g_mutex = *new std::mutex;
 DeploymentPlan& g_plan = *new DeploymentPlan;
 std::vector<std::string>& g_started = *new std::vector<std::string>;

@@ -5,19 +5,19 @@
 #include <string>
 #include <vector>
 
-/// Package deployments for unit tests, in place of the platform's; see bridge/package_deployment.h.
+/// Package deployments for unit tests, instead of the platform's; see bridge/package_deployment.h.
 namespace standins {
 
-/// What happens to the deployments that start from now on. Both run on the updates' worker threads.
+/// What the deployments that start from now on do. Both functions run on the updates' worker threads.
 struct DeploymentPlan {
     std::function<void()> onStart;                             ///< may throw: the deployment is refused
-    std::function<std::optional<std::string>()> whileWaiting;  ///< gives the result, or throws
+    std::function<std::optional<std::string>()> whileWaiting;  ///< returns the result, or throws
 };
 
-/// Sets the plan and forgets what was seen.
+/// Sets the plan and forgets earlier deployments.
 void planDeployments(DeploymentPlan plan);
 
-/// The addresses of all deployments since, in the order of their starts.
+/// The addresses of all deployments since the plan, in the order in which they started.
 std::vector<std::string> startedDeployments();
 
 /// Deployment objects that still exist.

@@ -10,10 +10,10 @@
 
 namespace zeb::standins {
 
-/// A driver whose records come from the test. Stands in for the platform's driver when it is linked in its place:
-/// the source defines `makeRawInputDriver`.
+/// A driver whose pointer records come from the test. It stands in for the platform's driver when it is linked instead
+/// of it: the source defines `makeRawInputDriver`.
 ///
-/// Threads: `push` and `burst` on any; the records are dispatched on the driver's input thread, in order.
+/// Threads: any may call `push` and `burst`. The records are dispatched in order on the driver's input thread.
 class SyntheticDriver : public RawInputDriverBase {
 public:
     using Interfaces = common::TypeList<RawInputDriver>;
@@ -24,19 +24,19 @@ public:
     void interruptInputThread(uv_thread_t thread) override;
 
 private:
-    // Counted, so that a stop that comes before its thread waits is seen all the same. Under the source's mutex.
+    // Counted, so that a stop is also seen when it comes before the thread waits. Under the source's mutex.
     std::uint64_t m_runs = 0;
     std::uint64_t m_stops = 0;
 };
 
-/// What all synthetic drivers of the process read from: whichever of them captures takes the next job.
+/// The input of all synthetic drivers of the process: the one that captures takes the next job.
 class SyntheticInput {
 public:
     static SyntheticInput& shared();
 
     /// Queues these records for the input thread.
     void push(std::vector<RawInputDriver::PointerData> records);
-    /// Queues `count` records made on the input thread: offset (1, -1), screen point (n, n + 1) with n counting from
+    /// Queues `count` records that the input thread makes: offset (1, -1), screen point (n, n + 1) with n counting from
     /// `first`; every `pressEvery`th also presses the left button (0: none).
     void burst(std::uint32_t count, std::uint32_t first, std::uint32_t pressEvery);
     /// How many records the input threads have dispatched.

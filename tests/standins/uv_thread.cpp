@@ -26,12 +26,12 @@ int joinCalls() { return g_joinCalls; }
 
 }  // namespace standins
 
-// A handle is as wide as a pointer wherever libuv runs.
+// A thread handle is as wide as a pointer on every system that libuv supports.
 static_assert(sizeof(uv_thread_t) == sizeof(std::thread*));
 
 extern "C" int uv_thread_create(uv_thread_t* handle, uv_thread_cb entry, void* argument) {
     if (standins::g_failCreation) {
-        *handle = reinterpret_cast<uv_thread_t>(&standins::g_failCreation);  // some platforms leave a value behind
+        *handle = reinterpret_cast<uv_thread_t>(&standins::g_failCreation);  // some platforms leave a value here
         return UV_EAGAIN;
     }
     ++standins::g_unjoined;

@@ -1,12 +1,12 @@
 #pragma once
 
-/// libuv's thread calls for unit tests, which run without a Node.js that would bring libuv along.
+/// libuv's thread calls for unit tests, which run without Node.js and so without libuv.
 namespace standins {
 
-/// Whether `uv_thread_create` fails.
+/// Makes `uv_thread_create` fail, or succeed again.
 void failThreadCreation(bool fail);
 
-/// Threads that were created and not joined yet.
+/// Threads that were created and not yet joined.
 int unjoinedThreads();
 
 /// Calls of `uv_thread_join` so far.

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <cstdio>
 
-// What the Linux add-on shows of a failure: its text on the error stream, where the script that runs it can read it.
+// The Linux add-on shows a failure as text on the error stream, where the script that runs it can read it.
 namespace common::platform {
 
 bool isDebuggerAttached() noexcept { return false; }

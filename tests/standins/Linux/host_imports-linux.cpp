@@ -2,7 +2,7 @@
 
 namespace zeb {
 
-// The system's loader binds everything, or says what is missing.
+// The system's loader binds everything or reports what is missing.
 const std::string& missingImport() {
     static const std::string nothing;
     return nothing;

@@ -4,7 +4,7 @@
 
 namespace zeb {
 
-// Opening the module once more, by the name of the file that this function is in, keeps it for good.
+// Opens the module once more, by the name of the file that contains this function, which keeps it loaded for good.
 void pinModule() noexcept {
     Dl_info self{};
     if (dladdr(reinterpret_cast<const void*>(&pinModule), &self) != 0) {

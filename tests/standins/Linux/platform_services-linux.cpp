@@ -17,7 +17,8 @@ std::int64_t systemTimeTicks() noexcept {
     return now.tv_sec * std::int64_t{10'000'000} + now.tv_nsec / 100;
 }
 
-// "IRefCounted", where Windows says "struct IRefCounted": this ABI's names do not tell a struct from a class.
+// "IRefCounted", where Windows says "struct IRefCounted", because this ABI's names do not distinguish structs and
+// classes.
 std::string typeName(const std::type_info& type) {
     struct Free {
         void operator()(char* text) const noexcept { std::free(text); }

@@ -6,7 +6,7 @@
 #include "input_component.h"
 #include "updates_component.h"
 
-// The module as far as it is portable, in the product's order, and what feeds it.
+// The portable components in the product's order, and the components that feed them.
 
 namespace zeb {
 namespace {

@@ -11,8 +11,9 @@ namespace {
 
 constexpr wchar_t kReplacement = 0xFFFD;
 
-/// One conversion of the C library, between UTF-8 and whole characters: these two it has built in, whereas UTF-16 is a
-/// file that small systems lack. It stops at what is ill-formed; what goes in its place is decided here.
+/// One conversion of the C library, between UTF-8 and whole characters. The library has these two built in, while
+/// UTF-16 is a file that small systems lack. The conversion stops at ill-formed text; this file decides what replaces
+/// it.
 class Converter {
 public:
     Converter(const char* to, const char* from) : m_native(iconv_open(to, from)) {
@@ -22,12 +23,12 @@ public:
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    /// Appends to `out` what the well-formed start of `in` becomes and takes it off `in`.
+    /// Converts the well-formed start of `in`, appends the result to `out` and removes that start from `in`.
     template <typename In, typename Out>
     void run(std::basic_string_view<In>& in, std::basic_string<Out>& out) {
         char* source = reinterpret_cast<char*>(const_cast<In*>(in.data()));
         std::size_t sourceLeft = in.size() * sizeof(In);
-        // No unit of one form becomes more than four of the other.
+        // No unit of one form becomes more than four units of the other.
         const std::size_t used = out.size();
         out.resize(used + in.size() * 4);
         char* target = reinterpret_cast<char*>(out.data() + used);
@@ -64,7 +65,7 @@ std::size_t illFormedLength(std::string_view text) {
 bool isHighSurrogate(wchar_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool isLowSurrogate(wchar_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-/// The C library knows characters beyond Unicode's last.
+/// The C library accepts characters beyond Unicode's last.
 std::wstring unitsOf(std::wstring_view characters) {
     std::wstring units;
     for (const wchar_t character : characters) {
@@ -80,7 +81,7 @@ std::wstring unitsOf(std::wstring_view characters) {
     return units;
 }
 
-/// Lone surrogates stay, for the C library to stop at.
+/// Lone surrogates stay, so that the C library stops at them.
 std::wstring charactersOf(std::wstring_view units) {
     std::wstring characters;
     for (const wchar_t unit : units) {

@@ -10,8 +10,8 @@
 
 namespace zeb::standins {
 
-/// Package deployments and the event log for scripts, in place of a system that has them. Exported as "__updates".
-/// Script thread; what is planned holds for the whole process.
+/// Package deployments and the event log for scripts, instead of a system that has them. Exported as "__updates".
+/// Script thread. A plan applies to the whole process.
 class UpdatesComponent : public Component {
 public:
     using Interfaces = common::TypeList<Component>;
@@ -19,15 +19,15 @@ public:
     UpdatesComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
 
     /// How deployments end from now on: "success", "text" (with an error text), "failure" (a text and a code),
-    /// "unknown" (some other exception), or "refused" (it cannot even start). Each lasts until `finish` or for so many
-    /// milliseconds. Forgets the deployments before.
+    /// "unknown" (some other exception), or "refused" (it cannot start). Each lasts until `finish` or for the given
+    /// milliseconds. Forgets the earlier deployments.
     static void plan(const std::string& end, const std::string& text, std::int32_t code, std::int32_t milliseconds);
     /// Ends the deployments that run.
     static void finish();
     /// The addresses of the deployments since the plan.
     static std::vector<std::wstring> started();
 
-    /// An event log of so many records and one channel with this status.
+    /// An event log with this many event records and one channel with this status.
     static void setEventLog(std::uint32_t records, std::uint32_t status);
     /// The last query, as it arrived.
     static std::vector<std::wstring> queries();

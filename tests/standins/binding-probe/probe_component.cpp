@@ -89,7 +89,7 @@ std::vector<std::wstring> Probe::list(std::int32_t length) {
     return result;
 }
 
-// Units as UTF-16 has them, whatever the width of wchar_t: empty, with a NUL, a pair of surrogates, lone ones.
+// UTF-16 units, whatever the width of wchar_t: empty, with a NUL, a surrogate pair, lone surrogates.
 std::vector<std::wstring> Probe::strangeTexts() {
     return {{}, {L'a', L'\0', L'b'}, {0xd83d, 0xdc4b}, {L'x', 0xd83d}, {0xdc4b, L'y'}, {0xffff}};
 }

@@ -19,15 +19,15 @@ struct Inner {
     std::int32_t width;
 };
 
-/// A record with a record inside.
+/// A structure with a structure inside.
 struct Outer {
     std::int32_t first;
     Inner inner;
     std::int32_t last;
 };
 
-/// Methods of every kind that the binding layer knows and the product's own components do not all use. Exported as
-/// "probe".
+/// Methods of every kind that the binding layer supports, including those that the product's components do not use.
+/// Exported as "probe".
 class Probe : public zeb::Component {
 public:
     using Interfaces = common::TypeList<zeb::Component>;
@@ -36,7 +36,7 @@ public:
     Probe(v8::Isolate* isolate, v8::Local<v8::Object> object);
     ~Probe() override { ++s_ended; }
 
-    // Parameters. What arrived comes back as text: hexadecimal bytes of texts, decimal numbers.
+    // Parameters. The arguments come back as text: the bytes of texts in hexadecimal, numbers in decimal.
     std::string integer(std::int32_t value) { return std::to_string(value); }
     std::string wideInteger(std::int64_t value) { return std::to_string(value); }
     std::string unsignedInteger(std::uint32_t value) { return std::to_string(value); }
@@ -44,13 +44,13 @@ public:
     std::string text(std::string value);
     std::string two(std::int32_t number, std::string value);
     std::string mixed(std::int32_t first, std::int64_t second, std::string third, std::unique_ptr<Callback> callback);
-    /// How often `mixed` has run, also when the call ended with an exception.
+    /// How often `mixed` has run, including calls that ended with an exception.
     std::int32_t mixedRuns() { return m_mixedRuns; }
-    /// Calls back that many times at once.
+    /// Calls back `times` times in a row.
     void call(std::unique_ptr<Callback> callback, std::string value, std::int32_t times);
-    /// How many objects of this class a callback has ended.
+    /// How many objects of this class were destroyed while a callback ran.
     static std::int32_t endedBy(std::unique_ptr<Callback> callback);
-    /// How many have ended since the process began.
+    /// How many have been destroyed since the process began.
     static std::int32_t ended() { return s_ended; }
 
     // Results.

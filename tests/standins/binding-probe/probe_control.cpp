@@ -64,14 +64,14 @@ void set(v8::Isolate* isolate, Local<v8::Object> object, const char* name, Local
     object->Set(isolate->GetCurrentContext(), text(isolate, name), value).Check();
 }
 
-// ---- what stands behind a script object ----------------------------------------------------------------------------
+// ---- what is behind a script object --------------------------------------------------------------------------------
 
 struct KnownType {
     const char* name;
     const std::type_info* id;
 };
 
-// Types of this module: those of the object's own module are found under the same decorated names.
+// This module's own types. The object's module has other copies, which are found by the same decorated names.
 const KnownType kInterfaces[] = {
     {"IAnything", &typeid(IAnything)},
     {"IRefCounted", &typeid(IRefCounted)},
@@ -89,7 +89,7 @@ const KnownType kClasses[] = {
     {"zeb::PointerCaptureImpl", &typeid(zeb::PointerCaptureImpl)},
 };
 
-// The weak reference is the shared state, whose class names the counting policy.
+// The weak reference is the shared state, and the name of its class names the counting policy.
 std::string_view countingOf(IRefCounted& native) {
     using namespace common::com_internal;
     IWeakReference* const state = native.getWeakReference();
@@ -137,7 +137,7 @@ void inspect(const FunctionCallbackInfo<Value>& info) {
 
 int g_strangersTarget = 0;
 
-// The engine's newest releases take it with a type tag only.
+// The newest releases of the engine require a type tag.
 template <typename Object>
 void setAlignedPointer(Local<Object> object, void* value) {
     if constexpr (requires { object->SetAlignedPointerInInternalField(0, value); }) {
@@ -147,7 +147,7 @@ void setAlignedPointer(Local<Object> object, void* value) {
     }
 }
 
-// Objects with internal fields that are not ours.
+// Makes objects with internal fields that are not ours.
 void stranger(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const std::string kind = textArgument(info, 0);
@@ -172,10 +172,9 @@ void wrappedEnds(const FunctionCallbackInfo<Value>& info) {
 
 void endedProbes(const FunctionCallbackInfo<Value>& info) { info.GetReturnValue().Set(Probe::ended()); }
 
-// ---- log
-// ---------------------------------------------------------------------------------------------------------------
+// ---- log ------------------------------------------------------------------------------------------------------------
 
-/// Records as "level|function|file|line|message", of every thread.
+/// The log records of every thread, as "level|function|file|line|message".
 struct RecordedLog {
     std::mutex mutex;
     std::vector<std::string> records;
@@ -214,10 +213,9 @@ void writeLogOnThread(const FunctionCallbackInfo<Value>& info) {
     }).join();
 }
 
-// ---- assertions
-// ----------------------------------------------------------------------------------------------------------
+// ---- assertions -----------------------------------------------------------------------------------------------------
 
-/// Failures as "function|file|line|module|expression|message"; a long message as its length and its ends.
+/// Failures as "function|file|line|module|expression|message". A long message is given as its length and its ends.
 class RecordingHandler : public common::AssertionHandler {
 public:
     explicit RecordingHandler(std::vector<std::string>& list) : m_list(list) {}
@@ -255,10 +253,9 @@ void raiseAssertion(const FunctionCallbackInfo<Value>&) {
     static_cast<void>(empty.operator->());
 }
 
-// ---- strings and marshallers
-// -------------------------------------------------------------------------------------------
+// ---- strings and marshallers ----------------------------------------------------------------------------------------
 
-// makeStr of nothing, in both forms and without an isolate: the engine's own empty string each time.
+// makeStr of empty text, in both forms and without an isolate: the result is the engine's own empty string each time.
 void emptyTextsAreTheEngines(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const Local<v8::String> empty = v8::String::Empty(isolate);
@@ -273,11 +270,11 @@ void makeNarrow(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(common::js::makeStr(nullptr, std::string_view(textArgument(info, 0))));
 }
 
-// (text): whether both forms, which the engine refuses, gave the empty string
+// (text): whether makeStr gave the empty string in both forms when the engine refused
 void makeRefused(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const std::string narrow = textArgument(info, 0);
-    const std::u16string wide = u"{0} gr\u00FC\u00DF %1";  // the same text as the tests pass
+    const std::u16string wide = u"{0} gr\u00FC\u00DF %1";  // the text that the tests pass
     refuseStrings(true);
     const Local<v8::String> fromNarrow = common::js::makeStr(isolate, std::string_view(narrow));
     const Local<v8::String> fromWide = common::js::makeStr(isolate, std::u16string_view(wide));
@@ -301,10 +298,9 @@ void callEmptyMarshallers(const FunctionCallbackInfo<Value>& info) {
     common::js::FunctionMarshaller<void, std::string>(isolate, nothing).invoke("");
 }
 
-// ---- memory
-// -----------------------------------------------------------------------------------------------------------------
+// ---- memory ---------------------------------------------------------------------------------------------------------
 
-/// Gives so many blocks and then none.
+/// Gives the first `blocks` blocks and no more.
 class LimitedAllocator : public common::Allocator {
 public:
     using Interfaces = common::TypeList<common::Allocator>;
@@ -321,8 +317,8 @@ private:
     std::int64_t m_left;
 };
 
-/// Fills what it gets back and never gives it out again, so that whoever still uses it fails: no word is an address,
-/// and each is far above the one before, so that what was empty is not.
+/// Overwrites freed blocks and never reuses them, so any later use fails: no word is a valid address, and each word is
+/// far above the one before, so that no range that was empty still looks empty.
 class PoisoningAllocator : public common::Allocator {
 public:
     using Interfaces = common::TypeList<common::Allocator>;
@@ -341,7 +337,7 @@ void poisonFreed(const FunctionCallbackInfo<Value>&) {
 }
 
 void limitAllocations(const FunctionCallbackInfo<Value>& info) {
-    common::setCurrentAllocator({});  // or the new one would come out of the old one's memory
+    common::setCurrentAllocator({});  // otherwise the new one would be made in the old one's memory
     common::setCurrentAllocator(common::makeInstance<LimitedAllocator, common::ConcurrentRC>(numberArgument(info, 0)));
 }
 
@@ -352,8 +348,8 @@ void refuseAllInstances(const FunctionCallbackInfo<Value>& info) {
 
 void unlimitAllocations(const FunctionCallbackInfo<Value>&) { common::setCurrentAllocator({}); }
 
-// Where exceptions come from of which script gets the message alone: "function|file|line" each. The second component
-// has no memory for its driver.
+// The origins of exceptions of which script only sees the message: "function|file|line" each. The second component gets
+// no memory for its driver.
 void throwSites(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const ComPtr<zeb::Component> component =

@@ -9,7 +9,7 @@
 
 namespace probe {
 
-/// An object for script to hold: method "value".
+/// An object for script to hold, with the method "value".
 struct Wrapped : virtual IRefCounted {
     virtual std::int32_t value() = 0;
 };
@@ -19,8 +19,8 @@ enum class WrappedKind : std::int32_t { none, plain, withoutHolder, disposable }
 /// Empty for `none` and for unknown kinds.
 common::ComPtr<Wrapped> makeWrapped(WrappedKind kind);
 
-/// What wrapped objects saw at their ends: "dispose inside", "destroy outside" and so on, where "inside" means inside a
-/// weak callback. Empties the list.
+/// What wrapped objects recorded when they ended: "dispose inside", "destroy outside" and so on, where "inside" means
+/// inside a weak callback. Empties the list.
 std::vector<std::string> takeWrappedEnds();
 
 }  // namespace probe

@@ -2,7 +2,7 @@
 
 #include "refusing_engine.h"
 
-// The linker leads this add-on's calls of three engine functions here (--wrap); the engine's own have other names then.
+// The linker redirects this add-on's calls of three engine functions here (--wrap) and renames the engine's own.
 #define NEW_INSTANCE "_ZN2v814ObjectTemplate11NewInstanceENS_5LocalINS_7ContextEEE"
 #define NEW_FROM_UTF8 "_ZN2v86String11NewFromUtf8EPNS_7IsolateEPKcNS_13NewStringTypeEi"
 #define NEW_FROM_TWO_BYTE "_ZN2v86String14NewFromTwoByteEPNS_7IsolateEPKtNS_13NewStringTypeEi"

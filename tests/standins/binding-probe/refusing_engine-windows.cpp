@@ -5,8 +5,8 @@
 
 #include "refusing_engine.h"
 
-// Imports of the binding layer that lead here instead of into the engine: an import is a pointer of known name, and the
-// linker takes ours before it asks the host's import library.
+// Imports of the binding layer that lead here instead of into the engine. An import is a pointer with a known name, and
+// the linker takes ours before it looks in the host's import library.
 #define NEW_INSTANCE "?NewInstance@ObjectTemplate@v8@@QEAA?AV?$MaybeLocal@VObject@v8@@@2@V?$Local@VContext@v8@@@2@@Z"
 #define NEW_FROM_UTF8 "?NewFromUtf8@String@v8@@SA?AV?$MaybeLocal@VString@v8@@@2@PEAVIsolate@2@PEBDW4NewStringType@2@H@Z"
 #define NEW_FROM_TWO_BYTE \
@@ -33,7 +33,7 @@ Function engineFunction(const char* name) {
     return std::bit_cast<Function>(GetProcAddress(GetModuleHandleW(nullptr), name));
 }
 
-/// Stands in for the engine's class: a member function, so that the compiler gives it the same calling convention.
+/// Stands in for the engine's class. It is a member function, so that the compiler uses the same calling convention.
 class ObjectTemplate {
 public:
     v8::MaybeLocal<v8::Object> newInstance(v8::Local<v8::Context> context) {

@@ -7,12 +7,12 @@
 #include "probe_component.h"
 #include "probe_control.h"
 
-// The product's layers with components of the tests' own: what the product's exports alone cannot reach.
+// The product's layers with the tests' own components, which reach what the product's exports cannot.
 
 namespace probe {
 namespace {
 
-/// Makes no component when the environment asks for the failure.
+/// Makes no component if the environment variable asks for the failure.
 common::ComPtr<zeb::Component> makeUnlessTold(v8::Isolate* isolate, v8::Local<v8::Object> object) noexcept {
     if (std::getenv("ZEB_PROBE_EMPTY_FACTORY") != nullptr) return {};
     return zeb::makeComponent<zeb::CrashEmitter>(isolate, object);
@@ -27,7 +27,7 @@ const zeb::ComponentRegistration fragile("fragile", &makeUnlessTold);
 }  // namespace
 }  // namespace probe
 
-// No module record: the exported name alone leads the runtime here, for every context.
+// There is no module record: the exported name alone leads the runtime here, for every context.
 extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object> exports, v8::Local<v8::Value> module,
                                                            v8::Local<v8::Context> context) {
     zeb::initializeModule(exports, module, context, nullptr);

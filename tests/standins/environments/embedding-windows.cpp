@@ -26,8 +26,8 @@ Function hostFunction(const char* name) {
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(nullptr), name)));
 }
 
-// What the host's library takes for its empty objects: an empty vector, pointer or function is all zeroes there, and a
-// class that has a destructor is passed by its address.
+// What the host's library accepts as empty objects: there, an empty vector, pointer or function is all zeroes, and a
+// class with a destructor is passed by address.
 struct alignas(std::max_align_t) Empty {
     std::array<std::byte, 64> bytes{};
 };

@@ -31,16 +31,16 @@ std::unique_ptr<Environment> Environment::create(v8::Isolate* isolate, Local<v8:
     std::unique_ptr<Environment> created(new Environment(isolate, node::GetCurrentEnvironment(current)));
     const Local<v8::Context> context = node::NewContext(isolate);
     created->m_context.Reset(isolate, context);
-    context->SetSecurityToken(current->GetSecurityToken());  // its objects are there for the creator's script
+    context->SetSecurityToken(current->GetSecurityToken());  // the creator's script may use its objects
     const v8::Context::Scope contextScope(context);
-    // There is one inspector per isolate, and the process's state is the first environment's.
+    // An isolate has one inspector, and the process's state belongs to the first environment.
     created->m_environment =
         embedding::createEnvironment(created->m_data, context, node::EnvironmentFlags::kNoCreateInspector);
     if (created->m_environment == nullptr) {
         isolate->ThrowError("this host makes no environments");
         return nullptr;
     }
-    // The queue of promises is the isolate's, and the creator's script has not come to its end.
+    // The queue of promises belongs to the isolate, and the creator's script has not ended yet.
     const v8::Isolate::SuppressMicrotaskExecutionScope later(isolate);
     const v8::String::Utf8Value script(isolate, mainScript);
     Local<v8::Value> entry;

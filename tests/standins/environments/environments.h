@@ -8,15 +8,16 @@
 
 namespace environments {
 
-/// One more Node.js environment on the isolate and the loop of the one that makes it, as a host has for each window.
+/// One more Node.js environment on the isolate and the loop of the environment that makes it, like a host's second
+/// window.
 ///
 /// Threads: the isolate's.
-/// The destructor frees the environment. Node.js turns the loop meanwhile, until the environment's handles are closed,
-/// and has the engine refuse all script of the isolate; timers and immediates of other environments come after it.
+/// The destructor frees the environment. Meanwhile, Node.js turns the loop until the environment's handles are closed,
+/// and the engine refuses all script of the isolate. Timers and immediates of other environments come afterwards.
 class Environment {
 public:
     /// Makes the environment and runs its main script, which returns the function that `call` calls. Null, with a
-    /// pending exception, when that fails.
+    /// pending exception, if that fails.
     static std::unique_ptr<Environment> create(v8::Isolate* isolate, v8::Local<v8::String> mainScript);
     ~Environment();
     Environment(const Environment&) = delete;
@@ -24,7 +25,7 @@ public:
 
     node::Environment* creator() const noexcept { return m_creator; }
 
-    /// Calls the main script's function, as part of the event that is being handled.
+    /// Calls the main script's function as part of the event that is being handled.
     v8::MaybeLocal<v8::Value> call(v8::Local<v8::Value> argument);
 
 private:

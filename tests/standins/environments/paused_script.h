@@ -7,14 +7,14 @@
 
 namespace environments {
 
-/// Lets no timer and no immediate of a loop come while it exists.
+/// Holds back a loop's timers and immediates while it exists.
 ///
-/// The end of an environment turns the loop it shares while the engine refuses script. Node.js ends the process when
-/// another environment's timer is due then, so a host has to hold them back.
+/// While an environment ends, Node.js turns the shared loop and the engine refuses script. If another environment's
+/// timer is due then, Node.js ends the process, so a host has to hold timers back.
 class PausedScript {
 public:
     explicit PausedScript(uv_loop_t* loop);
-    /// Lets those come again that still exist.
+    /// Lets those that still exist come again.
     ~PausedScript();
     PausedScript(const PausedScript&) = delete;
     PausedScript& operator=(const PausedScript&) = delete;

@@ -23,7 +23,7 @@ struct Entry {
     std::unique_ptr<Environment> environment;
 };
 
-/// The environments of all threads, oldest first. Never destroyed: on `process.exit` nothing is freed.
+/// The environments of all threads, oldest first. Never destroyed: `process.exit` frees nothing.
 struct Registry {
     std::mutex mutex;
     std::uint32_t lastId = 0;
@@ -53,7 +53,7 @@ Environment* find(std::uint32_t id) {
     return found == all.entries.end() ? nullptr : found->environment.get();
 }
 
-// (main script): makes an environment and gives its number.
+// (main script): makes an environment and returns its number.
 void create(const FunctionCallbackInfo<Value>& info) {
     std::unique_ptr<Environment> created = Environment::create(info.GetIsolate(), info[0].As<v8::String>());
     if (created == nullptr) return;
@@ -63,7 +63,7 @@ void create(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(all.lastId);
 }
 
-// (number, argument): what the main script's function returns.
+// (number, argument): returns what the main script's function returns.
 void call(const FunctionCallbackInfo<Value>& info) {
     Environment* const environment = find(info[0].As<v8::Uint32>()->Value());
     Local<Value> result;
@@ -74,7 +74,7 @@ void call(const FunctionCallbackInfo<Value>& info) {
     }
 }
 
-// (number): frees the environment; true unless that has been done.
+// (number): frees the environment. True unless it was freed before.
 void free(const FunctionCallbackInfo<Value>& info) {
     const std::uint32_t id = info[0].As<v8::Uint32>()->Value();
     info.GetReturnValue().Set(takeNewest([id](const Entry& entry) { return entry.id == id; }) != nullptr);
@@ -85,7 +85,8 @@ void freeChildren(void* creator) {
     }
 }
 
-// (file): loads an add-on into a context that Node.js has not prepared, as no `require` would, and gives its exports.
+// (file): loads an add-on into a context that Node.js has not prepared, which no `require` would do, and returns its
+// exports.
 void loadInBareContext(const FunctionCallbackInfo<Value>& info) {
     using Initialize = void (*)(Local<v8::Object> exports, Local<Value> module, Local<v8::Context> context);
     v8::Isolate* const isolate = info.GetIsolate();
@@ -110,7 +111,7 @@ void loadInBareContext(const FunctionCallbackInfo<Value>& info) {
 
 }  // namespace environments
 
-// No module record: the exported name alone leads the runtime here, for every context.
+// There is no module record: the exported name alone leads the runtime here, for every context.
 extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object> exports, v8::Local<v8::Value>,
                                                            v8::Local<v8::Context> context) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();

@@ -52,7 +52,7 @@ Local<v8::String> string(v8::Isolate* isolate, const char* value) {
 
 std::atomic<std::int64_t> g_blocks{0};
 
-/// Counts the blocks that objects hold, and has none when planned.
+/// Counts the blocks that objects hold, and has no memory when a test says so.
 class CountingAllocator : public common::Allocator {
 public:
     using Interfaces = common::TypeList<common::Allocator>;
@@ -76,7 +76,7 @@ void burst(const FunctionCallbackInfo<Value>& info) {
     zeb::standins::SyntheticInput::shared().burst(number(info, 0), number(info, 1), number(info, 2));
 }
 
-// (Int32Array of records: offset, screen point, left, middle, right)
+// (Int32Array of pointer records: offset, screen point, left, middle, right)
 void push(const FunctionCallbackInfo<Value>& info) {
     using Record = zeb::RawInputDriver::PointerData;
     const auto fields = info[0].As<v8::Int32Array>();
@@ -85,7 +85,7 @@ void push(const FunctionCallbackInfo<Value>& info) {
     zeb::standins::SyntheticInput::shared().push(std::move(records));
 }
 
-// How many records the input threads have handed over.
+// How many pointer records the input threads have passed on.
 void dispatched(const FunctionCallbackInfo<Value>& info) {
     info.GetReturnValue().Set(static_cast<double>(zeb::standins::SyntheticInput::shared().dispatched()));
 }
@@ -133,7 +133,7 @@ void counts(const FunctionCallbackInfo<Value>& info) {
 
 // ---- the loop and the log
 
-// Runs the event loop inside script, as a host with a modal window does: (until nothing is due).
+// Runs the event loop inside script until nothing is due, as a host with a modal window does.
 void turnLoop(const FunctionCallbackInfo<Value>& info) {
     uv_run(node::GetCurrentEventLoop(info.GetIsolate()), UV_RUN_NOWAIT);
 }
@@ -146,7 +146,7 @@ void writeLog(const FunctionCallbackInfo<Value>& info) {
 
 // ---- deployments
 
-/// Holds deployments until they are let go.
+/// Holds deployments until they are released.
 struct Gate {
     std::mutex mutex;
     std::condition_variable opened;
@@ -166,8 +166,8 @@ void openGate(bool open) {
     gate().opened.notify_all();
 }
 
-// (outcome, held): how deployments end from now on: "" success, "failure" a report of the platform's, "unknown" an
-// exception, else the error text; held until `releaseDeployments`.
+// (outcome, held): how deployments end from now on. "" is success, "failure" a failure that the platform reports,
+// "unknown" an exception, anything else the error text. Held deployments wait for `releaseDeployments`.
 void planDeployments(const FunctionCallbackInfo<Value>& info) {
     openGate(!info[1]->IsTrue());
     const std::string outcome = text(info, 0);
@@ -184,7 +184,7 @@ void planDeployments(const FunctionCallbackInfo<Value>& info) {
 
 void releaseDeployments(const FunctionCallbackInfo<Value>&) { openGate(true); }
 
-// The addresses of the deployments since the plan, with line breaks between them.
+// The addresses of the deployments since the plan, with line breaks in between.
 void startedDeployments(const FunctionCallbackInfo<Value>& info) {
     std::string addresses;
     for (const std::string& address : standins::startedDeployments()) {
@@ -195,7 +195,8 @@ void startedDeployments(const FunctionCallbackInfo<Value>& info) {
 
 // ---- the event log
 
-// (records, texts' length, kind of call that fails or -1, at, code); the records as a number or as an array of texts
+// (event records, length of their texts, kind of call that fails or -1, at, code); the records as a number or an array
+// of texts
 void planEventLog(const FunctionCallbackInfo<Value>& info) {
     standins::eventLog() = {};
     standins::EventLog& log = standins::eventLog();
@@ -225,7 +226,7 @@ void isEventLogClosed(const FunctionCallbackInfo<Value>& info) {
 
 // ---- the end of an environment
 
-/// Has a collection in the middle of the end, where the engine may have one at any time.
+/// Runs a garbage collection in the middle of an environment's end, where the engine may run one at any time.
 class CollectionAtEnd final : private common::js::EnvironmentObserver {
 public:
     explicit CollectionAtEnd(common::js::Environment& environment)
@@ -250,7 +251,7 @@ void collectAtEnd(const FunctionCallbackInfo<Value>& info) {
 
 void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<v8::Object> exports) {
     static const bool counting = [] {
-        zeb::standins::SyntheticInput::shared();  // made now, so that its memory is never the one that is missing
+        zeb::standins::SyntheticInput::shared();  // made now, so that it never needs memory during a fault
         common::setCurrentAllocator(common::makeInstance<CountingAllocator, common::ConcurrentRC>());
         return true;
     }();

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// Which of the harness's calls fail. A call is numbered from 1 since the last plan for its kind.
-/// Threads: any; plans are made while nobody else calls.
+/// Which of the harness's calls fail. Calls of a kind are numbered from 1 since the last plan for that kind.
+/// Threads: any. A plan is made while no other thread calls.
 namespace harness {
 
 enum class Call : std::uint32_t {
@@ -14,19 +14,19 @@ enum class Call : std::uint32_t {
     count,
 };
 
-/// Whose calls a plan is about; nobody else's count or fail.
+/// The threads that a plan applies to. Calls of other threads neither count nor fail.
 enum class Caller : std::uint32_t { thisThread, otherThreads, anyThread };
 
-/// Lets the calls from number `first` on fail, `length` of them; 0: none.
+/// Lets `length` calls fail, starting with call number `first`; 0 lets none fail.
 void planFault(Call call, std::uint64_t first, std::uint64_t length, Caller caller) noexcept;
 
-/// Counts a call and says whether it is to fail.
+/// Counts a call and returns whether it must fail.
 bool shouldFail(Call call) noexcept;
 
-/// Calls of a kind since its last plan.
+/// The calls of a kind since its last plan.
 std::uint64_t callsSincePlan(Call call) noexcept;
 
-/// Marks the harness's own work on the calling thread, which is neither counted nor failed.
+/// Marks the harness's own work on the calling thread, which neither counts nor fails.
 class OwnWork {
 public:
     OwnWork() noexcept { ++t_depth; }

@@ -4,8 +4,8 @@
 
 #include "faults.h"
 
-// The add-on's operator new, which fails as planned. Memory is the C runtime's, so it may be freed by whatever operator
-// delete a library brings along.
+// The add-on's operator new, which fails as planned. The memory is the C runtime's, so any library's operator delete
+// may free it.
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "interposed.h"
 
-// The linker sends the add-on's calls to __wrap_NAME and ours to __real_NAME; see --wrap in CMakeLists.txt.
+// The linker redirects the add-on's calls to __wrap_NAME and ours to __real_NAME; see --wrap in CMakeLists.txt.
 #define GLOBALIZE _ZN2v812api_internal18GlobalizeReferenceEPNS_8internal7IsolateEm
 #define DISPOSE _ZN2v812api_internal13DisposeGlobalEPm
 #define SELF_CLEARING _ZN2v812api_internal8MakeWeakEPPm

@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-// An import is a pointer of known name, and the linker takes ours before it asks the host's import library.
+// An import is a pointer with a known name, and the linker takes ours before it looks in the host's import library.
 #define GLOBALIZE "?GlobalizeReference@api_internal@v8@@YAPEA_KPEAVIsolate@internal@2@_K@Z"
 #define DISPOSE "?DisposeGlobal@api_internal@v8@@YAXPEA_K@Z"
 #define SELF_CLEARING "?MakeWeak@api_internal@v8@@YAXPEAPEA_K@Z"

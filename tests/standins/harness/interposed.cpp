@@ -14,11 +14,11 @@ namespace {
 
 std::atomic<std::int64_t> g_threads{0};
 
-/// Handles of all isolates. Never destroyed: environments may end while the process runs its exit handlers.
+/// Handles of all isolates. Never destroyed, because environments may end while the process runs its exit handlers.
 struct Books {
     std::mutex mutex;
     std::unordered_map<uv_handle_t*, uv_close_cb> asyncHandles;
-    // Without those that the engine clears by itself when their object goes.
+    // Without the handles that the engine clears itself when their object is collected.
     std::unordered_set<interposed::Address*> handles;
 };
 

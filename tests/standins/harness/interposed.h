@@ -5,15 +5,15 @@
 
 #include <cstdint>
 
-/// The add-on's calls of libuv and of the engine's handle functions lead here: they are counted, and fail as planned.
-/// The platform's source binds them; the product's code is what it always is.
+/// The add-on's calls of libuv and of the engine's handle functions lead here, where they are counted and fail as
+/// planned. The platform's source redirects them; the product's code is unchanged.
 namespace harness {
 
-/// What the add-on holds of the runtime at this moment.
+/// What the add-on holds of the runtime right now.
 struct Held {
-    std::int64_t asyncHandles;  ///< initialised and not yet closed by the loop; one of them per environment
+    std::int64_t asyncHandles;  ///< initialised and not yet closed by the loop; each environment has one
     std::int64_t threads;       ///< started and not yet returned
-    std::int64_t handles;       ///< persistent handles that somebody has to give back
+    std::int64_t handles;       ///< persistent handles that somebody has to reset
 };
 
 Held held() noexcept;

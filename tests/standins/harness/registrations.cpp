@@ -6,7 +6,7 @@
 #include "bridge/package_auto_updater.h"
 #include "control.h"
 
-// The product's portable layers over a platform that tests feed and fail.
+// The product's portable layers over a platform that tests feed and let fail.
 
 namespace zeb {
 
@@ -25,7 +25,7 @@ const zeb::ComponentRegistration updater("msix_auto_updater", &zeb::makeComponen
 }  // namespace
 }  // namespace harness
 
-// No module record: the exported name alone leads the runtime here, for every context.
+// There is no module record: the exported name alone leads the runtime here, for every context.
 extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object> exports, v8::Local<v8::Value> module,
                                                            v8::Local<v8::Context> context) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
