@@ -1,5 +1,5 @@
-// Every call of libuv, of the current allocator and of operator new that script's calls lead to fails once, each time at
-// the next of its places. Whatever script sees then, the module works afterwards and holds no more than before.
+// Every call of libuv, of the current allocator and of operator new that script's calls lead to fails once, each time
+// at the next place. Whatever script sees then, the module works afterwards and holds no more than before.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -8,7 +8,7 @@ const { addon, file, harness, counts, failing, caller, canFailNew, until } = req
 const { hardware, diagnostics, msix_auto_updater: updater } = addon;
 const OUT_OF_MEMORY = 'std::bad_alloc';
 
-// A call, what it may answer beside undefined, and which kinds of faults concern it.
+// A call, what it may return besides undefined, and the kinds of faults that apply to it.
 const capture = hardware.capturePointer();
 const operations = {
   capturePointer: () => typeof hardware.capturePointer(),
@@ -42,7 +42,7 @@ async function idle() {
   return counts();
 }
 
-// Runs an operation with the fault at its first, second ... place, up to the place that no call reaches any more.
+// Runs an operation with the fault at its first place, its second and so on, until no call reaches the fault.
 async function sweep(kind, operation) {
   const answers = [];
   for (let place = 1; ; ++place) {
@@ -62,11 +62,11 @@ for (const withLog of [false, true]) {
   }, async () => {
     for (const [name, operation] of Object.entries(operations)) {
       diagnostics.setLogHandler(withLog ? (text) => logged.push(text) : null);
-      await sweep('operatorNew', operation); // what is made once
+      await sweep('operatorNew', operation); // what is made only once
       const before = await idle();
       const answers = await sweep('operatorNew', operation);
       const healthy = answers.pop();
-      // A message may come cut off, for streams swallow the want of memory.
+      // A message may be cut off, because streams ignore failed allocations.
       for (const answer of answers) {
         assert.ok(answer === OUT_OF_MEMORY || answer === healthy || healthy.startsWith(answer), `${name}: ${answer}`);
       }
@@ -184,7 +184,7 @@ test('a capture that cannot be woken captures nothing, and ends as any other', a
 });
 
 test('an environment that cannot be woken by others works', () => {
-  // The first load makes the environment; a worker has one of its own.
+  // The first load makes the environment; a worker has its own.
   const { Worker } = require('node:worker_threads');
   const worker = new Worker(
     `
@@ -211,7 +211,7 @@ test('a capture whose thread cannot be started delivers nothing until it is star
   const { error, calls } = failing('threadCreate', 1, 1, () => capture.startCapturing());
   assert.deepEqual([error, calls], [undefined, 1]);
   assert.equal(harness.counts().threads, 0);
-  capture.startCapturing(); // "captures" already
+  capture.startCapturing(); // logs "captures" already
   assert.equal(harness.counts().threads, 0);
   capture.stopCapturing();
   capture.startCapturing();
@@ -296,13 +296,13 @@ test('each call of the event log fails: script gets a text of the system, and no
   assert.deepEqual(updater.getUpdateErrors('*'), ['xxxxx', 'xxxxx', 'xxxxx']);
 });
 
-// The last test: it takes the components away.
+// The last test, because it takes the components away.
 test('after shutdown and a collection nothing is left', async () => {
   for (const name of ['setMotionEventCallback', 'setButtonsEventCallback']) capture[name](null);
   addon.shutdown();
   await until('the end of the threads', () => harness.counts().threads === 0);
   const left = await counts();
-  // The capture that this file holds, with its driver, and the environment: its context, what it
-  // delivers with, what it makes wrappers of and what it asks the engine with.
+  // The capture object that this file holds, its driver, and the environment's handles: its context, what it delivers
+  // with, what it makes wrappers from and what it probes the engine with.
   assert.deepEqual(left, { blocks: 2, asyncHandles: 2, threads: 0, handles: 6, deployments: 0 });
 });

@@ -1,4 +1,4 @@
-// shutdown without memory: it releases what it can, ends no process, and what it has left the next call releases.
+// shutdown without memory releases what it can and ends no process; the next call releases what it has left.
 'use strict';
 const test = require('node:test');
 const { ends } = require('../script/support/hosts');
@@ -6,7 +6,7 @@ const { canFailNew } = require('../script/support/harness');
 
 const skip = canFailNew ? false : 'built with a sanitizer';
 
-// A host script with the shutdown failing at its first, second ... want of memory, up to the one that it does not reach.
+// A host script in which shutdown fails at its first failed allocation, its second and so on, until one is not reached.
 const sweep = (prepare, shutDown, check) => `async () => {
   for (let place = 1; ; ++place) {
     const all = [load(), load()];
@@ -141,7 +141,7 @@ test('with a worker that loaded the module', { skip }, () =>
           if (answer !== 'works') assert.match(answer, /shutdown\(\) has released this object/);
         }
         await all.worker.terminate();
-        // What its channel still has to say must not come while an environment is freed and the engine runs no script.
+        // Its channel's last message must not come while an environment is freed and the engine runs no script.
         await until('the end of the channel', () => !process.getActiveResourcesInfo().includes('MessagePort'));
         await turn(1);
         assert.throws(() => all[0].run(() => hardware.getButtonState(1)), {

@@ -1,6 +1,6 @@
-// node check.js [--short] [RUNTIME...]: runs every check in each runtime, by default those in the kit's folder, prints how
-// far it is, and writes one report beside check.cmd. Ends with 1 when a check failed. What it makes elsewhere is in one
-// temporary folder, which it removes.
+// node check.js [--short] [RUNTIME...]: runs every check in each runtime (by default those in the kit's folder), prints
+// its progress, and writes one report beside check.cmd. Exits with 1 if a check failed. Everything else that it writes
+// is in one temporary folder, which it removes.
 'use strict';
 const { spawn } = require('node:child_process');
 const crypto = require('node:crypto');
@@ -16,7 +16,7 @@ const work = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-check-'));
 // The folder of native parts for each module version.
 const FLAVOURS = { 123: 'desktop', 127: 'node', 137: 'node24', 147: 'node26' };
 
-// The checks, with what they need beside the module, and the seconds that they may take.
+// The checks, with what they need besides the module and the seconds that they may take.
 const own = (name, seconds) => ({
   name,
   file: path.join('tests', 'kit', 'checks', `${name}.test.js`),
@@ -49,7 +49,7 @@ const report = [];
 const totals = { passed: 0, failed: 0, skipped: 0 };
 const sentence = ({ passed, failed, skipped }) => `${passed} passed, ${failed} failed, ${skipped} skipped`;
 
-// What tells about the machine or its user, and nothing about the module, stays out of the report.
+// What describes the machine or its user, but not the module, is kept out of the report.
 const PRIVATE = [
   [work, '<temporary>'],
   [fs.realpathSync(work), '<temporary>'],
@@ -68,7 +68,8 @@ function plain(text) {
 const say = (text) => console.log(text);
 const tell = (text, indent = '') => report.push(plain(text).trimEnd().replaceAll(/^/gm, indent));
 
-// Runs a program with its output in a file: { status, output }. One that takes too long is ended with all that it began.
+// Runs a program with its output in a file: { status, output }. A program that takes too long is ended with all its
+// children.
 function run(program, args, { environment = {}, seconds = 60 } = {}) {
   return new Promise((resolve) => {
     const file = path.join(work, 'output');
@@ -191,7 +192,7 @@ function bundled() {
     .map((name) => path.join(folder, name, 'node.exe'));
 }
 
-// Checks swap the buttons for a moment; whatever happens to one, they are as before at the end.
+// Checks swap the buttons for a moment. Whatever happens to a check, the buttons are as before at the end.
 async function withButtonsAsFound(work) {
   const addon = require(path.join(root, 'native', 'node', 'node', 'desktop-control.node'));
   const swapped = addon.buttonsSwapped();

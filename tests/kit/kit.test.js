@@ -1,4 +1,4 @@
-// The kit for a real Windows: what is in it, the workflow that runs it there, and a rehearsal in a fresh Wine prefix.
+// The kit for a real Windows: its contents, the workflow that runs it there, and a rehearsal in a fresh Wine prefix.
 'use strict';
 const assert = require('node:assert');
 const fs = require('node:fs');

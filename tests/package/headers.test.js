@@ -8,7 +8,7 @@ const { after, test } = require('node:test');
 const { root } = require('./support/package.js');
 const { run } = require('./support/run.js');
 
-// Header sets as runtimes have them: the pinned Node.js's headers, under a configuration of their own.
+// Header sets like those of runtimes: the pinned Node.js's headers with another configuration.
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
 after(() => fs.rmSync(folder, { recursive: true }));
 
@@ -75,7 +75,7 @@ test('a folder that is no header set, and one without a module version, are refu
   assert.match(read(headerSet('versionless', {})).text, /names no node_module_version/);
 });
 
-// Configures the product for the header set and gives the command that links it.
+// Configures the product for the header set and returns the command that links it.
 function linkCommand(name, headers) {
   const build = path.join(folder, name, 'build');
   const configured = run(

@@ -10,8 +10,8 @@ const { binaries, interfaces, root } = require('./support/package.js');
 const IDLE = ['setLogHandler', 'setErrorHandler', 'dispose', 'shutdown'];
 const EXTRA = ['supported', 'MouseButton', 'ButtonTransition', 'LogLevel', 'ShowCommand'];
 
-// Runs the package as if in another process, whose binaries are what `natives` gives for a module version. Gives its
-// exports and the binaries that it asked for.
+// Runs the package as if in another process, where `natives` gives the binary for a module version. Returns the
+// package's exports and the binaries that it asked for.
 function load({ platform = 'win32', arch = 'x64', modules = '123', natives = () => native(), built = [] } = {}) {
   const required = [];
   const binary = (file) => {
@@ -43,7 +43,7 @@ function load({ platform = 'win32', arch = 'x64', modules = '123', natives = () 
   return { exports: evaluate(path.join(root, 'index.js')), required };
 }
 
-// What a binary exports, with a record of its calls.
+// What a binary exports, with a list of the calls to it.
 function native() {
   const calls = [];
   const exports = {};
@@ -235,6 +235,6 @@ test('the manifest admits the releases that have a binary', () => {
   const { engines } = JSON.parse(fs.readFileSync(path.join(root, 'package.json'), 'utf8'));
   const source = fs.readFileSync(path.join(root, 'lib/native.js'), 'utf8');
   const releases = [...source.matchAll(/runtime: 'Node\.js (\d+)'/g)].map(([, major]) => major);
-  // 20 is the line of the desktop runtimes' own Node.js, and what their applications are developed with.
+  // 20 is the release of the desktop runtimes' own Node.js, which their applications are developed with.
   assert.strictEqual(engines.node, ['20', ...releases].join(' || '));
 });

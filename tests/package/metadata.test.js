@@ -1,7 +1,7 @@
 'use strict';
 
-// What stands around the script and the binaries: the manifest as linters see it, the notices, the bill of materials,
-// the pages in the tarball.
+// What surrounds the script and the binaries: the manifest as linters see it, the notices, the bill of materials, the
+// pages in the tarball.
 
 const assert = require('node:assert');
 const fs = require('node:fs');

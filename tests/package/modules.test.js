@@ -1,6 +1,6 @@
 'use strict';
 
-// The modules beside the plain one, as they are in the tarball: with the real binary, in bundles and in archives.
+// The modules besides the main one, as they are in the tarball: with the real binary, in bundles and in archives.
 
 const assert = require('node:assert');
 const fs = require('node:fs');
@@ -13,7 +13,7 @@ const built = path.join(process.env.ZEB_BUILD, 'node');
 const XML =
   "<Event><System><EventID>404</EventID><Level>2</Level></System><EventData><Data Name='ErrorCode'>0x80073cf3</Data></EventData></Event>";
 
-// An event log of one record, for the binary that is used; then everything in short.
+// Fills the event log with one event record for the binary under test, then uses everything once.
 const main = (head) => `${head}
   const addon = { exports: {} };
   process.dlopen(addon, ${JSON.stringify(`Z:${built}/standin-control.node`)}); // not for bundlers to follow

@@ -1,6 +1,6 @@
 'use strict';
 
-// docs/packaging.md, claim by claim: its scripts and options are taken from the page and run as they stand there.
+// docs/packaging.md, claim by claim: its scripts and options are taken from the page and run unchanged.
 
 const assert = require('node:assert');
 const fs = require('node:fs');

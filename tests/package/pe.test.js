@@ -7,12 +7,13 @@ const { describe, test } = require('node:test');
 const { Image } = require('./support/pe.js');
 const { binaries, manifest, root } = require('./support/package.js');
 
-// The functions that the binaries may take from Windows. All are in the DLLs of its first release, Windows 10 1507: look
-// there before you add one. The C++ runtime is in the product; the rest of the Windows Runtime is looked up at run time.
+// The functions that the binaries may take from Windows. All of them are in the DLLs of the first release, Windows 10
+// 1507: look there before you add one. The C++ runtime is in the product; the rest of the Windows Runtime is looked up
+// at run time.
 const SYSTEM = require('./system-imports.json');
 
-// The executables that the binaries are for, of which only the second runs here. The desktop runtime has the V8 of Node.js
-// 22, and so its exports.
+// The executables that the binaries are for, of which only the second runs here. The desktop runtime has the V8 of
+// Node.js 22 and therefore its exports.
 const HOSTS = {
   123: process.env.ZEB_NODE_WIN,
   127: process.env.ZEB_NODE_WIN,
@@ -43,7 +44,7 @@ for (const { abi, image: file } of binaries) {
       const name = image.bytes.indexOf('NODE_GYP_MODULE_NAME\0');
       const pointer = Buffer.alloc(8);
       pointer.writeBigUInt64LE(image.base + BigInt(image.rva(name)));
-      const record = image.bytes.indexOf(pointer) - 40; // the record's seventh field
+      const record = image.bytes.indexOf(pointer) - 40; // the module record's seventh field
       assert.strictEqual(image.bytes.readUInt32LE(record), Number(abi));
       assert.strictEqual(image.bytes.readUInt32LE(record + 4), 0, 'flags');
       assert.strictEqual(image.bytes.readBigUInt64LE(record + 24), 0n, 'entry without a context');
@@ -80,7 +81,7 @@ for (const { abi, image: file } of binaries) {
       assert.ok(functions > 100, `${functions} functions in the guard table`);
     });
 
-    // A table of the continuations would have to know those in the C runtime's exception machinery, too.
+    // A table of continuations would also have to list those in the C runtime's exception machinery.
     test('runs with a shadow stack, without a table of continuations', () => {
       assert.strictEqual(image.debug.properties, CET_COMPATIBLE);
       assert.strictEqual(image.guard.continuations, 0);
@@ -89,7 +90,7 @@ for (const { abi, image: file } of binaries) {
 
     test('has its DLLs looked for in system32 alone', () => {
       assert.strictEqual(image.dependentLoadFlags, SEARCH_SYSTEM32);
-      // By name in system32 too, not on a search path; the rest is in every process or known to the system.
+      // By name in system32 too, not on a search path. The other libraries are in every process or known to the system.
       assert.deepStrictEqual(image.delayedImports.map(({ dll }) => dll).sort(), ['node.exe', 'wevtapi.dll']);
     });
 

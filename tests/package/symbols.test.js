@@ -8,8 +8,8 @@ const { after, before, describe, test } = require('node:test');
 const { binaries } = require('./support/package.js');
 const { run, runInWindows } = require('./support/run.js');
 
-// The Windows Node.js runs each crash under a debugger of ours, which notes where the fault happened. With the PDB that
-// must give the function.
+// The Windows Node.js runs each crash under our debugger, which notes where the fault happened. The PDB must give the
+// function for that place.
 describe('a crash, seen through the PDB', () => {
   const { image, pdb } = binaries.find(({ abi }) => abi === '127');
   const helpers = path.join(process.env.ZEB_BUILD, 'node/desktop-control.node');
@@ -30,9 +30,9 @@ describe('a crash, seen through the PDB', () => {
   });
   after(() => fs.rmSync(folder, { recursive: true, force: true }));
 
-  // The functions at the fault, innermost first; inlined ones have lines of their own.
+  // The functions at the fault, innermost first. Inlined functions have their own lines.
   function functionsAt(method, code) {
-    // Ended at the fault: Wine does not get past a stack overflow.
+    // Ended at the fault, because Wine does not get past a stack overflow.
     const { status, out, err } = runInWindows([`Z:${folder}/debug.js`, method, `${code}`]);
     assert.strictEqual(status, 0, err);
     const { failure, exceptions } = JSON.parse(out);

@@ -1,5 +1,6 @@
-// Addresses, as the package's own layer hands them on: the same texts through it, through the system's parser and
-// through the classes that the native methods call. A text that one of the latter refuses would end the process.
+// Addresses as the package's own layer passes them on: the same texts through that layer, through the system's parser
+// and through the classes that the native methods call. A text that one of the latter two refuses would end the
+// process.
 'use strict';
 const { test, describe, before, after } = require('node:test');
 const assert = require('node:assert');

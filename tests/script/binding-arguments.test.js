@@ -1,4 +1,4 @@
-// The binding layer: what becomes of a call's arguments.
+// The binding layer: what happens to a call's arguments.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -174,7 +174,7 @@ test('texts arrive as UTF-8 up to their first NUL', () => {
   for (const [value, expected] of cases) assert.equal(probe.text(value), expected, String(value).slice(0, 40));
 });
 
-// Texts are read in pieces, and the engine keeps a text that was put together as its parts.
+// Texts are read in pieces, and the engine keeps a concatenated text as its parts.
 test('long texts and texts of parts arrive whole, wherever their characters fall', () => {
   const hex = (text) => Buffer.from(text).toString('hex');
   for (const before of [253, 254, 255, 256, 257, 511, 512, 4095]) {

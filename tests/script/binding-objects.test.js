@@ -1,4 +1,4 @@
-// The binding layer: native objects as script objects, from their making to their end.
+// The binding layer: native objects as script objects, from start to end.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -121,7 +121,7 @@ test('properties set by hostile scripts are not called for records and arrays', 
   }
 });
 
-// The last test: it takes the components away.
+// The last test, because it takes the components away.
 test('a component that a method of it releases ends when the method has returned', () => {
   const ended = control.endedProbes();
   assert.equal(

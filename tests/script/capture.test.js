@@ -20,7 +20,7 @@ function clickMiddle() {
   mouse(MOUSE.middleUp);
 }
 
-// Resolves when everything that was sent before has arrived: a report follows that no test sends, and is taken out.
+// Resolves when everything that was sent before has arrived: sends a marker that no test sends, and removes it.
 async function settled(recorder) {
   const isMarker = (event) => Array.isArray(event) && event.every((transition) => transition === 1);
   mouse(MOUSE.leftUp | MOUSE.middleUp | MOUSE.rightUp);
@@ -44,11 +44,11 @@ async function holdingLeft(call) {
   }
 }
 
-// The collection of any capture object ends the one that runs, so all of them are kept to the end.
+// When any capture object is garbage-collected, the running capture ends. So all of them are kept to the end.
 const kept = [];
 const newCapture = () => kept[kept.push(hardware.capturePointer()) - 1];
 
-// A test with a capture of its own.
+// A test with its own capture.
 function captureTest(name, run) {
   test(name, { skip }, async (t) => {
     const capture = newCapture();
@@ -275,7 +275,7 @@ captureTest('clearing one callback stops that kind of event only', async (captur
     recorder.events.length = 0;
     capture.setMotionEventCallback(none);
     await x11.move(5, 5);
-    await x11.click(2); // by the same way as the motion, so that it comes after it
+    await x11.click(2); // the same way as the motion, so it comes after it
     await until('the click', () => recorder.buttons().length === 2);
     assert.deepEqual(recorder.events, [MIDDLE_DOWN, MIDDLE_UP]);
   }
@@ -393,7 +393,7 @@ captureTest('messages of strangers do not disturb the input thread', async (capt
   const recorder = desktop.record(capture);
   await desktop.startCapturing(capture);
   for (const message of [0x0100, 0x0200, 0x0400, 0x8000, 0x804c]) assert.ok(addon.postToInputThread(message));
-  assert.ok(addon.postToInputThread(0x0012)); // WM_QUIT: GetMessage gives 0
+  assert.ok(addon.postToInputThread(0x0012)); // WM_QUIT: GetMessage returns 0
   await desktop.listening();
   await clickMiddleAndSettle(recorder);
   assert.deepEqual(recorder.events, [MIDDLE_DOWN, MIDDLE_UP]);

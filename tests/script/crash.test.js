@@ -14,7 +14,7 @@ const ACCESS_VIOLATION = 0xc0000005;
 const STACK_OVERFLOW = 0xc00000fd;
 const BREAKPOINT = 0x80000003;
 
-// A crash that script survives, or that its own handlers get to see, would print something.
+// These print something if script survives a crash or its handlers see it.
 const WITNESSES = `
   process.on('exit', () => console.log('exit'));
   process.on('uncaughtException', () => console.log('uncaught'));
@@ -38,7 +38,7 @@ for (const args of ['', `1, 'two', {}, () => {}`]) {
     assert.deepEqual({ code, parameters }, { code: ACCESS_VIOLATION, parameters: [1, 0] });
   });
 
-  // Ended at its fault: Wine does not get the process past it.
+  // Ended at the fault, because Wine does not get the process past it.
   test(`emitStackOverflow(${args})`, { skip }, async () => {
     const { exceptions, output } = await debugScript(attempt(`zebbridge.crash_emitter.emitStackOverflow(${args})`), {
       lastException: STACK_OVERFLOW,
@@ -59,7 +59,7 @@ test('a crash inside a callback is a crash', async () => {
   assert.deepEqual({ status, stdout }, { status: ACCESS_VIOLATION, stdout: '' });
 });
 
-// Ended at their fault, as above.
+// Ended at the fault, as above.
 const OVERFLOW = 'zebbridge.crash_emitter.emitStackOverflow()';
 for (const [place, script] of Object.entries({
   'inside a callback': `zebbridge.diagnostics.setLogHandler(() => ${OVERFLOW}); zebbridge.hardware.capturePointer()`,
@@ -96,7 +96,7 @@ const boxOf = (processId) =>
       )[0],
   );
 
-// Looks at the error box of a process, then clicks its button.
+// Checks a process's error box, then clicks its button.
 async function dismissBox(processId, text) {
   const box = await boxOf(processId);
   assert.equal(desktop.textOf(box.window), 'FAILURE');
@@ -121,7 +121,7 @@ async function dismissBox(processId, text) {
 test('an assertion failure shows its report in an error box and ends the process', { skip }, async () => {
   const child = startScript(`${PROBE}${attempt('probe.control.raiseAssertion()')}`);
   await boxOf(child.pid);
-  await x11.waitForWindow('^FAILURE$', 30000); // for everybody to see, not only for the system
+  await x11.waitForWindow('^FAILURE$', 30000); // the X server shows it too, not only the system
   await dismissBox(child.pid, EMPTY_POINTER);
   const { status, stdout } = await child.ended;
   assert.deepEqual({ status, stdout }, { status: TERMINATED, stdout: '' });

@@ -1,10 +1,10 @@
-// The array that brings pointer records to script is no secret: a debugger finds it. Whatever script does with it then,
-// the module touches no memory but its own, and later records arrive.
+// A debugger can find the array that brings pointer records to script. Whatever script then does with it, the module
+// touches no memory but its own, and later pointer records arrive.
 'use strict';
 const test = require('node:test');
 const { ends } = require('./support/hosts');
 
-// What is done to it.
+// What is done to the array.
 const actions = {
   'detached and freed': 'batch.buffer.transfer(0)',
   'given to somebody else': 'globalThis.taken = structuredClone(batch, { transfer: [batch.buffer] })',
@@ -13,7 +13,7 @@ const actions = {
   'filled with zeroes': 'batch.fill(0)',
 };
 
-// And when; `spoil` does it.
+// When it is done; `spoil` does it.
 const times = {
   'inside a callback': () => {
     capturing(

@@ -1,5 +1,6 @@
-// The product's binary is for a runtime that is not here. What can be seen without it: what it hands over when a
-// program loads it, what another runtime says to it, and that every function it asks of its host exists.
+// The product's binary is for a runtime that is not available here. This tests what can be seen without it: what it
+// hands over when a program loads it, how another runtime refuses it, and that every function that it needs from its
+// host exists.
 'use strict';
 const assert = require('node:assert/strict');
 const { spawnSync } = require('node:child_process');
@@ -21,7 +22,7 @@ function emptyFolder(t) {
   return folder;
 }
 
-// What a program without an engine gets from a module that it loads. Output goes to a file, as Wine needs it.
+// What a program without an engine gets from a module that it loads. The output goes to a file because Wine needs that.
 function load(t, module, program = host) {
   const file = path.join(emptyFolder(t), 'out');
   const out = fs.openSync(file, 'w');
@@ -85,7 +86,7 @@ test('a Node.js of any name runs the module for its version', async (t) => {
   assert.equal(status, 0);
 });
 
-// Static initialisation, the imports and the handing over of the record have worked when the runtime can say this.
+// For this message, static initialisation, the imports and the module record must have worked.
 test('another runtime refuses the module for version 123 by its number, and goes on', async () => {
   const { status, stdout, stderr } = await runScript(
     `

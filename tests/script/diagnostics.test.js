@@ -14,7 +14,8 @@ const { skip } = desktop;
 const CAPTURE = ['Native: capture pointer', 0];
 const RELEASED = ['Pointer capture released', 0];
 
-// One record, written by the module at once. The capture object is kept: its collection would end a later test's capture.
+// Makes the module write one log record at once. The capture object is kept, because its garbage collection would end a
+// later test's capture.
 const kept = [];
 const writeRecord = () => void kept.push(hardware.capturePointer());
 
@@ -246,7 +247,7 @@ test('the end of a worker that only loads the module removes the handler all the
 test('with a debugger attached, records go to its output with one line break more', { skip }, async () => {
   const { debugStrings, output, exitCode } = await debugScript(`
     const probe = require(buildFile('node', 'binding-probe.node'));
-    globalThis.first = zebbridge.hardware.capturePointer();  // kept: its collection would end the other's capture
+    globalThis.first = zebbridge.hardware.capturePointer();  // or garbage collection would end the other's capture
     zebbridge.diagnostics.setLogHandler((text) => console.log('script: ' + text));
     const capture = zebbridge.hardware.capturePointer();
     zebbridge.diagnostics.setLogHandler(null);

@@ -1,5 +1,5 @@
-// How processes end that use the module, and what is left when they have loaded it more than once. Each is a process of
-// its own.
+// How processes that use the module end, and what is left when they loaded it more than once. Each runs in its own
+// process.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -11,13 +11,13 @@ const { skip } = desktop;
 
 desktop.forAllTestsOf(test);
 
-// In globalThis, because a collection ends the capture of a script that no longer reaches it.
+// In globalThis, because garbage collection ends the capture of a script that no longer reaches its capture object.
 const END_WITH_CAPTURE = `
   const capture = globalThis.capture = zebbridge.hardware.capturePointer();
   zebbridge.diagnostics.setLogHandler((text) => console.log(text));
 `;
 
-// Starts capturing, runs `inCallback` at the first event. Every such child sends its own input.
+// Starts to capture and runs `inCallback` at the first event. Every such child sends its own input.
 const capturing = (inCallback, afterwards = '') => `
   ${END_WITH_CAPTURE}
   capture.setButtonsEventCallback(() => { console.log('event'); ${inCallback} });
@@ -121,7 +121,7 @@ const ends = {
   ],
 };
 
-// The module's own records are only of interest where they are expected.
+// The module's own log records only matter where they are expected.
 for (const [name, [script, status, stdout]] of Object.entries(ends)) {
   test(`end: ${name}`, { skip }, async () => {
     const ended = await runScript(script);
@@ -143,7 +143,7 @@ test('end: a running capture keeps the process alive, an idle one does not', { s
     const capture = zebbridge.hardware.capturePointer();
     process.on('beforeExit', () => console.log('nothing left to do'));
     desktop.startCapturing(capture).then(() => {
-      // Unreferenced: were the capture no reason to stay, the process would end before it fires.
+      // Unreferenced: if the capture did not keep the process, the process would end before this fires.
       setTimeout(() => { console.log('still here'); capture.stopCapturing(); }, 300).unref();
     });
   `);
@@ -204,7 +204,7 @@ test('loaded many times', async () => {
   assert.deepEqual({ stdout, status }, { stdout: 'end\n', status: 0 });
 });
 
-// The system still knows the module's window procedure then.
+// The system still knows the module's window procedure at that time.
 test('the module stays in a process whose last worker with it has ended', async () => {
   const { stdout, stderr, status } = await runScript(
     `

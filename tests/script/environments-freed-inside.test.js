@@ -1,10 +1,10 @@
-// Several Node.js environments on one isolate: one is freed from inside what another is doing, or in the middle of its own
-// methods.
+// Several Node.js environments on one isolate: one of them is freed from inside what another is doing, or in the middle
+// of its own methods.
 'use strict';
 const test = require('node:test');
 const { ends } = require('./support/hosts');
 
-// What the environment that stays does, in functions of its own; `free` is one of its globals.
+// What the environment that stays does, as functions of its own; `free` is one of its globals.
 const inside = {
   'a motion callback': () => {
     capturing(() => {
@@ -146,7 +146,8 @@ for (const [name, site] of Object.entries(inside)) {
   }
 }
 
-// The end of an environment whose method is running: its script is not, for another one's has called the method.
+// An environment ends while one of its methods runs. Its script does not run then: another environment's script called
+// the method.
 const insideItsMethod = {
   'the log handler of capturePointer': () => {
     diagnostics.setLogHandler(() => free());

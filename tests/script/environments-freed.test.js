@@ -1,4 +1,4 @@
-// Several Node.js environments on one isolate: what is left of one that was freed, and what goes on in the others when
+// Several Node.js environments on one isolate: what is left of a freed one, and what continues in the others when
 // everything happens at once.
 'use strict';
 const test = require('node:test');
@@ -48,7 +48,7 @@ test('its shutdown function works for those that live, or does nothing', () =>
     });
   }));
 
-// Script functions go from environment to environment like any object.
+// Script passes functions from environment to environment like any object.
 test('its functions as callbacks of another are not called any more', () =>
   ends(
     async () => {
@@ -95,7 +95,7 @@ test('nothing at all is held after the last', () =>
   ends(async () => {
     const nothing = { blocks: 0, asyncHandles: 0, threads: 0, handles: 0, deployments: 0 };
     const first = load();
-    const counts = first.run('harness.counts'); // a function of a freed environment, but it asks the add-on alone
+    const counts = first.run('harness.counts'); // belongs to a freed environment, but only asks the add-on
     const others = [load(), load()];
     for (const environment of [first, ...others]) {
       environment.run(() => {

@@ -1,5 +1,5 @@
-// Several Node.js environments on one isolate, as a host has one for each of its windows: each has a module of its own,
-// and none notices the end of another.
+// Several Node.js environments on one isolate, like a host with one for each of its windows: each has its own module,
+// and none notices when another ends.
 'use strict';
 const test = require('node:test');
 const { ends } = require('./support/hosts');
@@ -208,7 +208,7 @@ test('each can be loaded again, in its own contexts too', () =>
 
 // ---- what others notice of an end: nothing ---------------------------------------------------------------------------
 
-// Node.js turns the loop inside the end of an environment, and the engine refuses script meanwhile.
+// While an environment ends, Node.js turns the loop and the engine refuses script.
 test('a capture loses nothing while others come and go', () =>
   ends(async () => {
     const stays = load();

@@ -1,4 +1,4 @@
-// "msix_auto_updater".getUpdateErrors: every record that a query selects, over a scripted event log.
+// "msix_auto_updater".getUpdateErrors: every event record that a query selects, over a scripted event log.
 'use strict';
 const { test, describe, beforeEach, afterEach } = require('node:test');
 const assert = require('node:assert');

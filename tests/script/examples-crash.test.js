@@ -1,4 +1,4 @@
-// crash.js, in a process of its own.
+// crash.js, in its own process.
 'use strict';
 const { test } = require('node:test');
 const assert = require('node:assert');

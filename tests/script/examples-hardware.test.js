@@ -1,4 +1,4 @@
-// The examples about the pointer and the log, each in a process of its own, and the script on the first page.
+// The examples about the pointer and the log, each in its own process, and the script on the first page.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -13,7 +13,7 @@ const x11 = require('./support/x11');
 
 const { addon, mouse, MOUSE, skip } = desktop;
 
-// The input thread of the example has to be woken under Wine.
+// Under Wine, the example's input thread has to be woken.
 const before = `setImmediate(() => desktop.listening().then(() => console.log('listening')));`;
 
 test.before(async () => {

@@ -1,4 +1,4 @@
-// The examples about windows, updates and the event log, each in a process of its own.
+// The examples about windows, updates and the event log, each in its own process.
 'use strict';
 const { test, describe, before, after } = require('node:test');
 const assert = require('node:assert');
@@ -134,7 +134,7 @@ describe('update-errors.js', () => {
   });
 });
 
-// On a window of the example's own process: Wine knows the placement of no other's.
+// On a window of the example's own process, because Wine does not know the placement of other processes' windows.
 describe('window-placement.js', { skip: desktop.skip }, () => {
   const run = async (...values) => {
     const { status, stdout, stderr } = await runExample('window-placement.js', [], {

@@ -18,7 +18,7 @@ const COMPONENTS = {
   msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
 };
 
-// Those whose classes the probe knows; each answers its own and no other.
+// The exports whose classes the probe knows. Each answers to its own class and no other.
 const CLASSES = {
   crash_emitter: 'zeb::CrashEmitter',
   diagnostics: 'zeb::DiagnosticsComponent',
@@ -105,7 +105,7 @@ test('a component under an empty name', () => {
   assert.deepEqual(Object.keys(probe['']), COMPONENTS.crash_emitter);
 });
 
-// The last test: it takes the module's components away.
+// The last test, because it takes the module's components away.
 test('shutdown gives undefined, ignores arguments, and may be called again', () => {
   assert.equal(zebbridge.shutdown(1, {}, Symbol('ignored')), undefined);
   assert.equal(zebbridge.shutdown(), undefined);

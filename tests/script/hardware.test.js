@@ -15,7 +15,7 @@ const BUTTONS = {
   right: [KEY.right, MOUSE.rightDown, MOUSE.rightUp],
 };
 
-// Holds one physical button for the time of a call.
+// Holds one physical button during a call.
 async function holding(button, call) {
   const [key, down, up] = BUTTONS[button];
   mouse(down);

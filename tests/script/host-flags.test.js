@@ -1,5 +1,6 @@
-// A module that was compiled for an engine with other build flags refuses to load, and says which flags. One add-on per
-// kind of engine (tests/standins/host-check); which of them fits follows from the engine that runs this.
+// A module that was compiled for an engine with other build flags refuses to load and names the flags. There is one
+// add-on for each kind of engine (tests/standins/host-check); the engine that runs this test decides which of them
+// fits.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -27,7 +28,7 @@ for (const [name, compiled] of Object.entries(CASES)) {
   });
 }
 
-// What is wrong was seen; the configuration only helps to say it.
+// The engine itself shows what is wrong; the configuration only helps to name it.
 const elsewhere = engine[0] ? 'plain' : 'sandboxed';
 const configurations = {
   undefined: undefined,

@@ -1,5 +1,5 @@
-// The module looks at the program that loads it before it uses anything of it: its functions, its engine's build flags,
-// the system's DLLs. What does not fit is told by an Error, and the process goes on.
+// Before it uses the program that loads it, the module checks that program's functions, its engine's build flags and
+// the system's DLLs. Whatever does not fit becomes an Error, and the process continues.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -13,7 +13,8 @@ const { runScript, temporaryFolder } = require('./support/processes');
 const module127 = fs.readFileSync(file);
 const host = path.basename(process.execPath);
 
-// A copy of the module in which one name of its tables is another of the same length. They stand behind its texts.
+// A copy of the module in which one name in its tables is replaced by another of the same length. The tables come after
+// the module's texts.
 function changed(folder, name, from, to, bytes = module127) {
   assert.equal(from.length, to.length);
   const copy = Buffer.from(bytes);
@@ -25,7 +26,7 @@ function changed(folder, name, from, to, bytes = module127) {
   return target;
 }
 
-// What loading each file gives in a process of its own, which then loads the module that fits.
+// What loading each file gives in its own process, which then loads the module that fits.
 async function load(files) {
   const { status, stdout, stderr } = await runScript(
     `
@@ -44,7 +45,7 @@ async function load(files) {
   return { results: lines.map((line) => JSON.parse(line)), stderr };
 }
 
-// The module cannot say anything without these; then the runtime does.
+// Without these, the module cannot report anything, so the runtime reports them.
 const NEEDED_TO_REPORT = [
   /^node_module_register$/,
   /^\?GetCurrent@Isolate@v8@/,

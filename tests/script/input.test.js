@@ -14,7 +14,7 @@ const { addon, skip } = desktop;
 let capture;
 let recorder;
 
-// Starts each test with the pointer at a known place and nothing recorded.
+// Starts each test with the pointer at a known place and with nothing recorded.
 async function place(x, y) {
   await x11.moveTo(x, y);
   await until('the pointer is there', () => addon.cursor().x === x && addon.cursor().y === y);
@@ -95,7 +95,7 @@ test('a button held while the pointer moves', { skip }, async () => {
     await until('the press', () => recorder.events.length === 1 && hardware.getButtonState(0));
     assert.equal(hardware.getButtonState(1), false);
     await x11.move(10, 10);
-    await until('the first motion', () => recorder.events.length === 2); // the cursor is read when a report is
+    await until('the first motion', () => recorder.events.length === 2); // the cursor is read when input is
     await x11.move(5, -5);
   } finally {
     await x11.release(1);

@@ -1,4 +1,4 @@
-// How long captures live, what may happen from inside their callbacks, and threads that come and go.
+// How long captures live, what may happen inside their callbacks, and threads that come and go.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -19,11 +19,11 @@ function clickMiddle() {
   mouse(MOUSE.middleUp);
 }
 
-// Many reports, sent in one go; script is busy meanwhile, so that they come in few drains.
+// Sends many raw input reports at once. Script is busy meanwhile, so that they come in few drains.
 const send = (count) => mouse(MOUSE.middleUp, 0, 0, 0, count);
 
-// Every test ends with nothing capturing and its capture objects collected: the collection of any of them ends the
-// capture that runs.
+// Every test ends with no capture running and its capture objects garbage-collected, because the garbage collection of
+// any capture object ends the running capture.
 async function cleanUp() {
   hardware.capturePointer().stopCapturing();
   await turn();
@@ -39,7 +39,7 @@ function lifetimeTest(name, run) {
   });
 }
 
-// ---- collection ----------------------------------------------------------------------------------------------------------
+// ---- garbage collection --------------------------------------------------------------------------------------------------
 
 lifetimeTest('a capture that script loses while it runs is stopped', async () => {
   const reference = await (async () => {
@@ -84,7 +84,7 @@ lifetimeTest('an ordinary collection does not touch a capture in use', async () 
   capture.stopCapturing();
 });
 
-// In memory that fails whoever uses it after its end.
+// In memory that makes any use after the end fail.
 test('a drain outlives its capture object', { skip }, async () => {
   const script = `
     const probe = require(buildFile('node', 'binding-probe.node'));
@@ -111,7 +111,8 @@ test('a drain outlives its capture object', { skip }, async () => {
       probe.shutdown();
     })();
   `;
-  // How many records one drain finds is up to the system; a drain that lost its object at its last one shows nothing.
+  // The system decides how many pointer records one drain finds. A drain that lost its object at its last one shows
+  // nothing.
   let ended;
   for (let attempt = 0; attempt < 10 && ended?.stdout !== 'several [true]\n'; ++attempt) {
     ended = await runScript(script);
@@ -123,7 +124,7 @@ test('a drain outlives its capture object', { skip }, async () => {
 });
 
 lifetimeTest('a capture with nothing but its callback', async () => {
-  // The callback does not keep the capture: the module holds the function, not the function the module's object.
+  // The callback does not keep the capture: the module holds the function, but the function does not hold the object.
   let calls = 0;
   const reference = (() => {
     const capture = hardware.capturePointer();
@@ -323,7 +324,7 @@ lifetimeTest('ticks and promises of a callback do not wait for the next event', 
   for (let round = 0; round < 10; ++round) {
     order.length = 0;
     send(1);
-    Atomics.wait(busy, 0, 0, 40); // script is busy while the report comes in
+    Atomics.wait(busy, 0, 0, 40); // script is busy while the input arrives
     port1.postMessage('next');
     await until('both', () => order.includes('event') && order.includes('message'));
     const from = order.indexOf('event');

@@ -10,7 +10,7 @@ const { hardware, diagnostics, crash_emitter: crashEmitter, windows, msix_auto_u
 const ILLEGAL = { name: 'TypeError', message: 'Illegal invocation' };
 const capture = hardware.capturePointer();
 
-// Methods with arguments enough, so that only the receiver is wrong. None of them would be harmless if it ran.
+// Methods with enough arguments, so that only the receiver is wrong. None of them would be harmless if it ran.
 const methods = [
   ...Object.values(crashEmitter).map((method) => [method]),
   [diagnostics.setLogHandler, () => {}],
@@ -134,7 +134,7 @@ test('a receiver that vanishes while its arguments are read', () => {
   );
 });
 
-// The last test: it takes the module's components away.
+// The last test, because it takes the module's components away.
 test('after shutdown a component says so, and a capture object goes on', () => {
   zebbridge.shutdown();
   const released = { name: 'TypeError', message: 'Illegal invocation: shutdown() has released this object' };

@@ -1,4 +1,4 @@
-// "zebbridge/pointer": all streams share one native capture, which somebody else may take, end or refuse.
+// "zebbridge/pointer": all streams share one native capture, which other code may take, end or refuse.
 'use strict';
 const assert = require('node:assert/strict');
 const path = require('node:path');
@@ -146,7 +146,7 @@ test('a start that fails throws, and the next one works', async () => {
   stream.stop();
 });
 
-// A native module of plain script, for what the real one does only without memory.
+// A native module in plain script, for what the real one does only when it runs out of memory.
 function scripted({ capturePointer, startCapturing = () => {} } = {}) {
   const capture = {
     startCapturing,

@@ -1,4 +1,5 @@
-// "zebbridge/pointer": what a listener throws is the application's, and it runs in the context that it was added in.
+// "zebbridge/pointer": the application handles what a listener throws, and a listener runs in the context it was added
+// in.
 'use strict';
 const assert = require('node:assert/strict');
 const { AsyncLocalStorage, createHook, executionAsyncResource } = require('node:async_hooks');
@@ -144,7 +145,7 @@ test('promises and ticks of a listener run when the events at hand are delivered
   stream.start();
   const before = harness.dispatched();
   push(motion(1, 0), motion(1, 0));
-  while (harness.dispatched() < before + 2); // both are at hand before the loop turns
+  while (harness.dispatched() < before + 2); // both have arrived before the loop turns
   await until('all', () => order.length === 8);
   assert.deepEqual(order, ['event', 'event', 'tick', 'tick', 'promise', 'promise', 'immediate', 'immediate']);
 });

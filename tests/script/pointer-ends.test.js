@@ -1,4 +1,4 @@
-// "zebbridge/pointer": what keeps the process, and how streams, workers and the process end.
+// "zebbridge/pointer": what keeps the process alive, and how streams, workers and the process end.
 'use strict';
 const assert = require('node:assert/strict');
 const { once } = require('node:events');

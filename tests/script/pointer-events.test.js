@@ -1,4 +1,4 @@
-// "zebbridge/pointer": which events reach which listeners, and when. Beside it: pointer-capture, pointer-contexts,
+// "zebbridge/pointer": which events reach which listeners, and when. See also pointer-capture, pointer-contexts,
 // pointer-loops and pointer-ends.
 'use strict';
 const assert = require('node:assert/strict');
@@ -142,7 +142,7 @@ test('a listener for one event is called for one, also from a loop inside a list
   assert.equal(onces, 1);
 });
 
-// ---- inside of listeners
+// ---- inside listeners
 
 test('a stop in a listener is the end for that stream, at once', async () => {
   const [first, second] = [newStream(), newStream()];

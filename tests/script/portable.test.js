@@ -1,4 +1,4 @@
-// The module's portable layers inside the Linux Node.js, over an input that the test feeds: what the sanitizers watch.
+// The module's portable layers in the Linux Node.js, over input that the test feeds. The sanitizers watch this.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -9,11 +9,11 @@ const { until, turn } = require('./support/until');
 
 const { hardware, diagnostics, __input: input } = zebbridge;
 
-// The collection of any capture object ends the one that runs, so all of them are kept to the end.
+// When any capture object is garbage-collected, the running capture ends. So all of them are kept to the end.
 const kept = [];
 const newCapture = () => kept[kept.push(hardware.capturePointer()) - 1];
 
-// Collects what a capture delivers: [dx, dy, x, y] for motion, 'left middle right' for buttons.
+// Records what a capture delivers: [dx, dy, x, y] for motion, 'left middle right' for buttons.
 function record(capture) {
   const events = [];
   capture.setMotionEventCallback(({ offset, screenPoint }) => {
@@ -31,9 +31,9 @@ function captureTest(name, run) {
   });
 }
 
-// A script of its own, with the module and its input. It keeps its capture object in `globalThis`, because a collection
-// ends the capture of a script that no longer reaches it. The process ends by process.exit in some, where the runtime
-// frees nothing: so leaks are not looked for.
+// A script in its own process, with the module and its input. It keeps its capture object in `globalThis`, because
+// garbage collection ends the capture of a script that no longer reaches its capture object. Leaks are not looked for,
+// because some of these scripts end with process.exit, where the runtime frees nothing.
 const runChild = (script) =>
   runScript(
     `
@@ -212,13 +212,13 @@ test('a capture may be collected while its events are delivered', async () => {
     });
     await until('calls', () => {
       if (calls >= 5) return true;
-      capture.startCapturing(); // again, when the collection of an earlier round's capture has ended this one
+      capture.startCapturing(); // again, if an earlier round's capture object was collected and ended this one
       input.burst(50, 0, 0);
       return false;
     });
   }
   await turn();
-  collect(); // or the last rounds' captures end those of later tests
+  collect(); // otherwise the last rounds' captures would end those of later tests
 });
 
 captureTest('300 immediate starts and stops', (capture) => {

@@ -1,4 +1,4 @@
-// The host of the tests about several environments: it makes and frees them, on this isolate and this loop.
+// The host that tests of several environments use: it makes and frees them, on this isolate and this loop.
 'use strict';
 const test = require('node:test');
 const { ends } = require('./support/hosts');

@@ -1,4 +1,4 @@
-// Every script on the pages and in the types runs as it stands there, each in a process of its own.
+// Every script on the pages and in the types runs exactly as it is printed, each in its own process.
 'use strict';
 const { test, describe, before, after } = require('node:test');
 const assert = require('node:assert');
@@ -20,8 +20,8 @@ const snippets = [
   ...types.flatMap((name) => inTypes(read(name)).map((text) => ({ name, text }))),
 ];
 
-// What a script finds when it starts: the services are stand-ins. One that captures would go on until somebody presses a
-// button; it is ended when the loop has turned a few times with the capture at work.
+// What surrounds a script: the system's services are stand-ins. A script that captures would run until somebody presses
+// a button, so it is ended when the loop has turned a few times while it captures.
 const standins = JSON.stringify(path.join(__dirname, 'support', 'standins.js'));
 const surroundings = `
   const { winrt, eventlog } = require(${standins});

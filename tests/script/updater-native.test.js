@@ -1,4 +1,4 @@
-// "msix_auto_updater" in the Linux build of the portable layers, where sanitizers watch its threads and its memory.
+// "msix_auto_updater" in the Linux build of the portable layers, where the sanitizers watch its threads and its memory.
 // Deployments and the event log are stand-ins inside the add-on: exports.__updates.
 'use strict';
 const { test, describe, beforeEach } = require('node:test');

@@ -28,13 +28,13 @@ afterEach(async () => {
   await settled();
 });
 
-// Every deployment has ended and let go of everything, and the loop has turned since.
+// Every deployment has ended and released everything, and the loop has turned since.
 async function settled() {
   await until('the end of all deployments', () => winrt.updates().every(({ refused, gone }) => refused || gone));
   await turn(20);
 }
 
-// Has one update end as told and gives what the handler was told.
+// Runs one update that ends as told and returns what the handler received.
 async function update(outcome = success()) {
   winrt.deploymentsEnd(outcome);
   const count = winrt.updates().length;
@@ -44,7 +44,7 @@ async function update(outcome = success()) {
   return reports.splice(0);
 }
 
-// Runs a script in a process of its own, with the stand-ins at hand and installed.
+// Runs a script in its own process, with the stand-ins available and installed.
 const child = (script, configuration = {}, options = {}) =>
   runScript(
     `
@@ -386,7 +386,7 @@ describe('the process', () => {
   );
   ends('exits when nothing was updated', 'updater.setErrorHandler(() => {});', 0);
 
-  // Only `shutdown` waits. Nobody hears a report afterwards.
+  // Only `shutdown` waits. No report is delivered afterwards.
   for (const [how, output] of [
     ['process.exit(5);', ''],
     ['process.exitCode = 5; zebbridge.shutdown();', 'true\n'],
@@ -456,8 +456,8 @@ describe('the process', () => {
     { deployment: { ...errorText('unheard'), end: 'held' } },
   );
 
-  // Whoever ships such an update path must see it: nothing of this reaches the handler. The exception leaves the worker
-  // and meets the host's runtime library, which ends the process by a fast fail.
+  // Whoever ships such an update address must notice, so the handler hears nothing of this: the exception leaves the
+  // worker and reaches the host's runtime library, which ends the process with a fast fail.
   const FAST_FAIL = 0xc0000409;
   const broken = {
     'an address that is none': ['not an address', {}],

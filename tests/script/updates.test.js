@@ -1,5 +1,5 @@
-// "zebbridge/updates": updates as promises, over deployments that end as a test says, and the event log's records, over
-// a log that a test fills.
+// "zebbridge/updates": updates as promises, over deployments that end as a test says, and the event log's event
+// records, over a log that a test fills.
 'use strict';
 const assert = require('node:assert/strict');
 const { AsyncLocalStorage } = require('node:async_hooks');
@@ -16,7 +16,7 @@ const uri = 'https://example.com/app.msix';
 const running = { name: 'Error', code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' };
 const wrongOption = (name) => ({ name: 'TypeError', code: 'ERR_INVALID_ARG_VALUE', message: new RegExp(`"${name}"`) });
 
-// A script of its own with these functions at hand.
+// A script in its own process with these functions.
 const child = (script) =>
   runScript(
     `
@@ -30,7 +30,7 @@ const child = (script) =>
 
 // ---- updates
 
-// The error of one update that ends with this report of the deployment's.
+// The error of one update whose deployment reports this.
 async function failureOf(outcome) {
   harness.planDeployments(outcome, false);
   return applyUpdate(uri).then(

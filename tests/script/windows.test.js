@@ -11,7 +11,7 @@ const { until } = require('./support/until');
 
 const component = zebbridge.windows;
 
-// What system calls gave, seen from inside the module.
+// What system calls received and returned, seen from inside the module.
 imports.watch();
 beforeEach(() => imports.take());
 const message = (code) => ({ name: 'Error', message: system.text(code), code });
@@ -130,7 +130,7 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
     place(window, 10, 20, 310, 220, SHOW.normal);
     const [read, written] = imports.take();
     assert.strictEqual(read.call, 'GetWindowPlacement');
-    assert.strictEqual(read.length, 0); // as it lies in memory: the system does not look at it
+    assert.strictEqual(read.length, 0); // as it is in memory: the system does not look at it
     assert.deepStrictEqual(written, {
       window,
       length: 44,
@@ -255,7 +255,7 @@ describe('openExternalIgnoringAppLinking', () => {
     assert.throws(() => open('https://example.com'), Error);
   });
 
-  // A failing runtime call is nothing that script could handle: the assertion's box, and then the end.
+  // Script could not handle a failing call of the Windows Runtime: the assertion's box appears, and the process ends.
   describe('what the runtime refuses ends the process', { skip: desktop.skip }, () => {
     const cases = {
       'a text that is no address': ['not an address', {}],

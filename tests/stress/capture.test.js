@@ -15,7 +15,7 @@ const OBJECTS = 1_000 * scale;
 const HOUR = { timeout: 3_600_000 };
 const MEGABYTE = 2 ** 20;
 
-// The collection of any capture object ends the capture that runs: those of the test before go first.
+// When any capture object is garbage-collected, the running capture ends, so those of the previous test go first.
 test.beforeEach(() => counts());
 
 const residentMegabytes = () => process.memoryUsage().rss / MEGABYTE;
@@ -25,14 +25,14 @@ async function scriptBytes() {
   return process.memoryUsage().heapUsed;
 }
 
-// A callback is held until it is replaced: one that refers to its capture object would keep it for good.
+// A callback is held until it is replaced, so one that refers to its capture object would keep that for good.
 function finish(capture) {
   capture.stopCapturing();
   capture.setMotionEventCallback(null);
   capture.setButtonsEventCallback(null);
 }
 
-// Keeps the input thread busy with records that number themselves, a few bursts ahead of script.
+// Keeps the input thread busy with pointer records that number themselves, a few bursts ahead of script.
 function feeder(total, burst = 20_000) {
   let fed = 0;
   return {
@@ -97,7 +97,7 @@ test(`${OBJECTS} capture objects, made and collected`, HOUR, async () => {
   const report = progress('objects', OBJECTS);
   const before = await counts();
   const make = (index) => {
-    // in a frame of its own, for a frame keeps what it has seen
+    // in its own frame, because a frame keeps what it has seen
     const capture = hardware.capturePointer();
     capture.setMotionEventCallback(() => {});
     if (index % 3 === 0) capture.startCapturing();
@@ -137,7 +137,7 @@ test('no call leaves script memory behind', HOUR, async () => {
     repeat();
     let each = Infinity;
     for (let round = 0; round < 5 && each > 50; ++round) {
-      // a leak grows every time, the engine itself only at times
+      // a leak grows every time, the engine itself only sometimes
       const early = await scriptBytes();
       repeat();
       each = ((await scriptBytes()) - early) / (2_000 * scale);
@@ -150,8 +150,8 @@ test('no call leaves script memory behind', HOUR, async () => {
   finish(capture);
 });
 
-// What a callback may do while records keep coming. (Losing another capture object to a collection is not among it, for
-// that ends the capture.)
+// What a callback may do while pointer records keep coming. (Losing another capture object to garbage collection is not
+// among it, because that ends the capture.)
 const disturbances = {
   'replaces itself': (capture, handlers) => {
     capture.setMotionEventCallback(handlers.motion.bind(null));
@@ -210,7 +210,7 @@ for (const [name, disturb] of Object.entries(disturbances)) {
   });
 }
 
-// Has the input thread hand over more records inside a callback, as a pointer does that never rests.
+// Makes the input thread pass on more pointer records inside a callback, like a pointer that never rests.
 function feedNow(count, first) {
   const before = harness.dispatched();
   harness.burst(count, first, 0);
@@ -234,7 +234,7 @@ test('what comes while a callback runs is delivered in the same turn of the loop
   });
   capture.startCapturing();
   do {
-    // a drain does not go on for long, so on a busy machine it may have ended between two of them
+    // a drain does not take long, so on a busy machine it may have ended between two of them
     order = [];
     places.length = 0;
     harness.burst(1, 0, 0);
@@ -279,7 +279,7 @@ test('records that never end leave the loop its turns', async () => {
   const TURNS = 5;
   let turns = 0;
   let fed = 0;
-  const deadline = Date.now() + 30_000; // or the loop, and any other deadline, would wait for ever
+  const deadline = Date.now() + 30_000; // otherwise the loop, and with it any other deadline, would wait for ever
   capture.setMotionEventCallback(() => {
     if (turns < TURNS && Date.now() < deadline) feedNow(1, ++fed);
   });
@@ -319,7 +319,7 @@ test('a callback stops the capture, and what was read before still comes', HOUR,
   finish(capture);
 });
 
-// The last test: it takes the components away.
+// The last test, because it takes the components away.
 test('a callback calls shutdown while records keep coming', HOUR, async () => {
   const capture = hardware.capturePointer();
   let events = 0;
@@ -333,7 +333,7 @@ test('a callback calls shutdown while records keep coming', HOUR, async () => {
     message: 'Illegal invocation: shutdown() has released this object',
   });
   finish(capture);
-  // This capture object and its driver; the environment's context, what it delivers with, makes wrappers of and asks
-  // the engine with, and the object's own handle.
+  // This capture object and its driver; the handles of the environment (its context, what it delivers with, what it
+  // makes wrappers from, what it probes the engine with) and of the object.
   assert.deepEqual(await counts(), { blocks: 2, asyncHandles: 2, threads: 0, handles: 6, deployments: 0 });
 });

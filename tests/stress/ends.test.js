@@ -1,5 +1,5 @@
-// How processes and workers end with the module at work in them: each with its own exit code and nothing on the error
-// stream but what script itself has to say there. Where the real pointer is needed, see tests/script/lifetime.test.js.
+// How processes and workers end while the module works in them: each with its own exit code, and with nothing on the
+// error stream that script did not write. For ends that need the real pointer, see tests/script/lifetime.test.js.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -27,15 +27,15 @@ const updating = (held) => {
 const spin = (condition) => {
   for (const deadline = Date.now() + 30000; !condition();) if (Date.now() > deadline) throw new Error('too late');
 };
-// Records that the input thread has handed over, and that no callback has seen.
+// Queues pointer records that the input thread has passed on and no callback has seen.
 const queue = (count) => {
   const before = harness.dispatched();
   harness.burst(count, 0, 0);
   spin(() => harness.dispatched() >= before + count);
 };
-// The event tells of the end of the process, not of that of an environment.
+// The event announces the end of the process, not that of an environment.
 const atExit = globalThis.atExit ?? ((work) => process.on('exit', work));
-// The last work of the event loop: what stops a capture with a full queue. Script is busy for longer than one drain is.
+// The last work of the event loop: stops a capture with a full queue. Script is busy for longer than one drain takes.
 const counting = (count) => {
   globalThis.events = 0;
   capturing(() => ++events);
@@ -47,7 +47,7 @@ const counting = (count) => {
     capture.stopCapturing();
   };
 };
-// Another thread that calls the module when it is asked to, while this one waits.
+// Another thread that calls the module when asked to, while this thread waits.
 const asking = (what) => {
   const { Worker } = require('node:worker_threads');
   const flags = new Int32Array(new SharedArrayBuffer(8));
@@ -370,7 +370,7 @@ const processes = {
   ],
 };
 
-// What else lives in the process meanwhile.
+// What else runs in the process meanwhile.
 const company = {
   alone: (script) => script,
   'beside a worker that loaded the module': (script) => `
@@ -531,7 +531,7 @@ let delivered = 0;
 const capture = addon.hardware.capturePointer();
 capture.setMotionEventCallback(() => ++delivered);
 
-// Input goes to whoever captures, so the main thread captures only between the workers.
+// Input goes to the capture that runs, so the main thread captures only between the workers.
 async function mainWorks() {
   delivered = 0;
   capture.startCapturing();
@@ -641,7 +641,7 @@ test('a time limit ends script inside every callback and every conversion', asyn
       try {
         run(loop);
       } catch {
-        for (;;); // a termination is nothing that script could catch
+        for (;;); // script cannot catch a termination
       }
     };
     assert.throws(
@@ -653,7 +653,7 @@ test('a time limit ends script inside every callback and every conversion', asyn
     capture.stopCapturing();
   };
   for (const [name, loop] of Object.entries(loops)) limited(name, loop, 100);
-  // Long enough for the input thread to have its turn on a busy machine.
+  // Long enough for the input thread to run on a busy machine.
   const nested = 'records are delivered inside a callback that runs the loop';
   for (let timeout = 200; depth < 2; timeout *= 2) {
     assert.ok(timeout < 60_000, nested);

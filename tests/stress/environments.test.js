@@ -7,7 +7,7 @@ const { ends } = require('../script/support/hosts');
 const COUNT = Math.round(1000 * Math.min(Number(process.env.ZEB_STRESS || 1), 10));
 const HOURS = { timeout: 4 * 3_600_000 };
 
-// What one does before it is freed, one after the other.
+// What one environment does before it is freed.
 const work = [
   () => {},
   () => {

@@ -1,11 +1,11 @@
-# Sourced by ../../zeb: the long runs, and what the tests reach.
+# Sourced by ../../zeb: the long runs, and which lines the tests reach.
 
 SOAK_CALLS=1000000  # of the script fuzzer
 SOAK_SCALE=50       # of the stress tests: 10,000,000 records
 
 preset_of() { case $1 in linux) echo linux-debug ;; asan) echo linux-asan ;; windows) echo windows-release ;; esac; }
 
-# Runs Node.js as one of the systems has it: with that build, and with paths as it reads them.
+# Runs Node.js for one of the systems: with that build, and with paths as that Node.js reads them.
 node_on() {  # linux|asan|windows, arguments...
     local system=$1 build
     build=$BUILD/$(preset_of "$1")
@@ -13,7 +13,7 @@ node_on() {  # linux|asan|windows, arguments...
     case $system in
         linux) ZEB_BUILD=$build "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@" ;;
         asan)
-            # A small quarantine: the tests look for memory that grows.
+            # A small quarantine, because the tests look for growing memory.
             LD_PRELOAD=$(clang-"$LLVM" -print-file-name=libclang_rt.asan-x86_64.so) \
                 ASAN_OPTIONS=detect_leaks=0:quarantine_size_mb=16 ZEB_BUILD=$build "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@"
             ;;
@@ -45,7 +45,7 @@ verb_soak() {  # [linux|asan|windows]
     return $status
 }
 
-# For so many seconds each: under the address sanitizer, and what ships.
+# Fuzzes for the given seconds each: under the address sanitizer, and the binary that ships.
 fuzz_scripts() {  # seconds
     local status=0
     step "build what random script calls" build linux-asan zeb_harness_node && build windows-release zeb_harness_node zebbridge_node ||

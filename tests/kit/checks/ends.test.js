@@ -1,4 +1,4 @@
-// How processes end that have the module at work, and with which exit code.
+// How processes end while the module works in them, and with which exit code.
 'use strict';
 const assert = require('node:assert/strict');
 const os = require('node:os');
@@ -74,7 +74,7 @@ test('end: a stack overflow', { skip: wine && 'Wine does not get a process past 
   assert.equal(status, 0xc00000fd);
 });
 
-// Ends by the module's own failure, whose box somebody has to close: here, this process.
+// Ends by the module's own failure, whose box somebody must close: here, this process.
 async function fails(t, script, texts) {
   let box = '';
   const { status, signal, output } = await runScript(script, {
@@ -116,7 +116,7 @@ test('end: an assertion, with the types as the compiler spells them', { skip: no
   ]),
 );
 
-// Each loads the module, starts a capture and leaves at once, in every state that the input thread can be in.
+// Each process loads the module, starts a capture and leaves at once, in every state that the input thread can be in.
 const COUNT = short ? 20 : 10000;
 test(`${COUNT} quick exits with a capture at work`, async (t) => {
   const begin = Date.now();
@@ -125,7 +125,7 @@ test(`${COUNT} quick exits with a capture at work`, async (t) => {
   const worker = async () => {
     while (started < COUNT && wrong.length < 5) {
       const code = (started++ % 200) + 10;
-      const delay = code % 3; // at once, in the next turn, and once the thread listens
+      const delay = code % 3; // at once, in the next turn, or once the thread listens
       const leave = [
         'process.exit(code);',
         'setImmediate(() => process.exit(code));',

@@ -1,4 +1,4 @@
-// The binary as an image: where its imports come from, and which of the system's guards watch it.
+// The binary as an image: where its imports come from, and which of the system's guards protect it.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -9,9 +9,10 @@ const { programs, wine, onlyWindows, temporaryFolder, run, runScript, until, not
 
 const addon = require(buildFile('node', 'desktop-control.node'));
 
-// Each name that the binary imports, beside it, with the toolchain's own DLL behind it: were one of them loaded from
-// there, the loader's list would name it, or it would refuse the module because the DLL lacks what is asked of it. Wine
-// does not know the flag that keeps the loader out of the folder; the one DLL that the module loads itself is there too.
+// The folder of the module gets a copy of the toolchain's own DLL under each name that the binary imports. If the
+// loader took one of them, its list would name it, or it would refuse the module because the DLL lacks the imported
+// functions. Wine does not know the flag that keeps the loader out of the folder; the one DLL that the module loads
+// itself is tested there too.
 const PLANTED = wine
   ? ['wevtapi.dll']
   : [
@@ -47,7 +48,7 @@ test('DLLs that lie beside the module are not loaded', async (t) => {
     { prelude: '' },
   );
   assert.equal(status, 0, output);
-  // By its last part, which is this check's own: the folders above may be written in two ways.
+  // By the last part of the path, which is this check's own, because the folders above may be written in two ways.
   const loaded = JSON.parse(output).filter((name) => path.basename(path.dirname(name)) === path.basename(folder));
   assert.deepEqual(
     loaded.map((name) => path.basename(name)),
@@ -75,7 +76,8 @@ test('the guards of this runtime, as the system enforces them', GUARD, (t) => {
   note(t, 'this process', policiesOf(process.pid));
 });
 
-// The runtime is not guarded by control-flow guard; a program of the toolchain's own is, and runs its checks under it.
+// Control-flow guard does not protect the runtime. It does protect one of the toolchain's own programs, which runs its
+// checks under it.
 test("the toolchain's program runs under control-flow guard", GUARD, async (t) => {
   const { output } = await run(
     path.join(programs, 'toolchain-modules.exe'),

@@ -1,4 +1,4 @@
-// Raw input that SendInput makes, through the system's own queues: what the capture delivers of it.
+// Raw input made with SendInput, through the system's own queues, and what the capture delivers of it.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -13,7 +13,7 @@ const capture = hardware.capturePointer();
 let recorder;
 let unavailable = '';
 
-// Reports that no check sends, and that come behind everything that was sent before.
+// Sends markers that no check sends, after everything that was sent before, and waits for them.
 async function settled() {
   const isMarker = (event) => Array.isArray(event) && event.every((transition) => transition === 1);
   mouse(MOUSE.leftUp | MOUSE.middleUp | MOUSE.rightUp);
@@ -33,10 +33,10 @@ test.before(async () => {
 });
 test.after(() => desktop.closeWindow());
 
-// Wine moves the X server's pointer too, which answers with motion of its own.
+// Wine also moves the X server's pointer, which answers with its own motion.
 const exactMotion = { skip: wine && 'only Windows reports motion as it was sent, once' };
 
-// Runs with the window in front, the pointer in the middle of it, and an empty record.
+// Runs with the window in front, the pointer in the middle of it, and nothing recorded.
 function inputCheck(name, run, options = {}) {
   test(name, options, async (t) => {
     if (unavailable) return t.skip(unavailable);
@@ -158,8 +158,8 @@ inputCheck('swapped buttons', async (t) => {
   assert.deepEqual(recorder.events, before ? left : right);
 });
 
-// A process of its own sends a steady stream, `rate` reports a second, and says how many it sent: single steps to the right;
-// where those come back as other motion, releases of a button that nobody holds.
+// A separate process sends a steady stream of `rate` raw input reports a second and says how many it sent: single steps
+// to the right, or, where these come back as other motion, releases of a button that nobody holds.
 const [FLAGS, STEP] = wine ? [MOUSE.middleUp, 0] : [MOUSE.move, 1];
 const received = () => recorder.events.length;
 const arrived = () => (wine ? received() : recorder.sum().x);

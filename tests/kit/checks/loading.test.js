@@ -1,4 +1,4 @@
-// The package as it is installed: what it loads, and what it says when it cannot.
+// The package as installed: what it loads, and what it says when it cannot.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -40,7 +40,7 @@ test('so does a worker, and ends', async () => {
   assert.equal(state, false);
 });
 
-// A copy of the package with binaries of the check's choice; removed when the check ends.
+// A copy of the package with binaries that the check chooses. It is removed when the check ends.
 function copyOfPackage(t, change) {
   const folder = temporaryFolder();
   t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));

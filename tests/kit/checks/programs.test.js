@@ -1,5 +1,5 @@
 // The toolchain's own programs, which are guarded executables: language, library, exceptions across modules, statics,
-// thread-locals, unloading; and the product's texts and types in programs of their own.
+// thread-locals, unloading. Also the product's texts and types as separate programs.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -7,7 +7,7 @@ const path = require('node:path');
 const test = require('node:test');
 const { programs, flavour, short, run, note, temporaryFolder } = require('../support/kit');
 
-// One program is one test, with one inside it per case of the program.
+// Each program is one test, with one test inside it for each case of the program.
 for (const program of fs.readdirSync(programs).filter((name) => name.endsWith('.exe'))) {
   test(program, async (t) => {
     const folder = temporaryFolder();

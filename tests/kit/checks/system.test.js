@@ -1,4 +1,4 @@
-// The services of the real system behind the module: registry, event log, windows, restart, package deployment.
+// The real system's services behind the module: registry, event log, windows, restart, package deployment.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -10,13 +10,14 @@ const { windows, msix_auto_updater: updater } = zebbridge;
 const control = require(buildFile('node', 'standin-control.node'));
 const { addon } = desktop;
 
-// What a tool of the system prints, or null when it fails.
+// What a system tool prints, or null if it fails.
 async function ask(tool, args) {
   const { status, output } = await run(system(tool), args);
   return status === 0 ? output : null;
 }
 
-// Whether an error has the system's English text, where the system has one; in the user's language it is only recorded.
+// Checks that an error has the system's English text, where the system has one. A text in the user's language is only
+// noted.
 function hasText(error, code) {
   assert.equal(error.constructor, Error);
   const text = control.systemText(code).trim();
@@ -147,7 +148,7 @@ test('the restart registration, read back', (t) => {
 
 // ---- updates --------------------------------------------------------------------------------------------------------
 
-// Without a package of its own the process is told so in one way or another; which one is what the report keeps.
+// A process without its own package is told so in one way or another. The report keeps which way.
 test('an update without package identity', { skip: onlyWindows('package deployment') }, async (t) => {
   const address = 'file:///C:/zebbridge-no-such-folder/application.msix';
   const { status, signal, output } = await runScript(
@@ -163,7 +164,7 @@ test('an update without package identity', { skip: onlyWindows('package deployme
   assert.match(output, /message/);
 });
 
-// Closes the error box of a child, should it show one, and keeps its text.
+// Closes the error box of a child if it shows one, and keeps the text.
 const dismissing = (t) => async (child) => {
   while (child.exitCode === null && child.signalCode === null) {
     const [box] = desktop.windows(

@@ -1,4 +1,4 @@
-// What every check uses: where things are, processes of their own, and the texts that the report keeps.
+// What every check uses: where things are, how to run processes, and the texts that the report keeps.
 'use strict';
 const { spawn } = require('node:child_process');
 const fs = require('node:fs');
@@ -16,8 +16,8 @@ const wine = fs.existsSync(system('winecfg.exe'));
 
 const temporaryFolder = () => fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
 
-// Runs a program to its end: { status, signal, output, ms, pid }. Its output goes to a file, because not every system
-// has pipes for it.
+// Runs a program to its end: { status, signal, output, ms, pid }. The output goes to a file, because pipes do not work
+// on every system.
 async function run(program, args = [], { environment = {}, folder, milliseconds = 60000, started = () => {} } = {}) {
   const output = path.join(temporaryFolder(), 'output');
   const descriptor = fs.openSync(output, 'w');
@@ -52,7 +52,7 @@ const { until, turn } = require(${JSON.stringify(path.join(scripts, 'until.js'))
 const lazy = (name) => require(${JSON.stringify(scripts)} + '/' + name);
 `;
 
-// Runs a script in a runtime of its own, by default this one.
+// Runs a script in a new process of a runtime, by default this one.
 async function runScript(
   script,
   { executable = process.execPath, flags = ['--expose-gc'], prelude = PRELUDE, ...options } = {},
@@ -81,9 +81,9 @@ module.exports = {
   programs: path.join(root, 'programs'),
   short: Boolean(process.env.ZEB_KIT_SHORT),
   flavour: process.env.ZEB_KIT_FLAVOUR,
-  // Why a check does not run where only Windows has what it is about.
+  // Why a check does not run where only Windows has what it tests.
   onlyWindows: (what) => (wine ? `only Windows has ${what}` : false),
-  // Has the report keep a text or a figure.
+  // Keeps a text or a figure in the report.
   note: (t, what, value) => t.diagnostic(`${what}: ${typeof value === 'string' ? value : JSON.stringify(value)}`),
   hex: (status) => (typeof status === 'number' ? `0x${(status >>> 0).toString(16).padStart(8, '0')}` : String(status)),
 };

@@ -18,7 +18,7 @@ module.exports = async function* report(source) {
       if (last) yield `${JSON.stringify(last)}\n`;
       last = null;
       const { error, duration_ms: ms } = data.details;
-      // A suite is no check of its own, and what failed inside of a test has been counted.
+      // A suite is not a check, and a failure inside a test has already been counted.
       if (data.details.type === 'suite' && type === 'test:pass') continue;
       if (error?.failureType === 'subtestsFailed') continue;
       const skipped = data.skip !== undefined;

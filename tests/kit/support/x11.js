@@ -1,11 +1,11 @@
-// The pointer of a real Windows, in the place of the X server's: what SendInput does, with the names of
-// tests/script/support/x11.js. The kit has it there.
+// The pointer of a real Windows instead of the X server's: uses SendInput, with the names of
+// tests/script/support/x11.js, which this file replaces in the kit.
 'use strict';
 const { buildFile } = require('./zebbridge');
 
 const addon = require(buildFile('node', 'desktop-control.node'));
 
-// X's buttons: 1 to 3, the wheels as 4 to 7, further ones.
+// X's buttons: 1 to 3, the wheels as 4 to 7, then further ones.
 const BUTTONS = {
   1: [[0x0002], [0x0004]],
   2: [[0x0020], [0x0040]],

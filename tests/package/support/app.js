@@ -28,7 +28,7 @@ class App {
     return this.path(name);
   }
 
-  // Runs one of the tools, or a script that requires some, in this system's Node.js.
+  // Runs one of the tools, or a script that requires some of them, in this system's Node.js.
   tool(script, args = []) {
     const env = { ...process.env, NODE_PATH: tools, NODE_TEST_CONTEXT: undefined, NO_COLOR: '1' };
     const file = path.isAbsolute(script) ? script : path.join(tools, script);
@@ -50,8 +50,8 @@ const WEBPACK =
   // biome-ignore lint/suspicious/noTemplateCurlyInString: the text of a configuration
   "mode: 'production', target: 'node', entry: './main.js', output: { filename: 'main.js', path: `${__dirname}/out` }";
 
-// Per bundler, by the item of a page's list that has its option: a configuration with that option or another one, how it
-// runs, and what it makes.
+// For each bundler, found by the list item of the page that has its option: a configuration with that option or another
+// one, how it runs, and what it makes.
 const BUNDLERS = {
   esbuild: {
     item: /^- esbuild, with .*: `(.*)`$/m,

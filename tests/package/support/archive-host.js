@@ -1,7 +1,8 @@
 'use strict';
 
-// A host that keeps an application's files in one archive. Loaded before the application, it makes the archive look like
-// a folder to script. Binaries stand unpacked beside the archive; one inside it is a name that the system does not know.
+// A host that keeps an application's files in one archive. It is loaded before the application and makes the archive
+// look like a folder to script. Binaries are unpacked beside the archive; the system does not know the name of one
+// inside it.
 //
 // The archive is JSON, { path: text }; its path is in ZEB_ARCHIVE.
 const fs = require('node:fs');

@@ -3,7 +3,7 @@
 const fs = require('node:fs');
 const path = require('node:path');
 
-// The parts that the lane has made before the tests run.
+// The parts that the lane makes before the tests run.
 const root = path.resolve(__dirname, '../../..');
 const folder = path.resolve(process.env.ZEB_BUILD, '../package');
 const manifest = JSON.parse(fs.readFileSync(path.join(root, 'package.json'), 'utf8'));

@@ -2,7 +2,7 @@
 
 const fs = require('node:fs');
 
-// A reader of PE32+ images: what a test wants to know about a finished binary.
+// A reader of PE32+ images: what tests want to know about a finished binary.
 class Image {
   constructor(path) {
     this.bytes = fs.readFileSync(path);
@@ -88,7 +88,7 @@ class Image {
     return this.importsOf(13);
   }
 
-  // Of the load configuration: the flags and the number of functions in the control-flow guard table, the number of
+  // From the load configuration: the flags and the number of functions in the control-flow guard table, the number of
   // continuations of exception handlers, and where the loader looks for the DLLs that the image needs.
   get guard() {
     const { rva } = this.directories[10];
@@ -103,7 +103,7 @@ class Image {
     return this.bytes.readUInt16LE(this.offset(this.directories[10].rva + 78));
   }
 
-  // The PDB that debuggers look for, whether the image says that it is reproducible, and its further properties.
+  // The PDB that debuggers look for, whether the image is marked as reproducible, and its further properties.
   get debug() {
     const { rva, size } = this.directories[6];
     const result = { reproducible: false, properties: 0 };

@@ -4,7 +4,7 @@ const { spawnSync } = require('node:child_process');
 const path = require('node:path');
 const { root } = require('./package.js');
 
-// Runs a program to its end. Gives { status, out, err }; a program that takes longer than a minute is an error.
+// Runs a program to its end and returns { status, out, err }. It is an error if the program takes longer than a minute.
 function run(command, args, options = {}) {
   const done = spawnSync(command, args, { encoding: 'utf8', timeout: 60_000, maxBuffer: 1 << 28, ...options });
   if (done.error) throw done.error;

@@ -1,11 +1,11 @@
-// What the types must refuse. Each marked line is an error, and nothing else is.
+// What the types must refuse. Every marked line is an error, and no other line is.
 import { ButtonTransition, diagnostics, hardware, msix_auto_updater, windows } from 'zebbridge';
 
 // @ts-expect-error: no such button
 hardware.getButtonState(3);
 // @ts-expect-error: a missing argument throws
 hardware.getButtonState();
-// @ts-expect-error: a callback that is no function fails silently
+// @ts-expect-error: a callback that is not a function fails silently
 hardware.capturePointer().setMotionEventCallback(42);
 // @ts-expect-error: buttons have no offset
 hardware.capturePointer().setButtonsEventCallback(({ offset }) => offset);
@@ -23,5 +23,5 @@ ButtonTransition.Pressed = 3;
 windows.openExternalIgnoringAppLinking('a:', { schemes: 'a' });
 // @ts-expect-error: text
 windows.openExternalIgnoringAppLinking(new URL('https://example.com/'));
-// @ts-expect-error: nothing is returned, a success is not reported
+// @ts-expect-error: nothing is returned, because a success is not reported
 msix_auto_updater.applyUpdate('https://example.com/app.msix').then(() => {});

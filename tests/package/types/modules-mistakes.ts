@@ -1,4 +1,4 @@
-// What the types of the modules must refuse. Each marked line is an error, and nothing else is.
+// What the types of the modules must refuse. Every marked line is an error, and no other line is.
 import { PointerStream } from 'zebbridge/pointer';
 import { applyUpdate, updateErrors } from 'zebbridge/updates';
 

@@ -1,4 +1,4 @@
-// Uses everything of the modules beside the plain one, as an application would.
+// Uses everything of the further modules as an application would.
 import { PointerStream, type DroppedItem, type PointerItem } from 'zebbridge/pointer';
 import { applyUpdate, updateErrors, UpdateError, type UpdateErrorRecord } from 'zebbridge/updates';
 

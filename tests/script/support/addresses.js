@@ -1,5 +1,5 @@
-// Texts, and what the package hands to Windows for each; null where it must not hand on anything. Schemes beyond the
-// packages' own list are those of `schemes`.
+// Texts, and what the package passes to Windows for each: null where it must pass nothing. `schemes` are the schemes
+// that are allowed beyond the package's own list.
 'use strict';
 
 const schemes = ['file', 'ftp', 'tel', 'ms-settings', 'ms-appinstaller', 'data', 'about', 'myapp', 'urn', 'web+app'];
@@ -8,7 +8,7 @@ const same = (...texts) => texts.map((text) => [text, text]);
 const refused = (...texts) => texts.map((text) => [text, null]);
 
 const addresses = [
-  // the web, as it stands
+  // the web, unchanged
   ...same(
     'https://example.com/',
     'http://example.com/',
@@ -68,7 +68,7 @@ const addresses = [
     `https://example.com/?${'a'.repeat(4000)}`,
     `https://${'a'.repeat(63)}.example/`,
   ),
-  // the web, written better
+  // the web, normalised
   ['HTTPS://EXAMPLE.COM/A', 'https://example.com/A'],
   ['https://example.com', 'https://example.com/'],
   ['https://example.com?a', 'https://example.com/?a'],
@@ -170,7 +170,7 @@ const addresses = [
   ['file:///C:/a/../app.msix', 'file:///C:/app.msix'],
   ['file:app.msix', 'file:///app.msix'],
 
-  // no address at all
+  // not an address at all
   ...refused(
     '',
     ' ',
@@ -225,7 +225,7 @@ const addresses = [
     'https：//example.com/',
     '你好',
   ),
-  // no host, or none that can be
+  // no host, or an impossible one
   ...refused(
     'https:',
     'https:/',

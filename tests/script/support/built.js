@@ -1,4 +1,4 @@
-// What was built. 'node' stands for the Node.js that runs: its release has a folder of its own.
+// What was built. 'node' is the folder for the Node.js that runs: each release has its own.
 'use strict';
 const path = require('node:path');
 

@@ -1,4 +1,4 @@
-// Windows beside the module: its input, windows and debug output. Needs a desktop session (toolchain/wine/desktop).
+// Windows around the module: input, windows and debug output. Needs a desktop session (toolchain/wine/desktop).
 'use strict';
 const x11 = require('./x11');
 const { buildFile } = require('./built');
@@ -29,17 +29,17 @@ const desktop = {
   available: x11.available,
   skip: x11.available ? false : 'needs a desktop session',
 
-  // One report to the system, as a mouse would give it; `times` of them.
+  // Sends one raw input report to the system as a mouse would, `times` times.
   mouse: (flags, dx = 0, dy = 0, data = 0, times = 1) => addon.sendMouse(flags, dx, dy, data, times),
 
-  // Raw input comes only while some window of the desktop is in front.
+  // Raw input only comes while some window of the desktop is in front.
   async openWindow() {
     const window = addon.openWindow();
     await until('the test window is in front', () => addon.foregroundWindow() === window);
   },
   closeWindow: () => addon.closeWindow(),
 
-  // Has such a window, and the pointer away from the desktop's edges, while a file's tests run.
+  // Opens such a window, and moves the pointer away from the desktop's edges, for all tests of a file.
   forAllTestsOf(test) {
     if (desktop.skip) return;
     test.before(async () => {
@@ -49,7 +49,8 @@ const desktop = {
     test.after(() => desktop.closeWindow());
   },
 
-  // Starts and waits until the input thread listens. Wine needs the wake-ups, which Windows may refuse; see wakeSinkWindow.
+  // Starts and waits until the input thread listens. Wine needs the wake-ups, which Windows may refuse; see
+  // wakeSinkWindow.
   async startCapturing(capture) {
     capture.startCapturing();
     await desktop.listening();
@@ -66,7 +67,7 @@ const desktop = {
     await until('the setting', () => addon.buttonsSwapped() === swapped);
   },
 
-  // Everything that a capture delivers, in order: { x, y, screen } and [left, middle, right].
+  // Records everything that a capture delivers, in order: { x, y, screen } and [left, middle, right].
   record(capture) {
     const events = [];
     capture.setMotionEventCallback(({ offset, screenPoint }) => events.push({ ...offset, screen: screenPoint }));

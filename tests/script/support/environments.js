@@ -1,4 +1,4 @@
-// Further Node.js environments on this script's isolate and loop, as a host has one for each of its windows:
+// Further Node.js environments on this script's isolate and loop, like a host with one for each of its windows; see
 // tests/standins/environments.
 //
 //   const page = environments.load();
@@ -10,7 +10,7 @@ const { buildFile } = require('./built');
 const native = require(buildFile('node', 'environments.node'));
 const harness = buildFile('node', 'harness.node');
 
-// What the scripts of every environment find.
+// What the scripts of every environment have.
 const main = (file) => `
   const vm = require('node:vm');
   globalThis.require = require('node:module').createRequire(${JSON.stringify(__filename)});
@@ -18,7 +18,7 @@ const main = (file) => `
   globalThis.say = (text) => globalThis.require('node:fs').writeSync(1, text + '\\n');
   return (source) => vm.runInThisContext(source);`;
 
-// And those that have loaded the module. In other places than environments it does the same.
+// What those have too that have loaded the module. It also works outside environments.
 const LOAD = `
   globalThis.addon = require(file);
   globalThis.hardware = addon.hardware;
@@ -39,13 +39,13 @@ const LOAD = `
     updater.setErrorHandler(heard);
     updater.applyUpdate('https://example.com/app.msix');
   };
-  // Without a turn of the loop: waits for what other threads do.
+  // Waits for other threads without turning the loop.
   globalThis.spin = (what, condition) => {
     for (const deadline = Date.now() + 60000; !condition();) {
       if (Date.now() > deadline) throw new Error(what + ': not within a minute');
     }
   };
-  // Records that the input thread has handed over, and that no callback has seen.
+  // Queues pointer records that the input thread has passed on and no callback has seen.
   globalThis.queue = (count, first = 0, pressEvery = 0) => {
     const before = harness.dispatched();
     harness.burst(count, first, pressEvery);
@@ -59,14 +59,14 @@ class Environment {
     this.#id = native.create(main(file));
   }
 
-  // Runs a script, or a function of the environment's own globals, and gives its value. What it leaves to
+  // Runs a script, or a function with the environment's own globals, and returns its value. What it passes to
   // `process.nextTick` runs after the environment's next event.
   run(script, ...values) {
     const isFunction = typeof script === 'function';
     return native.call(this.#id, isFunction ? `(${script})(${values.map((value) => JSON.stringify(value))})` : script);
   }
 
-  // True unless it has been freed before.
+  // True unless it was freed before.
   free() {
     return native.free(this.#id);
   }
@@ -80,13 +80,13 @@ module.exports = {
 
   create: (file = harness) => new Environment(file),
 
-  // One that has loaded the module over the harness.
+  // An environment that has loaded the module over the harness.
   load() {
     const environment = new Environment(harness);
     environment.run(LOAD);
     return environment;
   },
 
-  // The exports that an add-on gives to a context in which there is no Node.js.
+  // The exports that an add-on gives to a context without Node.js.
   loadInBareContext: (file = harness) => native.loadInBareContext(file),
 };

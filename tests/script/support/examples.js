@@ -1,5 +1,5 @@
-// The examples, as somebody runs them who has installed the package: `require('zebbridge')` gives the package, with the
-// built module as its binary.
+// The examples as a user of the package runs them: `require('zebbridge')` returns the package, with the built module as
+// its binary.
 'use strict';
 const path = require('node:path');
 const { startScript } = require('./processes');
@@ -12,7 +12,7 @@ const INSTALLED = `
     return resolve(request.replace(/^zebbridge(?=$|\\/)/, () => ${JSON.stringify(path.resolve(__dirname, '../../..'))}), ...rest);
   };`;
 
-// Starts examples/<name> with these arguments, after `before`, a script of the test's own; see startScript.
+// Starts examples/<name> with these arguments. `before` is a script that the test runs first; see startScript.
 function startExample(name, values = [], { before = '', ...options } = {}) {
   const example = path.join(__dirname, '..', '..', '..', 'examples', name);
   return startScript(
@@ -24,7 +24,7 @@ function startExample(name, values = [], { before = '', ...options } = {}) {
   );
 }
 
-// The same for a piece of script out of a page.
+// Starts a piece of script from a page in the same way.
 const startPiece = (text, { before = '', ...options } = {}) =>
   startScript(`${INSTALLED}\n{${before}}\n${text}`, options);
 

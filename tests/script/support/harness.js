@@ -1,4 +1,4 @@
-// The product's portable layers over a platform that the test feeds and fails: tests/standins/harness.
+// The product's portable layers over a platform that the test feeds and lets fail: tests/standins/harness.
 'use strict';
 const { buildFile } = require('./built');
 const { until, turn } = require('./until');
@@ -7,7 +7,7 @@ const file = buildFile('node', 'harness.node');
 const addon = require(file);
 const { harness } = addon;
 
-// The kinds of calls that can fail, as the add-on was built: the sanitizers bring an operator new of their own.
+// The kinds of calls that can fail in this build: the sanitizers bring their own operator new.
 harness.fail('operatorNew', 1000000, 1);
 harness.writeLog(0, 'long enough to need memory of its own, wherever short texts are kept');
 const canFailNew = harness.calls('operatorNew') > 0;
@@ -19,8 +19,8 @@ module.exports = {
   harness,
   canFailNew,
 
-  // { blocks, asyncHandles, threads, handles, deployments } that the add-on holds, once the loop has closed what is
-  // being closed and the collector has taken what nobody has.
+  // The { blocks, asyncHandles, threads, handles, deployments } that the add-on holds, once the loop has closed what is
+  // being closed and the garbage collector has taken what nobody holds.
   async counts() {
     for (let round = 0; round < 3; ++round) {
       global.gc();
@@ -29,11 +29,11 @@ module.exports = {
     return harness.counts();
   },
 
-  // Whose calls `harness.fail(kind, first, length, caller)` is about.
+  // The threads that `harness.fail(kind, first, length, caller)` applies to.
   caller: { thisThread: 0, otherThreads: 1, anyThread: 2 },
 
-  // Makes this thread's calls of a kind fail from number `first` on, `length` of them, while `work` runs. Gives what it
-  // returned or threw, and how many calls there were.
+  // Makes `length` of this thread's calls of a kind fail, from number `first` on, while `work` runs. Returns what
+  // `work` returned or threw, and how many calls there were.
   failing(kind, first, length, work) {
     harness.fail(kind, first, length);
     try {
@@ -45,7 +45,7 @@ module.exports = {
     }
   },
 
-  // Waits until the input thread has handed over all that it was told to.
+  // Waits until the input thread has passed on everything it was told to.
   delivered: (what, condition) => until(what, condition, 120000),
   until,
   turn,

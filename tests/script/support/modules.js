@@ -1,4 +1,4 @@
-// The package's own script over a native module of the test's choice, in place of the one that the loader would find.
+// The package's own script over a native module that the test chooses, instead of the one that the loader would find.
 'use strict';
 const fs = require('node:fs');
 const path = require('node:path');
@@ -6,7 +6,7 @@ const vm = require('node:vm');
 
 const root = path.join(__dirname, '..', '..', '..');
 
-// Copies of the modules of their own: { index, pointer, updates }. Not every stand-in has every component.
+// Separate copies of the modules: { index, pointer, updates }. Not every stand-in has every component.
 function packageOver(native, supported = true) {
   const loaded = new Map([
     [path.join(root, 'lib', 'native.js'), { exports: { native: { windows: {}, ...native }, supported } }],

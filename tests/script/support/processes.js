@@ -1,4 +1,4 @@
-// Scripts in processes of their own: exit codes, crashes, debuggers. Output goes to files, because the Windows Node.js
+// Scripts in their own processes: exit codes, crashes, debuggers. Output goes to files, because the Windows Node.js
 // cannot write to pipes under Wine.
 'use strict';
 const { spawn } = require('node:child_process');
@@ -7,14 +7,14 @@ const os = require('node:os');
 const path = require('node:path');
 const { PATIENCE, until } = require('./until');
 
-// What every child script finds: the module, the desktop helpers and the usual waiting.
+// What every child script has: the module, the desktop helpers and the usual waiting.
 const PRELUDE = `'use strict';
 const { zebbridge, collect, file, buildFile } = require(${JSON.stringify(path.join(__dirname, 'zebbridge.js'))});
 const desktop = require(${JSON.stringify(path.join(__dirname, 'desktop.js'))});
 const { until, turn } = require(${JSON.stringify(path.join(__dirname, 'until.js'))});
 `;
 
-// The exit code of std::terminate: Windows ends such a process by a fast fail, Wine's C runtime with a code of its own.
+// The exit code of std::terminate: Windows ends such a process with a fast fail, Wine's C runtime with its own code.
 const onWine =
   process.platform === 'win32' && fs.existsSync(path.join(process.env.SystemRoot, 'system32', 'winecfg.exe'));
 const TERMINATED = onWine ? 3 : 0xc0000409;
@@ -33,7 +33,7 @@ function prepare(script, { prelude = true } = {}) {
   };
 }
 
-// Starts a script. `ended` resolves with { status, signal, stdout, stderr }; `line(text)` resolves when the script has
+// Starts a script. `ended` resolves to { status, signal, stdout, stderr }; `line(text)` resolves when the script has
 // printed that line.
 function startScript(
   script,

@@ -1,5 +1,5 @@
-// The stand-ins for the system's services: scripted here, found by the module through the real loader (in system32) and
-// the real activation. They keep their state per process.
+// The stand-ins for the system's services. They are scripted here; the module finds them through the real loader (in
+// system32) and the real activation. Each process has its own state of them.
 'use strict';
 const path = require('node:path');
 const { buildFile } = require('./zebbridge'); // first: the loader itself must have found what the module imports
@@ -28,12 +28,12 @@ const eventlog = {
   // Replaces the whole log:
   //   channels  [{ name, status }]          what every query names; a status other than 0 cannot be read
   //   records   [xml, ...]                  oldest first
-  //   batches   [count, ...]                how many records each EvtNext gives at most, 0 too; then as many as asked
+  //   batches   [count, ...]                the most event records that each EvtNext returns, 0 too; then as many as asked
   //   sizes     { index: bytes }            the size that EvtRender reports instead of the true one
   //   quiet     true                        success leaves the thread's last error alone
   //   faults    [{ call, at, code, result = false, work = false }]
-  //             the at-th call (from 1) of a function gives `result` and sets the last error to `code`; with `work` it
-  //             does its work all the same
+  //             the at-th call (from 1) of a function returns `result` and sets the last error to `code`; with `work` it
+  //             does its work nonetheless
   configure({ channels = [], records = [], batches = [], sizes = {}, quiet = false, faults = [] } = {}) {
     log.command(
       ['reset'],
@@ -45,7 +45,7 @@ const eventlog = {
       ...faults.map(({ call, at, code, result = false, work = false }) => ['fault', call, at, code, result, work]),
     );
   },
-  // Every call since then, in order, with its arguments, result and last error; of one function if named.
+  // Every call since then, in order, with its arguments, result and last error; with a name, only that function's.
   calls: (name) => log.report('calls').filter(({ call }) => name === undefined || call === name),
   counts: () => log.report('counts'),
   openHandles: () => log.report('open'),
@@ -63,7 +63,7 @@ const classes = {
 const activationKey = (name) => `Software\\Microsoft\\WindowsRuntime\\ActivatableClassId\\${name}`;
 const className = (name) => classes[name] ?? name;
 
-// The lines for one deployment's fate; what is not named stays as it was.
+// The lines for how one deployment goes. What is not named stays as it was.
 function fate({ member = {}, reason, ...rest }) {
   return [
     ...['end', 'status', 'error', 'text', 'extended', 'results']
@@ -80,7 +80,7 @@ const perClass = (verb, settings = {}) =>
 const winrt = {
   classes,
 
-  // Enters the classes in the registry of this prefix, or takes them out again.
+  // Enters the classes in this prefix's registry, or removes them.
   install() {
     for (const name of Object.values(classes)) {
       addon.setRegistryText(
@@ -94,14 +94,14 @@ const winrt = {
     for (const name of Object.values(classes)) addon.removeRegistryKey(activationKey(name));
   },
 
-  // Forgets everything seen and scripted (what is held ends), then:
-  //   activation  { Uri: { code, reason } }     what asking for a class's factory gives
-  //   instance    { Uri: { code, reason } }     what making an object of a class gives
+  // Forgets everything seen and scripted (held deployments end), then sets:
+  //   activation  { Uri: { code, reason } }     the result of asking for a class's factory
+  //   instance    { Uri: { code, reason } }     the result of making an object of a class
   //   agile       { Uri: false }                whether a class's factory says that any thread may call it
   //   options3    false                         launcher options lack their third interface
-  //   options     code                          what setting an option gives
-  //   launch      { code, reason }              what starting a launch gives
-  //   refuse      { code, reason }              what starting a deployment gives
+  //   options     code                          the result of setting an option
+  //   launch      { code, reason }              the result of starting a launch
+  //   refuse      { code, reason }              the result of starting a deployment
   //   deployment  fate                          how deployments end; see `outcomes`
   configure({
     activation,
@@ -127,10 +127,10 @@ const winrt = {
   },
   // How deployments end from now on; nothing else changes.
   deploymentsEnd: (deployment) => server.command(['success'], ...fate(deployment)),
-  // Ends a deployment that is held, by its place among the updates.
+  // Ends a held deployment, by its place among the updates.
   release: (index = 0) => server.command(['release', index]),
 
-  // What the classes were given: { activations, uris, options, launches, updates, live }.
+  // What the classes received: { activations, uris, options, launches, updates, live }.
   records: () =>
     Object.fromEntries(
       ['activations', 'uris', 'options', 'launches', 'updates', 'live'].map((topic) => [topic, server.report(topic)]),
@@ -138,12 +138,12 @@ const winrt = {
   updates: () => server.report('updates'),
   live: () => server.report('live'),
 
-  // Ready-made fates. Add `end`: 'atReturn', 'onHandler' (default), 'afterStatus' or 'held'.
+  // Prepared fates. Add `end`: 'atReturn', 'onHandler' (default), 'afterStatus' or 'held'.
   outcomes: {
     success: () => ({}),
-    // As real deployments fail: the result tells, nothing throws.
+    // The way real deployments fail: the result describes the failure, nothing throws.
     errorText: (text, code = -2147009293) => ({ status: 3, error: code, extended: code, text }),
-    // Asking for the result fails; with a text of its own if there is a reason.
+    // Asking for the result fails, with a text of its own if there is a reason.
     failure: (code, reason) => ({
       status: 3,
       error: code,
@@ -159,11 +159,11 @@ const winrt = {
 const updateRevision = ['SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion', 'UBR'];
 
 const system = {
-  // The system's English text for a Win32 error, line break included.
+  // The system's English text for a Win32 error, including its line break.
   text: (code) => addon.systemText(code),
-  // The system's text for an HRESULT, trimmed at its end.
+  // The system's text for an HRESULT, without trailing white space.
   message: (code) => addon.systemMessage(code),
-  // The HRESULT of the system's own parser of addresses: below 0 where a text is no absolute one.
+  // The HRESULT of the system's own address parser: below 0 if the text is not an absolute address.
   parseAddress: (text) => addon.parseAddress(text),
   threadId: () => addon.currentThreadId(),
   loadedFrom: (library) => addon.loadedFrom(library),
@@ -177,7 +177,7 @@ const registry = {
 };
 
 const windows = {
-  // A top-level window with a thread and message loop of its own; gives its handle.
+  // A top-level window with its own thread and message loop; returns its handle.
   open: ({ visible = true } = {}) => addon.openPlacedWindow(visible),
   close: (window) => addon.closePlacedWindow(window),
   // { flags, showCommand, minimised, maximised, normal } and { exists, visible, minimised, maximised, rectangle }.
@@ -187,13 +187,13 @@ const windows = {
 
 // The module's calls of RegisterApplicationRestart, RegGetValueW, GetWindowPlacement and SetWindowPlacement.
 const imports = {
-  // From now on they are written down; gives how many of the four the module has.
+  // Records them from now on; returns how many of the four the module has.
   watch: (module = 'zebbridge.node') => addon.watchImports(module),
-  // Lets a function answer without asking the system, until the next `take`.
+  // Makes a function return `result` without asking the system, until the next `take`.
   answer: (name, result, lastError = 0) => addon.answerImport(name, result, lastError),
-  // Of each library whose functions a module binds late: { library, functions, bound, readOnly }.
+  // For each library whose functions a module binds late: { library, functions, bound, readOnly }.
   late: (module = 'zebbridge.node') => JSON.parse(addon.lateImports(module)),
-  // The calls since the last time; forgets the answers too.
+  // The calls since the last time. Also forgets the answers.
   take: () => JSON.parse(addon.takeImportCalls()),
 };
 

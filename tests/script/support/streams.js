@@ -1,4 +1,4 @@
-// Pointer streams over the harness, whose input the test feeds. Each test of them ends with `stopped`.
+// Pointer streams over the harness, whose input the test feeds. Every test of streams ends with `stopped`.
 'use strict';
 const assert = require('node:assert/strict');
 const path = require('node:path');
@@ -18,7 +18,7 @@ function record(stream, events = []) {
   return events;
 }
 
-// What was read before a stop is still on its way then: a marker that comes after it is the end of it.
+// What was read before a stop is still on its way then. A marker that comes after it shows that everything has arrived.
 async function settled() {
   const stream = new PointerStream();
   let marked = false;
@@ -31,7 +31,7 @@ async function settled() {
   stream.stop();
 }
 
-// The collection of any capture object ends the capture that runs, so this one is kept.
+// When any capture object is garbage-collected, the running capture ends, so this one is kept.
 const other = addon.hardware.capturePointer();
 
 const streams = [];
@@ -48,7 +48,7 @@ async function stopped() {
   assert.equal(harness.counts().threads, 0);
 }
 
-// A script of its own with `PointerStream`, `push` and the rest at hand.
+// A script in its own process with `PointerStream`, `push` and the other names.
 const child = (script, options) =>
   runScript(
     `

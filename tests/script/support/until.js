@@ -1,12 +1,12 @@
-// Waiting for what other threads, processes and the X server do: never for a time, always for a condition.
+// Waits for other threads, processes and the X server: never for a time, always for a condition.
 'use strict';
 
 const turn = (milliseconds = 5) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
-// Deadlines are that much longer where everything takes longer.
+// Deadlines are this many times longer where everything takes longer.
 const PATIENCE = Number(process.env.ZEB_PATIENCE || 1);
 
-// Resolves with the condition's first truthy value; the condition may be asynchronous.
+// Resolves to the condition's first truthy value. The condition may be asynchronous.
 async function until(what, condition, milliseconds = 20000) {
   milliseconds *= PATIENCE;
   for (const deadline = Date.now() + milliseconds; ; ) {

@@ -1,5 +1,5 @@
-// The X server's pointer, keys and windows, for test scripts that run in the Windows Node.js. The events go the way real
-// ones go: X server, Wine, raw input. Works inside a desktop session (toolchain/wine/desktop), which sets ZEB_X11_PORT.
+// The X server's pointer, keys and windows, for test scripts in the Windows Node.js. The events go the way of real
+// ones: X server, Wine, raw input. Works in a desktop session (toolchain/wine/desktop), which sets ZEB_X11_PORT.
 'use strict';
 const http = require('node:http');
 
@@ -22,7 +22,7 @@ function request(method, path, body) {
   });
 }
 
-// Runs xdotool; its standard output. Rejects when it fails, unless the status is allowed.
+// Runs xdotool and returns its standard output. Rejects if it fails, unless the status is allowed.
 async function xdotool(args, allowedStatus = 0) {
   const result = JSON.parse(await request('POST', '/xdotool', JSON.stringify(args)));
   if (result.status !== 0 && result.status !== allowedStatus) {
@@ -32,7 +32,7 @@ async function xdotool(args, allowedStatus = 0) {
 }
 
 const x11 = {
-  available: port !== 0, // tests that need a desktop skip themselves when false
+  available: port !== 0, // tests that need a desktop skip themselves if false
   xdotool,
 
   move: (dx, dy) => xdotool(['mousemove_relative', '--', dx, dy]),
@@ -47,7 +47,7 @@ const x11 = {
     return { x: Number(x), y: Number(y) };
   },
 
-  // Ids of the visible windows whose title matches (a regular expression of xdotool); empty when there is none.
+  // The ids of visible windows whose title matches (a regular expression of xdotool); empty if there is none.
   async search(title) {
     return (await xdotool(['search', '--onlyvisible', '--name', title], 1)).split('\n').filter(Boolean);
   },

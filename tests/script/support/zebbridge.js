@@ -1,4 +1,4 @@
-// The module under test, as a user's script has it.
+// The module under test, as a user's script gets it.
 'use strict';
 const { buildFile } = require('./built');
 
@@ -9,7 +9,8 @@ module.exports = {
   file,
   zebbridge: require(file),
 
-  // Collects for good: weak callbacks run inside the collection, what they release may need another one.
+  // Collects garbage completely: weak callbacks run inside the garbage collection, and what they release may need
+  // another.
   collect() {
     for (let round = 0; round < 3; ++round) global.gc();
   },

@@ -1,4 +1,5 @@
-// Tells how far a long run is, at most every few seconds: progress(what, total) gives a function of what is done.
+// Shows the progress of a long run, at most every few seconds: progress(what, total) returns a function that takes what
+// is done.
 'use strict';
 
 const quiet = !(Number(process.env.ZEB_STRESS) > 1);
