@@ -29,7 +29,7 @@ const FURTHER_INTERFACES = { msix_auto_updater: ['common::Disposable'] };
 
 const BEHIND = { fields: 1, external: true, released: false, isRefCounted: true, refCount: 1 };
 
-// V8 gives every native function these two up to Node.js 24, and none of them later.
+// Up to Node.js 24, V8 gives every native function these two; later it gives it neither.
 const OF_THE_ENGINE = ['arguments', 'caller'];
 
 const ordinary = (value) => ({ value, writable: true, enumerable: true, configurable: true });

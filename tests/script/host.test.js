@@ -121,7 +121,7 @@ describe('engine flags', () => {
     const image = new Image(buildFile('desktop', 'zebbridge.node'));
     const pointer = Buffer.alloc(8);
     pointer.writeBigUInt64LE(image.base + BigInt(image.rva(bytes.indexOf('NODE_GYP_MODULE_NAME\0'))));
-    bytes.writeUInt32LE(Number(modules), bytes.indexOf(pointer) - 40); // the record's first field
+    bytes.writeUInt32LE(Number(modules), bytes.indexOf(pointer) - 40); // the module record's first field
     const label = changed(
       folder,
       'desktop.node',
@@ -143,7 +143,7 @@ describe('engine flags', () => {
           'v8_enable_sandbox=0, v8_enable_31bit_smis_on_64bit_arch=0',
       );
     } else {
-      assert.match(message, /^node\.exe has no \S+@v8@\S+, which zebbridge needs$/); // it is asked for functions first
+      assert.match(message, /^node\.exe has no \S+@v8@\S+, which zebbridge needs$/); // functions are checked first
     }
     assert.deepEqual(second, first);
     assert.equal(stderr, '');

@@ -1,6 +1,6 @@
-// Many records, starts and objects through the real capture object, fed by a worker thread at full speed: everything
-// arrives exactly once and in order, and nothing grows. ZEB_STRESS makes it that many times longer, see ./zeb soak,
-// and never shorter: what is left of each object is seen in many only.
+// Many pointer records, starts and objects through the real capture object, fed by a worker thread at full speed:
+// everything arrives exactly once and in order, and nothing grows. ZEB_STRESS makes it that many times longer (see
+// ./zeb soak), but never shorter, because what each object leaves behind only shows with many objects.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');

@@ -406,8 +406,8 @@ for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
   }
 }
 
-// The same ends of the process, of which only the second environment knows the module. Its ticks run after an event of
-// its own; Node.js up to 24 has one in every new environment.
+// The same ends of the process, where only the second environment has loaded the module. Its ticks run after an event
+// of its own; up to Node.js 24, every new environment has such an event.
 for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
   if (/worker|thread|waits for a running|right after/.test(name)) continue;
   test(`a process, in a second environment: ${name}`, async () => {

@@ -1,5 +1,5 @@
-// Environments made and freed in a row, each at work in its own way, while one stays. ZEB_STRESS makes it so many times as
-// many, at most ten.
+// Environments are made and freed one after the other, each working in its own way, while one stays. ZEB_STRESS makes
+// that many times as many, at most ten times.
 'use strict';
 const test = require('node:test');
 const { ends } = require('../script/support/hosts');

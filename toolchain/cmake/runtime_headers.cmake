@@ -1,9 +1,9 @@
-# What a runtime's own header set (include/node) says about itself. Included by runtimes.cmake; tests run it as a script:
+# What a runtime's own header set (include/node) says about itself. runtimes.cmake includes this; tests run it as a script:
 #
 #   cmake -DZEB_RUNTIME_HEADERS=<include/node> -P runtime_headers.cmake     prints the definitions
 
-# The flags of V8 that a module can be compiled for: the variable of config.gypi, the macro of the headers. Code that
-# reads the engine's objects, in the headers and in the module, was written for these.
+# The V8 flags that a module can be compiled for: the variable in config.gypi and the macro in the headers. The code
+# that reads the engine's objects, in the headers and in the module, supports these.
 set(ZEB_V8_FLAGS
   v8_enable_pointer_compression=V8_COMPRESS_POINTERS
   v8_enable_pointer_compression_shared_cage=V8_COMPRESS_POINTERS_IN_SHARED_CAGE
@@ -14,8 +14,9 @@ set(ZEB_V8_FLAGS
   v8_promise_internal_field_count=V8_PROMISE_INTERNAL_FIELD_COUNT=1
   v8_use_perfetto=V8_USE_PERFETTO)
 
-# The module version and the flags that the header set's config.gypi switches on, as definitions. Another flag that the
-# headers ask for is an error: without it the module would read objects wrongly, and with it nobody has looked.
+# The module version and the flags that the header set's config.gypi switches on, as definitions. Any other flag that
+# the headers ask for is an error: without it the module would read objects wrongly, and with it nothing has been
+# tested.
 function(zeb_read_runtime_headers dir result)
   if(NOT EXISTS ${dir}/config.gypi OR NOT EXISTS ${dir}/node.h)
     message(FATAL_ERROR "${dir} is no header set: it has no config.gypi or no node.h")
@@ -37,7 +38,7 @@ function(zeb_read_runtime_headers dir result)
   foreach(setting IN LISTS switched_on)
     string(REGEX REPLACE "^['\"](v8_[a-z0-9_]+).*" "\\1" variable "${setting}")
     if(variable STREQUAL "v8_enable_v8_checks")
-      continue()  # stands there once per build type; the headers' checks change no layout
+      continue()  # present once per build type; the headers' checks change no layout
     endif()
     string(TOUPPER "${variable}" macro)
     string(REPLACE "V8_ENABLE_" "V8_" short "${macro}")

@@ -18,8 +18,8 @@ set(ZEB_RUNTIME_HEADERS "" CACHE PATH "header set of the desktop runtime (includ
 set(ZEB_RUNTIME_LIB "" CACHE FILEPATH "node.lib of that runtime; default: looked for beside the headers")
 set(ZEB_ENGINE "" CACHE PATH "folder of an engine with the product's flags, for native script tests (toolchain/engine)")
 
-# A Node add-on is tied to one module version and to the flags V8 was built with; both must reach every source that
-# sees V8's headers, or inlined accessors read objects wrongly.
+# A Node add-on is tied to one module version and to the flags that V8 was built with. Both must reach every source that
+# includes V8's headers; otherwise inlined accessors read objects wrongly.
 if(ZEB_MSVC)
   set(ZEB_NODE_HEADERS "" CACHE PATH "Node.js's headers (include/node)")
   set(ZEB_NODE_LIB "" CACHE FILEPATH "node.lib of that Node.js")
@@ -34,8 +34,8 @@ else()
   set(ZEB_NODE_LIB ${ZEB_SYSROOT}/lib/node.lib)
 endif()
 
-# The import library of one runtime, from its program or its own library: mangled names follow V8's signatures, which
-# change between releases.
+# The import library of one runtime, made from its program or its own library, because mangled names follow V8's
+# signatures, which change between releases.
 function(_zeb_make_node_library flavour node)
   set(script ${ZEB_TOOLCHAIN_DIR}/sysroot/imports/make_import_library.py)
   set(library ${CMAKE_BINARY_DIR}/${flavour}/node.lib)
@@ -48,7 +48,8 @@ function(_zeb_make_node_library flavour node)
   add_custom_target(node_library_${flavour} DEPENDS ${library})
 endfunction()
 
-# The flavours for Node.js, and of each the release it runs in. runtime-<major> makes all libraries and add-ons for one.
+# The flavours for Node.js, and the release that each runs in. runtime-<major> makes all libraries and add-ons for one
+# release.
 set(ZEB_NODE_FLAVOURS ${ZEB_FLAVOURS})
 list(FILTER ZEB_NODE_FLAVOURS INCLUDE REGEX "^node")
 foreach(_flavour IN LISTS ZEB_NODE_FLAVOURS)
@@ -95,21 +96,21 @@ foreach(_flavour IN LISTS ZEB_FLAVOURS)
     BUILDING_NODE_EXTENSION USING_UV_SHARED=1 USING_V8_SHARED=1 ${_definitions})
 endforeach()
 
-# A static library of sources that see V8's headers, compiled for one runtime.
+# A static library of sources that include V8's headers, compiled for one runtime.
 function(zeb_add_flavour_library target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR" "SOURCES;LIBS")
   add_library(${target} STATIC ${arg_SOURCES})
   _zeb_belongs_to(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PUBLIC zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
-  # V8 marks what it deprecates, so that a use by the product is a warning, and so an error.
+  # V8 marks what it deprecates, so that a use in the product is a warning and therefore an error.
   target_compile_definitions(${target} PRIVATE V8_DEPRECATION_WARNINGS V8_IMMINENT_DEPRECATION_WARNINGS)
 endfunction()
 
-# A Node add-on for one runtime: <build>/<flavour>/<output name>.node, the PDB beside it. Its imports from node.exe are
-# bound at run time to whatever program hosts it, so applications may rename their executable. System DLLs are looked for
-# in system32 alone, because the folder of an add-on may be writable for everybody: by the loader, which knows the flag
-# from Windows 10 1607 on, and by the helper for delay-loaded ones, whatever the release.
+# A Node add-on for one runtime: <build>/<flavour>/<output name>.node, with the PDB beside it. Its imports from node.exe
+# are bound at run time to the program that hosts it, so applications may rename their executable. System DLLs are only
+# looked for in system32, because everybody may be able to write to an add-on's folder. The loader does so from Windows
+# 10 1607 on, which knows the flag; for delay-loaded DLLs, the helper does so in every release.
 function(zeb_add_node_addon target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "FLAVOUR;OUTPUT_NAME" "SOURCES;LIBS")
   if(NOT arg_OUTPUT_NAME)

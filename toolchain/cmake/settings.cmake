@@ -1,4 +1,4 @@
-# The platform and what every target is compiled and linked with. One platform is chosen per configure:
+# The platform, and what every target is compiled and linked with. Each configure chooses one platform:
 #
 #   ZEB_CROSS    Windows binaries built on Linux (toolchain file windows-msabi.cmake)
 #   ZEB_LINUX    portable layers, natively
@@ -31,8 +31,8 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
-# Objects are shared by all build folders and, because paths below the checkout count as relative, by all checkouts; a new
-# sysroot with the same headers finds them too.
+# All build folders share objects, and so do all checkouts, because paths below the checkout count as relative. A new
+# sysroot with the same headers finds the objects too.
 find_program(ZEB_CCACHE ccache)
 if(ZEB_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT ZEB_MSVC)
   set(_launcher env CCACHE_DIR=${ZEB_CACHE}/ccache CCACHE_NOHASHDIR=1)
@@ -59,20 +59,20 @@ if(ZEB_MSVC)
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>>)
   target_compile_definitions(zeb_options INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN UNICODE _UNICODE _WIN32_WINNT=0x0A00)
 else()
-  # Objects must not tell where the checkout is, by whichever name the compiler gets its files.
+  # Objects must not reveal where the checkout is, by whichever name the compiler gets its files.
   if(ZEB_CROSS)
     set(_checkout checkout)
   else()
     file(RELATIVE_PATH _checkout ${CMAKE_BINARY_DIR} ${PROJECT_SOURCE_DIR})
-    string(REGEX REPLACE "/$" "" _checkout "${_checkout}")  # there is one where the build folder lies in the checkout
+    string(REGEX REPLACE "/$" "" _checkout "${_checkout}")  # there is one if the build folder is in the checkout
   endif()
   target_compile_options(zeb_options INTERFACE $<$<NOT:$<COMPILE_LANGUAGE:RC>>:
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wcast-align -Wundef -Wextra-semi -Wformat=2
     -Wimplicit-fallthrough -Woverloaded-virtual -Wthread-safety -Wthread-safety-beta -Werror
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${_checkout}=. -ffile-prefix-map=${ZEB_CACHE}=/cache>)
   if(ZEB_CROSS)
-    # No build paths in the debug information: objects are shared by flavours and folders. Not in the toolchain file: the
-    # linker's driver warns about it.
+    # No build paths in the debug information, because flavours and folders share objects. These options are not in the
+    # toolchain file, because the linker's driver warns about them.
     target_compile_options(zeb_options INTERFACE
       "$<$<NOT:$<COMPILE_LANGUAGE:RC>>:-gno-codeview-command-line;-ffile-prefix-map=sysroot=/sysroot>"
       "SHELL:$<$<NOT:$<COMPILE_LANGUAGE:RC>>:-Xclang -object-file-name=object.obj>")
@@ -92,12 +92,12 @@ elseif(ZEB_SANITIZE STREQUAL "thread")
   target_compile_options(zeb_options INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
   target_link_options(zeb_options INTERFACE -fsanitize=thread)
 elseif(ZEB_SANITIZE STREQUAL "trap")
-  # object-size is out: an empty base at the end of a class lies past the end in this ABI.
+  # Without object-size: in this ABI, an empty base at the end of a class is past the class's end.
   target_compile_options(zeb_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:
     -fsanitize=undefined -fno-sanitize=object-size -fsanitize-trap=undefined>)
 endif()
 
-# Windows images: reproducible, hardened, with a PDB beside them, free of the build's paths.
+# Windows images: reproducible, hardened, with a PDB beside them, without the build's paths.
 set(ZEB_SYSTEM_LIBS ucrtbase kernel32 user32 gdi32 advapi32 ole32 oleaut32 shell32 version wevtapi runtimeobject
     CACHE INTERNAL "import libraries offered to every Windows image; only what is used is imported")
 add_library(zeb_windows_link INTERFACE)
@@ -115,7 +115,7 @@ elseif(ZEB_MSVC)
     kernel32 user32 gdi32 advapi32 ole32 oleaut32 shell32 version wevtapi runtimeobject)
 endif()
 
-# Warnings as errors, C++20, the include roots, sanitizers: for every target of ours.
+# For all our targets: warnings as errors, C++20, the include roots, sanitizers.
 function(zeb_target_defaults target)
   target_link_libraries(${target} PRIVATE zeb_options)
 endfunction()
@@ -137,7 +137,7 @@ function(_zeb_link_windows target kind)  # kind: dll or exe
   endif()
 endfunction()
 
-# A program: test programs and benchmarks.
+# A program: a test program or a benchmark.
 function(zeb_add_executable target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS")
   add_executable(${target} ${arg_SOURCES})
@@ -148,8 +148,8 @@ function(zeb_add_executable target)
   endif()
 endfunction()
 
-# A Windows DLL of tests, such as a stand-in for a system DLL: <target>.dll. Exports by __declspec(dllexport) or by a
-# .def file among SOURCES.
+# A Windows DLL for tests, such as a stand-in for a system DLL: <target>.dll. It exports with __declspec(dllexport) or
+# with a .def file among SOURCES.
 function(zeb_add_dll target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "OUTPUT_NAME" "SOURCES;LIBS")
   add_library(${target} MODULE ${arg_SOURCES})

@@ -1,9 +1,9 @@
-# Tests, one line each where they stand:
+# The functions that add tests; each test is one line in its folder's CMakeLists.txt:
 #
 #   zeb_add_unit_test(<stem> SOURCES ... [LIBS ...] [LABEL <label>] [TIMEOUT <seconds>])
 #   zeb_add_script_test(<stem> [FILE <file>] [NATIVE] [LABEL <label>] [TIMEOUT <seconds>])
 #
-# Every test leaves a JUnit file in <build>/results; the developer command adds their cases up.
+# Every test leaves a JUnit file in <build>/results. The developer command adds up their cases.
 include_guard(GLOBAL)
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/results)
 if(ZEB_ENGINE)
@@ -27,8 +27,8 @@ else()
   target_compile_options(zeb_gtest PRIVATE $<IF:$<BOOL:${ZEB_MSVC}>,/w,-w>)
 endif()
 
-# A GoogleTest program; main() is supplied. Target and test are named <label>-<stem>; the label, by default "unit", is
-# what lanes select by.
+# A GoogleTest program; main() is supplied. Target and test are named <label>-<stem>. Lanes select tests by label; the
+# default is "unit".
 function(zeb_add_unit_test stem)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT" "SOURCES;LIBS")
   _zeb_test_defaults(unit)
@@ -41,21 +41,21 @@ function(zeb_add_unit_test stem)
   _zeb_test_properties(${name})
 endfunction()
 
-# A node:test file. On Windows it is run by each Windows Node.js, inside a desktop session of that release; with a label of
-# its own, by the first release alone. With NATIVE it also runs in Linux builds, by the Linux Node.js; in a build for an
-# engine, by that, with the label "engine". Its environment:
+# A node:test file. On Windows, each Windows Node.js runs it in a desktop session for that release; a test with another
+# label than "script" runs only in the first release. With NATIVE it also runs in Linux builds, in the Linux Node.js; a
+# build for an engine runs it in that engine, with the label "engine". Its environment:
 #
-#   ZEB_BUILD        the build folder, as the script's own system writes it
+#   ZEB_BUILD        the build folder, written as the script's own system does
 #   ZEB_FLAVOUR      the folder in it for the Node.js that runs, <build>/<flavour>/zebbridge.node and so on; see
 #                    tests/script/support/built.js
-#   NODE_PATH        the libraries of the package's own script, which the finished package has inside
+#   NODE_PATH        the libraries of the package's own script, which the finished package contains
 #   ZEB_PATIENCE     how many times longer deadlines are than elsewhere (engines only)
-#   ZEB_STRESS       how many times longer stress tests are: below 1 where they have run that long in another runtime
+#   ZEB_STRESS       how many times longer stress tests are; below 1 if another runtime has run them at full length
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
 #
-# FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>, with the release behind the label
-# in the further releases of Node.js; the label is by default "script". A second label says which runtime the test runs in.
-# Scripts run with --expose-gc.
+# FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; for further releases of
+# Node.js, the release follows the label. The default label is "script". A second label names the runtime that the test
+# runs in. Scripts run with --expose-gc.
 function(zeb_add_script_test stem)
   cmake_parse_arguments(PARSE_ARGV 1 arg "NATIVE" "LABEL;TIMEOUT;FILE" "")
   _zeb_test_defaults(script)
@@ -74,7 +74,7 @@ function(zeb_add_script_test stem)
       set(name ${arg_LABEL}${further}-${stem})
       string(TOUPPER ZEB_${flavour}_WIN node)
       set(labels ${arg_LABEL} windows-node-${release})
-      # The stand-ins for system DLLs are in their place there.
+      # This folder has the stand-ins for system DLLs.
       set(environment ZEB_FLAVOUR=${flavour} ZEB_SESSION=${release} ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)
       if(further)
         list(APPEND environment ZEB_STRESS=0.2)
@@ -90,15 +90,15 @@ function(zeb_add_script_test stem)
   if(ZEB_ENGINE)
     set(arg_LABEL engine)
     set(labels engine linux-engine)
-    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # it is built for tests, not for speed: its start alone takes a second
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # built for tests, not for speed: its start alone takes a second
     set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
     list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.1)
   else()
     set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
     set(command ${ZEB_NODE_LINUX}/bin/node)
     if(ZEB_SANITIZE)
-      _zeb_sanitizer_runtime(runtime)  # Node.js itself is built without: its process must load the runtime first
-      # What Node.js does among its own threads is not looked at; what our code does is, wherever it is called from.
+      _zeb_sanitizer_runtime(runtime)  # Node.js is built without it, so its process must load the runtime first
+      # Only our code is checked, wherever it is called from, not what Node.js does among its own threads.
       list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
         TSAN_OPTIONS=ignore_noninstrumented_modules=1 ZEB_STRESS=0.2)
     endif()
@@ -112,7 +112,7 @@ function(zeb_add_script_test stem)
   endif()
 endfunction()
 
-# As the command ARGN runs it, which has the checkout's root at `drive`.
+# How ARGN runs a test file. ARGN sees the checkout's root at `drive`.
 macro(_zeb_add_node_test name drive)
   add_test(NAME ${name} WORKING_DIRECTORY ${CMAKE_BINARY_DIR}
     COMMAND ${ARGN} --expose-gc --test-reporter=spec --test-reporter-destination=stdout
@@ -132,8 +132,8 @@ macro(_zeb_test_defaults label)
   endif()
 endmacro()
 
-# Wine's runner ends a program that takes too long, and tells; ctest comes later, in case the runner hangs itself.
-# What may take longest begins first.
+# Wine's runner ends a program that takes too long, and says so. ctest's own limit is later, in case the runner hangs.
+# Tests that may take longest start first.
 macro(_zeb_test_properties name)
   math(EXPR patience "${arg_TIMEOUT} + 20")
   set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${patience} COST ${arg_TIMEOUT}

@@ -4,7 +4,7 @@ const path = require('node:path');
 
 const folderOf = (flavour) => (flavour === 'node' ? process.env.ZEB_FLAVOUR || flavour : flavour);
 
-// Whether the engine is of the desktop runtime's line, 12.4. Later ones have other functions.
+// Whether the engine is the desktop runtime's, 12.4. Later engines have other functions.
 const hasProductsEngine = process.versions.v8.startsWith('12.4.');
 
 module.exports = {
