@@ -2,28 +2,28 @@
  * zebbridge: raw pointer input, Windows integration and package updates for desktop applications on x86-64 Windows.
  *
  * Where it runs: win32-x64, in desktop runtimes with module version 123 and in Node.js 22, 24 and 26. On other systems
- * the package installs and loads, and `supported` is `false`: `shutdown`, `dispose` and the setters of handlers do
- * nothing, and every other function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says what is
- * missing. On win32-x64, a binary that is missing or cannot be loaded is an `Error` when the package is loaded; its
- * `code` is one of `LoadErrorCode`, its `cause` is the runtime's own error.
+ * the package installs and loads, and `supported` is `false`. There `shutdown`, `dispose` and the setters of handlers
+ * do nothing, and every other function throws an `Error` with `code` `'ERR_ZEBBRIDGE_UNAVAILABLE'` that says what is
+ * missing. On win32-x64, loading the package throws an `Error` if the binary is missing or cannot be loaded. Its `code`
+ * is one of `LoadErrorCode`, and its `cause`, if there is one, is the runtime's own error.
  *
- * Threads: every function is called on the script thread of the isolate that loaded the module, and every callback is
- * called there. Worker threads may load the module too; each gets components of its own.
+ * Threads: call every function on the thread that loaded the module. Callbacks run on that thread too. A worker thread
+ * may load the module as well and then gets its own components.
  *
  * Arguments, for every method:
- * - Fewer than the method has: `Error` "Expected (N) arguments, but only (M)". Those in excess are ignored.
- * - A number is converted as by `Math.trunc(Number(value))`, with `NaN` as 0, and then narrowed to the parameter's
- *   width (32 bits where nothing else is said). A value whose conversion throws (a `Symbol`, a `BigInt`, an object with
- *   a throwing `valueOf`) counts as 0: the method runs with it, and the exception is thrown when it has returned.
- * - A text is `String(value)` up to its first NUL character. When the conversion throws (a `Symbol`, an object with a
+ * - Too few arguments throw an `Error` "Expected (N) arguments, but only (M)". Extra arguments are ignored.
+ * - A number is converted like `Math.trunc(Number(value))`, with `NaN` as 0, and then narrowed to the parameter's width
+ *   (32 bits unless stated otherwise). A value whose conversion throws (a `Symbol`, a `BigInt`, an object with a
+ *   throwing `valueOf`) counts as 0: the method runs with 0 and then throws the exception.
+ * - Text is `String(value)` up to its first NUL character. If the conversion throws (a `Symbol`, an object with a
  *   throwing `toString`), the method does not run, and the exception is thrown.
- * - A callback is any value; `null` or `undefined` removes the one that was set. A value that is no function is not
- *   refused: its calls fail silently. What a callback throws is dropped.
+ * - A callback may be any value; `null` or `undefined` removes the current one. A value that is not a function is not
+ *   refused, but calling it fails silently. Exceptions that a callback throws are dropped.
  *
- * Errors, for every method: a native failure is an `Error`. Where its `message` is the system's text, its `code` is the
- * Win32 number, see `SystemError`. What an `async` callback throws is an unhandled rejection. A method without its
- * object (a detached function, or one called with `new`), and a component's method after `shutdown`, is a `TypeError`
- * "Illegal invocation".
+ * Errors, for every method: a native failure is an `Error`. If its `message` is the system's text, its `code` is the
+ * Win32 error number; see `SystemError`. An exception in an `async` callback becomes an unhandled rejection. A method
+ * throws a `TypeError` "Illegal invocation" if it is called without its object (as a detached function or with `new`);
+ * a component's method also does so after `shutdown`.
  *
  * @example
  * const { diagnostics, hardware, shutdown } = require('zebbridge');
@@ -38,29 +38,29 @@
  * }, 5000);
  */
 
-/** Whether the native part is there. Where it is not, calls that would have no effect do nothing, and the rest throws. */
+/** Whether the native part is loaded. If not, calls that would have no effect do nothing, and all others throw. */
 export const supported: boolean;
 
-/** The `code` of the `Error` that loading the package throws, or its first use where `supported` is `false`. */
+/** The `code` of the `Error` that loading the package throws, or that its functions throw if `supported` is `false`. */
 export type LoadErrorCode =
   /** There is no binary for this system, architecture or module version. */
   | 'ERR_ZEBBRIDGE_UNAVAILABLE'
-  /** The binary is not where it belongs: left out by a packager or a bundler. */
+  /** The binary is not in its place: a packager or a bundler left it out. */
   | 'ERR_ZEBBRIDGE_BINARY_MISSING'
   /** The process does not allow native modules (`--no-addons`, a permission model). */
   | 'ERR_ZEBBRIDGE_ADDONS_DISABLED'
-  /** The binary is damaged, blocked, still inside an archive, for another runtime, or refuses this one. */
+  /** The binary is damaged, blocked, still inside an archive, built for another runtime, or refuses this one. */
   | 'ERR_ZEBBRIDGE_BINARY_FAILED';
 
-/** What a method throws when Windows refuses: `message` is the system's text, the line break at its end included. */
+/** What a method throws if Windows refuses. `message` is the system's text, including the line break at its end. */
 export interface SystemError extends Error {
   /** The Win32 error number. */
   code: number;
 }
 
 /**
- * Pixels or device counts, as each property says. Pixels follow the process's DPI awareness: physical ones in a process
- * that is aware of each monitor's, scaled ones in others.
+ * Pixels or device counts, as stated for each property. Pixels follow the process's DPI awareness: they are physical
+ * pixels in a per-monitor DPI aware process and scaled pixels in any other.
  */
 export interface Point {
   x: number;
@@ -70,15 +70,15 @@ export interface Point {
 /** One motion of the mouse. A new plain object for every event. */
 export interface MotionEvent {
   /**
-   * Motion since the last event in the device's own counts, without the system's acceleration. 32-bit integers; never
-   * both 0. A device that reports absolute positions, such as a tablet or a remote session, reports those here.
+   * Motion since the last event in the device's own counts, without the system's acceleration. 32-bit integers, never
+   * both 0. For a device that reports absolute positions, such as a tablet or a remote session, this is the position.
    */
   offset: Point;
-  /** The system's cursor in pixels of the virtual screen, read when the motion was processed. Can be negative. */
+  /** The cursor in pixels of the virtual screen at the time the motion was processed. Can be negative. */
   screenPoint: Point;
 }
 
-/** What happened to one button. Both at once count as pressed. */
+/** What happened to one button. A press and a release at once count as a press. */
 export const ButtonTransition: { readonly None: 0; readonly Released: 1; readonly Pressed: 2 };
 export type ButtonTransition = (typeof ButtonTransition)[keyof typeof ButtonTransition];
 
@@ -94,50 +94,50 @@ export const MouseButton: { readonly Left: 0; readonly Middle: 1; readonly Right
 export type MouseButton = (typeof MouseButton)[keyof typeof MouseButton];
 
 /**
- * Brings raw mouse input to two callbacks, also while the application has no focus.
+ * Delivers raw mouse input to two callbacks, even while the application has no focus.
  *
  * **Make one capture object, keep it, and start and stop it as often as you like.**
  *
- * All capture objects of one `hardware` share one input source, so at most one of them captures at any time, and any of
- * them can stop the one that does. Keep a reference while you capture: when the object is collected, the capture ends,
- * whichever object started it.
+ * All capture objects of one `hardware` share one input source. At most one of them captures at any time, and each of
+ * them can stop the running capture. Keep a reference while you capture, because garbage collection of any capture
+ * object ends the running capture, even if another object started it.
  *
- * While it captures, the process stays alive; an idle capture object does not keep it.
+ * A running capture keeps the process alive; an idle capture object does not.
  */
 export interface PointerCapture {
   /**
-   * Ends the running capture of this or any other capture object. Input that was read before is still delivered; to
-   * hear nothing more, remove the callbacks as well. Does nothing when no capture runs.
+   * Ends the running capture of this or any other capture object. Input that was already read is still delivered; to
+   * stop the events at once, also remove the callbacks. Does nothing if no capture is running.
    */
   stopCapturing(): void;
 
   /**
-   * Starts to capture, for this object's callbacks; does nothing while any capture object captures. Input is read on
-   * a thread of its own and delivered on the script thread, all that has come per turn of the event loop, in order.
-   * Promise reactions and `process.nextTick` callbacks that the callbacks queue run after the last event of a turn.
+   * Starts a capture for this object's callbacks. Does nothing while any capture object captures. A separate thread
+   * reads the input. Each turn of the event loop delivers what has arrived, in order, on the script thread. Promise
+   * reactions and `process.nextTick` callbacks that the callbacks queue run after the last of these events.
    *
-   * When Windows refuses the input, no events come and script is not told: only an attached debugger shows the record,
-   * once `diagnostics.setLogHandler` was called.
+   * If Windows refuses the input, no events arrive and script is not told. Only an attached debugger shows the log
+   * record, and only once `diagnostics.setLogHandler` has been called.
    */
   startCapturing(): void;
 
   /**
-   * Sets, replaces or (with `null`) removes the callback for motion. Works at any time, also from inside the
-   * callback; it holds from the next event on. Removing it does not end the capture.
+   * Sets, replaces or (with `null`) removes the callback for motion. You can call it at any time, even inside the
+   * callback; the change applies from the next event on. Removing the callback does not end the capture.
    */
   setMotionEventCallback(callback: ((event: MotionEvent) => void) | null | undefined): void;
 
-  /** The same for presses and releases. For input that carries both, the motion comes first. */
+  /** The same for presses and releases. If one input has motion and buttons, the motion event comes first. */
   setButtonsEventCallback(callback: ((event: ButtonsEvent) => void) | null | undefined): void;
 }
 
 /** Mouse input. */
 export interface Hardware {
   /**
-   * Whether a button is held down at this moment. Left and right follow the user's button swap as the last capture
-   * saw it; before the first capture they count as not swapped.
+   * Whether a button is held down at this moment. Left and right follow the user's button swap, as the last capture
+   * saw it; before the first capture the buttons count as not swapped.
    *
-   * @param button Any other number asks for the physical primary button.
+   * @param button Any other number asks for the physical left button.
    *
    * @example
    * const { hardware, MouseButton } = require('zebbridge');
@@ -148,7 +148,7 @@ export interface Hardware {
   /**
    * A new, idle capture object.
    *
-   * @throws Error "Fail to create raw input driver" when there is no memory for it.
+   * @throws Error "Fail to create raw input driver" if there is no memory for the input source.
    *
    * @example
    * const { ButtonTransition, hardware } = require('zebbridge');
@@ -161,19 +161,19 @@ export interface Hardware {
   capturePointer(): PointerCapture;
 }
 
-/** The weight of a log record. No warning is written today. */
+/** The level of a log record. The module writes no warnings today. */
 export const LogLevel: { readonly Information: 0; readonly Warning: 1; readonly Error: 2 };
 export type LogLevel = (typeof LogLevel)[keyof typeof LogLevel];
 
 /** The module's own log. */
 export interface Diagnostics {
   /**
-   * Sends the module's log to `handler`. There is one handler for the whole process: the last call wins, also over
-   * other threads' handlers, and the end of any environment that loaded the module, or `shutdown`, removes it.
+   * Sends the module's log to `handler`. The whole process has one handler: the last call wins, even over other
+   * threads' handlers. `shutdown`, and the end of any environment that loaded the module, remove it.
    *
-   * Only records written on the calling script thread reach the function; records of the module's own threads, and
-   * those written during a garbage collection, do not. Once this method was called (also with `null`), all records go
-   * to an attached debugger as well.
+   * The function receives only the log records that are written on its own script thread. It does not receive records
+   * of the module's own threads, or records written during garbage collection. Once this method has been called, even
+   * with `null`, all log records also go to an attached debugger, until the handler is removed by one of these ends.
    *
    * @example
    * const { diagnostics, LogLevel } = require('zebbridge');
@@ -182,7 +182,7 @@ export interface Diagnostics {
   setLogHandler(handler: ((message: string, level: LogLevel) => void) | null | undefined): void;
 }
 
-/** Ends the process on purpose, to see an application's crash reporting at work. */
+/** Ends the process on purpose, to test an application's crash reporting. */
 export interface CrashEmitter {
   /** Ends the process with a stack overflow (exception code 0xC00000FD). */
   emitStackOverflow(): never;
@@ -190,7 +190,7 @@ export interface CrashEmitter {
   emitAccessViolation(): never;
 }
 
-/** A window's show state: the values of Win32's ShowWindow that a window placement takes, under its names. */
+/** A window's show state: the values of Win32's `ShowWindow` that a window placement accepts, under Win32's names. */
 export const ShowCommand: {
   readonly Hide: 0;
   readonly ShowNormal: 1;
@@ -205,25 +205,25 @@ export const ShowCommand: {
 };
 export type ShowCommand = (typeof ShowCommand)[keyof typeof ShowCommand];
 
-/** What a function that takes an address accepts beyond its own list. */
+/** Which addresses a function accepts in addition to its own list. */
 export interface AddressOptions {
-  /** Further schemes, without their colons: `['ms-settings']`. */
+  /** More schemes, without their colons: `['ms-settings']`. */
   schemes?: readonly string[];
 }
 
 /** Services of the Windows desktop. */
 export interface Windows {
   /**
-   * Asks Windows to start the application again, without arguments, after a crash, a hang, an update or a restart of
-   * the system. Windows does so only for processes that have run for a minute. Never fails: the answer is ignored.
+   * Asks Windows to restart the application, without arguments, after a crash, a hang, an update or a restart of the
+   * system. Windows does so only for processes that have run for a minute. Never throws: it ignores Windows's answer.
    */
   registerApplicationRestart(): void;
 
   /**
-   * Opens an address in the user's default handler, the browser for a web address, even when an installed application
-   * has claimed it. Returns before anything has opened; whether it did is not reported.
+   * Opens an address in the user's default handler (for a web address, the browser), even if an installed application
+   * has claimed the address. Returns before anything has opened and does not report whether anything did.
    *
-   * A system without the launcher ends the process.
+   * On a system that has no launcher, the process ends.
    *
    * @param url An absolute address with the scheme `http`, `https`, `mailto`, or one that `options` adds.
    * @throws TypeError with `code` `'ERR_INVALID_URL'` for any other text.
@@ -239,20 +239,20 @@ export interface Windows {
    * The update build revision of the installed Windows: the last part of its version (the 4291 of 10.0.19045.4291).
    *
    * @returns 0 to 4294967295.
-   * @throws SystemError when the registry has none.
+   * @throws SystemError if the registry does not have it.
    */
   getWindowsUpdateBuildRevision(): number;
 
   /**
-   * Sets a window's normal position, which it has when it is neither minimised nor maximised, and its show state. Its
-   * minimised and maximised positions stay as they are.
+   * Sets a window's show state and its normal position, which is its position while it is neither minimised nor
+   * maximised. Its minimised and maximised positions do not change.
    *
    * @param windowHandle The native window handle (HWND) as an integer. Handles have 32 significant bits.
-   * @param left Workspace coordinates in pixels, 32-bit integers, here and in the next three: they count from the
-   *     corner of the work area, which is the screen without the taskbar. Windows with `WS_EX_TOOLWINDOW` have screen
-   *     coordinates.
-   * @param showCommand The show state. The system decides what becomes of a number that is none of them.
-   * @throws SystemError when the handle is no window or Windows refuses the placement.
+   * @param left This and the next three are workspace coordinates in pixels, 32-bit integers. They count from the
+   *     corner of the work area, which is the screen without the taskbar. For windows with `WS_EX_TOOLWINDOW` they are
+   *     screen coordinates.
+   * @param showCommand The show state. For any other number, Windows decides what happens.
+   * @throws SystemError if the handle is not a window or Windows refuses the placement.
    *
    * @example
    * const { ShowCommand, windows } = require('zebbridge');
@@ -271,20 +271,20 @@ export interface Windows {
 /** Updates of the application's own MSIX package. */
 export interface MsixAutoUpdater {
   /**
-   * Sets, replaces or (with `null`) removes the function that hears of failed updates. It is called once per failure,
-   * on the script thread. A failure without a handler is dropped, not kept for the next one.
+   * Sets, replaces or (with `null`) removes the handler for failed updates. It is called once per failure, on the
+   * script thread. A failure without a handler is dropped, not kept for the next handler.
    *
-   * The text is the deployment's own, or "winrt exception with message: ... and code: ..." with the HRESULT as a
-   * signed decimal number (-2147024891 for 0x80070005), or "Unknown exception".
+   * The message is the deployment's own text; or "winrt exception with message: ... and code: ..." with the HRESULT as
+   * a signed decimal number (-2147024891 for 0x80070005); or "Fail to start package update"; or "Unknown exception".
    */
   setErrorHandler(handler: ((message: string) => void) | null | undefined): void;
 
   /**
-   * The event log records that a query selects, oldest first, each as the event log's XML text. Waits for the event
-   * log service, so ask for few records.
+   * Returns the event records that a query selects, oldest first, each as the event log's XML text. Blocks until the
+   * event log service has answered, so ask for few records.
    *
    * @param query A structured XML query in ASCII that names its own channels.
-   * @throws SystemError when the query is refused or one of its channels cannot be read.
+   * @throws SystemError if the query is refused or one of its channels cannot be read.
    *
    * @example
    * const { msix_auto_updater } = require('zebbridge');
@@ -296,11 +296,11 @@ export interface MsixAutoUpdater {
   getUpdateErrors(query: string): string[];
 
   /**
-   * Has Windows update the application's package, on a thread of its own. Returns at once. A success is not reported:
-   * Windows closes the application to apply the update. A failure goes to the error handler. The process stays alive
-   * until the deployment ends; `shutdown` waits for it.
+   * Has Windows update the application's package. Returns at once, because a separate thread waits for the deployment.
+   * Success is not reported: Windows closes the application to apply the update. A failure goes to the error handler.
+   * The process stays alive until the deployment ends, and `shutdown` waits for it.
    *
-   * Start one update at a time. **A system without package deployment ends the process.**
+   * Start one update at a time. **On a system that has no package deployment, the process ends.**
    *
    * @param packageUri The package's absolute address, with the scheme `https`, `http`, `file`, or one that `options`
    *     adds.
@@ -308,13 +308,13 @@ export interface MsixAutoUpdater {
    *
    * @example
    * const { msix_auto_updater, windows } = require('zebbridge');
-   * windows.registerApplicationRestart(); // otherwise nobody starts the application again
+   * windows.registerApplicationRestart(); // otherwise Windows does not restart the application
    * msix_auto_updater.setErrorHandler((message) => console.error('update failed:', message));
    * msix_auto_updater.applyUpdate('https://example.com/app.msix');
    */
   applyUpdate(packageUri: string, options?: AddressOptions): void;
 
-  /** Removes the error handler. A running update goes on. */
+  /** Removes the error handler. A running update continues. */
   dispose(): void;
 }
 
@@ -325,11 +325,12 @@ export const windows: Windows;
 export const msix_auto_updater: MsixAutoUpdater;
 
 /**
- * Releases the components: removes the log handler, waits for a running update. After it their methods throw. It
- * reaches all threads of the process that loaded the module. A second call does nothing.
+ * Releases the components of all threads that loaded the module. This removes the log handler and waits for a running
+ * update of the calling thread. Afterwards the components' methods throw. A second call does nothing.
  *
- * Capture objects are not components: stop a running capture yourself, or it goes on and keeps the process alive.
+ * Capture objects are not components: stop a running capture yourself, or it continues and keeps the process alive.
  *
- * Optional: the end of the environment (of the process or of a worker thread) releases everything, captures included.
+ * Calling it is optional. The end of an environment (of the process or a worker thread) releases everything that the
+ * environment owns, including captures.
  */
 export function shutdown(): void;

@@ -4,8 +4,8 @@ const { linkAddress, packageAddress } = require('./lib/absolute_uri.js');
 const constants = require('./lib/constants.js');
 const { native, supported } = require('./lib/native.js');
 
-// A component whose named methods get their first argument through a check. Every other call, and every argument that
-// is missing, reaches the native method as it is.
+// Wraps a component so that each function in `checks` checks, and may replace, the first argument of the method of its
+// name. All other calls go to the native method unchanged, as do calls without arguments.
 function checked(component, checks) {
   const face = {};
   for (const name of Object.keys(component)) {

@@ -1,10 +1,10 @@
 /**
- * Raw pointer input for as many listeners as there are: a friendly face of `hardware.capturePointer()`.
+ * Raw pointer input for any number of listeners: a friendly layer over `hardware.capturePointer()`.
  *
- * All streams of a thread share one native capture. The first start begins it, the last stop ends it. While it runs it is
- * held, so no garbage collection ends it, and it keeps the process alive.
+ * All streams of a thread share one native capture. The first start begins it, and the last stop ends it. A running
+ * capture keeps the process alive, and garbage collection does not end it.
  *
- * The module loads on every system. Where the native part is missing, `start()` throws what is wrong.
+ * The module loads on every system. If the native part is missing, `start()` throws an error that says why.
  *
  * @example
  * const { ButtonTransition } = require('zebbridge');
@@ -27,17 +27,20 @@ declare global {
   }
 }
 
-/** What each event brings to its listeners. All listeners of an event get the same object. */
+/** What listeners get, by event. All listeners of an event get the same object. */
 export interface PointerEventMap {
   /** A motion of the mouse. */
   motion: MotionEvent;
-  /** A press or release. For input that carries both, the motion comes first. */
+  /** A press or release. If one input has motion and buttons, the motion event comes first. */
   buttons: ButtonsEvent;
-  /** The capture ended and cannot be begun again. The stream has stopped. Without a listener it is uncaught. */
+  /**
+   * The capture ended and could not be restarted. The stream has stopped. Without a listener and without a loop, the
+   * error is an uncaught exception.
+   */
   error: Error;
 }
 
-/** The part of an AbortSignal that is used. */
+/** The part of an `AbortSignal` that this module uses. */
 export interface PointerSignal {
   readonly aborted: boolean;
   readonly reason?: any;
@@ -45,34 +48,37 @@ export interface PointerSignal {
   removeEventListener(type: 'abort', listener: () => void): void;
 }
 
-/** How a loop over a stream's events is to work. */
+/** Options of a loop over a stream's events. */
 export interface PointerEventsOptions {
-  /** Ends the loop with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause` is the reason. */
+  /**
+   * Ends the loop with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause` is the
+   * signal's reason.
+   */
   signal?: PointerSignal | undefined;
-  /** How many events wait for the loop at most, 1024 by default. When more come, the oldest are dropped. */
+  /** The largest number of events that wait for the loop, 1024 by default. If more arrive, the oldest are dropped. */
   limit?: number | undefined;
 }
 
-/** A motion, as a loop gets it. */
+/** A motion event in a loop. */
 export interface MotionItem extends MotionEvent {
   type: 'motion';
 }
 
-/** A press or release, as a loop gets it. */
+/** A buttons event in a loop. */
 export interface ButtonsItem extends ButtonsEvent {
   type: 'buttons';
 }
 
-/** What a loop that was too slow has missed. It comes where the dropped events would have come. */
+/** What a loop that was too slow has missed. It takes the place of the dropped events. */
 export interface DroppedItem {
   type: 'dropped';
-  /** How many motions were dropped. */
+  /** The number of motion events that were dropped. */
   motions: number;
   /** The sum of their offsets. */
   offset: Point;
-  /** How many presses and releases were dropped. */
+  /** The number of buttons events that were dropped. */
   transitions: number;
-  /** The last of them, per button; 0 for a button that had none. */
+  /** The last dropped transition of each button; 0 if there was none. */
   left: ButtonTransition;
   middle: ButtonTransition;
   right: ButtonTransition;
@@ -84,11 +90,12 @@ export type PointerItem = MotionItem | ButtonsItem | DroppedItem;
 /**
  * A stream of pointer events: an `EventEmitter` of Node.js, with all its methods.
  *
- * - Listeners run on the thread that made the stream. Each event goes to every listener of every stream that runs, in
- *   the order in which the streams were started, before the next event.
- * - What a listener throws is an uncaught exception of the application, thrown when the events at hand are delivered. No
- *   other listener and no event is lost by it. What an `async` listener throws is an unhandled rejection.
- * - A listener runs in the asynchronous context in which it was added: `AsyncLocalStorage` and `async_hooks` see that.
+ * - Listeners run on the thread that made the stream. Every listener of every running stream gets an event before the
+ *   next event is delivered. Streams are served in the order in which they were started.
+ * - An exception in a listener becomes an uncaught exception of the application after the events at hand have been
+ *   delivered. All other listeners still get this event and all later ones. An exception in an `async` listener becomes
+ *   an unhandled rejection.
+ * - A listener runs in the asynchronous context in which it was added, as `AsyncLocalStorage` and `async_hooks` see it.
  */
 export class PointerStream {
   constructor();
@@ -97,19 +104,19 @@ export class PointerStream {
   readonly capturing: boolean;
 
   /**
-   * Starts the stream; does nothing when it is started. It gets the next event on, also when it is started inside a
-   * listener. A capture that an object of `hardware.capturePointer()` has is taken over; one that such an object ends is
-   * begun again within about a second.
+   * Starts the stream. Does nothing if it is already started. The stream gets every event from the next one on, even if
+   * it is started inside a listener. If an object of `hardware.capturePointer()` is capturing, the stream takes the
+   * capture over. If such an object ends the capture, it is restarted within about a second.
    *
-   * @throws Error as `hardware.capturePointer()` throws, also after `shutdown()`; the stream is not started then.
+   * @throws Error as `hardware.capturePointer()` does, also after `shutdown()`. The stream is then not started.
    */
   start(): this;
 
   /**
-   * Stops the stream: from here on none of its listeners is called, and its loops end when they have taken what has
-   * come. Does nothing when it is stopped. It can be started again.
+   * Stops the stream. None of its listeners is called after this, and its loops end after the events that have already
+   * arrived. Does nothing if the stream is not started. A stopped stream can be started again.
    *
-   * A stream that runs goes on after `shutdown()`, until it is stopped.
+   * `shutdown()` does not stop a stream.
    */
   stop(): this;
 
@@ -117,10 +124,10 @@ export class PointerStream {
   [Symbol.dispose](): void;
 
   /**
-   * The events for one loop, from this call on. The loop waits for a stream that is not started yet, and ends when the
-   * stream is stopped. Leaving it does not stop the stream.
+   * Returns an asynchronous iterator over the events from this call on, for one loop. If the stream is not started yet,
+   * the loop waits. The loop ends when the stream stops, but leaving the loop does not stop the stream.
    *
-   * @throws TypeError that names the option which is wrong.
+   * @throws TypeError that names a wrong option.
    *
    * @example
    * const { PointerStream } = require('zebbridge/pointer');
@@ -137,7 +144,7 @@ export class PointerStream {
    */
   events(options?: PointerEventsOptions): AsyncIterableIterator<PointerItem>;
 
-  /** Adds a listener; it is called with the stream as `this`. */
+  /** Adds a listener, which is called with the stream as `this`. */
   on<K extends keyof PointerEventMap>(name: K, listener: (this: this, event: PointerEventMap[K]) => void): this;
   addListener<K extends keyof PointerEventMap>(
     name: K,
@@ -147,24 +154,24 @@ export class PointerStream {
     name: K,
     listener: (this: this, event: PointerEventMap[K]) => void,
   ): this;
-  /** Adds a listener for the next event alone. */
+  /** Adds a listener for the next event only. */
   once<K extends keyof PointerEventMap>(name: K, listener: (this: this, event: PointerEventMap[K]) => void): this;
   prependOnceListener<K extends keyof PointerEventMap>(
     name: K,
     listener: (this: this, event: PointerEventMap[K]) => void,
   ): this;
-  /** Takes a listener out that was added once; of one that was added more often, the last. */
+  /** Removes a listener. If it was added several times, this removes the one added last. */
   off<K extends keyof PointerEventMap>(name: K, listener: (event: PointerEventMap[K]) => void): this;
   removeListener<K extends keyof PointerEventMap>(name: K, listener: (event: PointerEventMap[K]) => void): this;
   removeAllListeners(name?: keyof PointerEventMap): this;
 
-  /** Calls the listeners of this stream with an event of your own, for tests. What they throw reaches the caller. */
+  /** Calls this stream's listeners with an event of your own, for tests. The caller gets what a listener throws. */
   emit<K extends keyof PointerEventMap>(name: K, event: PointerEventMap[K]): boolean;
   listenerCount(name: keyof PointerEventMap): number;
   listeners(name: keyof PointerEventMap): Function[];
   rawListeners(name: keyof PointerEventMap): Function[];
   eventNames(): Array<string | symbol>;
-  /** How many listeners an event may have before Node.js warns of a leak: 10, if nothing else is said. */
+  /** Sets how many listeners an event may have before Node.js warns of a leak. The default is 10. */
   setMaxListeners(count: number): this;
   getMaxListeners(): number;
 }

@@ -6,15 +6,15 @@ const { pointerEvents } = require('./lib/pointer_events.js');
 
 // ---- the one native capture of this environment ------------------------------------------------------------------------
 
-// Any capture object can end the capture that runs, and the collection of one does. So there is one here, made by the
-// first start and kept for good.
+// Any capture object can end the running capture, and garbage collection of any of them does end it. So all streams
+// share one capture object, which the first start makes and which is then kept for good.
 let hardware;
 let capture;
 
-// The streams that run. They are held here: one that nobody else refers to goes on until it is stopped.
+// The running streams. This set holds them, so a stream that nothing else refers to runs until it is stopped.
 const running = new Set();
 
-// Who hears of an event, in order; collected anew after every change.
+// The listeners of each event, in order. Null after a change, until the next event rebuilds the list.
 let motionListeners = null;
 let buttonsListeners = null;
 
@@ -40,8 +40,8 @@ function deliver(listeners, event) {
     try {
       resource.runInAsyncScope(listener, stream, event);
     } catch (error) {
-      // The native module drops what its callbacks throw. So it is thrown once more where nobody catches it, when the
-      // events at hand are delivered.
+      // The native module drops what its callbacks throw. So throw it again, after the events at hand have been
+      // delivered, where nothing catches it.
       resource.runInAsyncScope(process.nextTick, process, rethrow, error);
     }
   }
@@ -52,16 +52,16 @@ function rethrow(error) {
 }
 
 function prepare() {
-  hardware ??= require('./index.js').hardware; // not before: loading it may throw
+  hardware ??= require('./index.js').hardware; // not earlier, because loading it may throw
   hardware.getButtonState(1); // throws after shutdown(), which releases this object but not its captures
   capture ??= hardware.capturePointer();
-  if (capture === undefined) throw new Error('There is no memory for a capture object.'); // which the log knows
+  if (capture === undefined) throw new Error('There is no memory for a capture object.'); // the native module logs why
 }
 
 function begin() {
   capture.setMotionEventCallback(onMotion);
   capture.setButtonsEventCallback(onButtons);
-  capture.stopCapturing(); // while another object captures, a start silently does nothing
+  capture.stopCapturing(); // because a start does nothing, silently, while another object captures
   capture.startCapturing();
   watch();
 }
@@ -71,11 +71,11 @@ function end() {
   capture.stopCapturing();
 }
 
-// Capture objects of the application's own can end the capture without a word, as can their collection. To start it
-// again does nothing while it runs.
+// The application's own capture objects, and their garbage collection, can end the capture without notice. Starting it
+// again restores it, and does nothing while it runs.
 const WATCH_INTERVAL = 1000;
 let watchTimer = null;
-const watchResource = new AsyncResource('ZebbridgePointerWatch'); // a timer keeps the context that it was made in
+const watchResource = new AsyncResource('ZebbridgePointerWatch'); // because a timer keeps the context it was made in
 
 function watch() {
   watchTimer = watchResource.runInAsyncScope(
@@ -96,7 +96,7 @@ function watch() {
 
 const kFail = Symbol('fail');
 
-// A listener as it was added: it is called in the context of that moment, and no more than once if it was added so.
+// One added listener. It is called in the asynchronous context in which it was added, and only once if `once` says so.
 class Registration {
   used = false;
   resource = new AsyncResource('ZebbridgePointerListener');
@@ -106,7 +106,7 @@ class Registration {
     this.name = name;
     this.listener = listener;
     this.once = once;
-    // What the emitter keeps. It finds a listener by this property, as it does with wrappers of its own.
+    // What the emitter stores. It finds the listener by the property `listener`, as it does with its own wrappers.
     this.bound = (...values) => {
       if (once && !this.use()) return undefined;
       return this.resource.runInAsyncScope(listener, stream, ...values);
@@ -115,7 +115,7 @@ class Registration {
     this.bound.registration = this;
   }
 
-  // Takes a listener for one event out. Tells whether it is still to be called.
+  // Removes a listener for a single event. Returns false if the listener has already been called.
   use() {
     if (this.used) return false;
     this.used = true;
@@ -124,7 +124,7 @@ class Registration {
   }
 }
 
-// What is no function is refused by the emitter.
+// Passes values that are not functions on, because the emitter refuses them.
 const bind = (stream, name, listener, once) =>
   typeof listener === 'function' ? new Registration(stream, name, listener, once).bound : listener;
 
@@ -187,7 +187,8 @@ class PointerStream extends EventEmitter {
     return this.#changed(super.removeAllListeners(...names));
   }
 
-  // The capture cannot go on. Who loops over the events is told there; nobody's error is the application's.
+  // Called when the capture cannot be restarted. Loops get the error. 'error' is emitted if it has listeners, or if
+  // there is no loop: then it becomes an uncaught exception.
   [kFail](error) {
     const isLooped = this.#ends.size > 0;
     this.#stop(error);

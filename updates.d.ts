@@ -1,14 +1,14 @@
 /**
- * Updates of the application's own MSIX package as promises, and the event log's records about them: a friendly face of
- * `msix_auto_updater`.
+ * Updates of the application's own MSIX package as promises, and event records about them as objects: a friendly layer
+ * over `msix_auto_updater`.
  *
- * The module loads on every system. Where the native part is missing, its functions reject with what is wrong.
+ * The module loads on every system. If the native part is missing, its functions reject with an error that says why.
  *
  * @example
  * const { applyUpdate, updateErrors } = require('zebbridge/updates');
  *
  * applyUpdate('https://example.com/app.msix').catch(async (error) => {
- *     console.error(error.message, error.code); // '0x80073CF3', say
+ *     console.error(error.message, error.code); // for example '0x80073CF3'
  *     const [last] = await updateErrors({ limit: 1 });
  *     if (last) console.error(last.time, last.text);
  * });
@@ -19,13 +19,13 @@ export class UpdateError extends Error {
   /** @param report What the native module reported. */
   constructor(report: string);
   name: 'UpdateError';
-  /** The HRESULT as text, such as "0x80073CF3"; undefined when the report names none. */
+  /** The HRESULT as text, such as "0x80073CF3"; undefined if the report has none. */
   code: string | undefined;
-  /** The same as a number, such as 0x80073CF3. */
+  /** The HRESULT as a number, such as 0x80073CF3. */
   hresult: number | undefined;
 }
 
-/** The part of an AbortSignal that is used. */
+/** The part of an `AbortSignal` that this module uses. */
 export interface UpdateSignal {
   readonly aborted: boolean;
   readonly reason?: any;
@@ -35,81 +35,82 @@ export interface UpdateSignal {
 
 export interface ApplyUpdateOptions {
   /**
-   * Ends the waiting with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause` is the
-   * reason. Windows goes on with an update that it has begun, and until that has failed no other one starts.
+   * Stops waiting and rejects with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause`
+   * is the signal's reason. Windows continues an update that has begun, and no other update starts until it has failed.
    */
   signal?: UpdateSignal | undefined;
-  /** Schemes to take beside `http`, `https` and `file`, without their colons. */
+  /** Schemes to accept in addition to `http`, `https` and `file`, without their colons. */
   schemes?: readonly string[] | undefined;
 }
 
 /**
- * Has Windows update the application's package. The promise never resolves: when the update succeeds, Windows closes the
- * application. A running update keeps the process alive.
+ * Has Windows update the application's package. The promise never resolves, because Windows closes the application when
+ * the update succeeds. A running update keeps the process alive.
  *
- * One update runs at a time; a second one rejects at once with `code` "ERR_ZEBBRIDGE_UPDATE_RUNNING". A success that
- * leaves the application running is not told apart from an update that still runs, so no other one starts then.
+ * One update runs at a time; a second call rejects at once with `code` "ERR_ZEBBRIDGE_UPDATE_RUNNING". This function
+ * cannot tell an update that succeeded and left the application running from one that still runs, so no other update
+ * starts after it.
  *
- * While an update runs, the handler of `msix_auto_updater.setErrorHandler` is this function's; afterwards there is none.
+ * While an update runs, this function uses `msix_auto_updater.setErrorHandler`. Afterwards no handler is set.
  *
- * Call `windows.registerApplicationRestart()` before: otherwise nobody starts the application again.
+ * Call `windows.registerApplicationRestart()` first: otherwise Windows does not restart the application.
  *
- * @param uri An absolute address of the package.
- * @throws UpdateError when the update fails or cannot start.
- * @throws TypeError with `code` "ERR_INVALID_URL" for text that is no such address, or one that names the wrong option.
+ * @param uri The absolute address of the package.
+ * @throws UpdateError if the update fails or cannot start.
+ * @throws TypeError with `code` "ERR_INVALID_URL" if `uri` is not such an address; or one that names a wrong option.
  */
 export function applyUpdate(uri: string, options?: ApplyUpdateOptions): Promise<never>;
 
-/** The weight of a record of the event log. */
+/** The level of an event record. */
 export type UpdateErrorLevel = 'critical' | 'error' | 'warning' | 'information' | 'verbose';
 
-/** A moment: a Date, milliseconds since 1970, or an ISO text. */
+/** A time: a `Date`, milliseconds since 1970, or ISO text. */
 export type UpdateErrorTime = Date | number | string;
 
-/** Which records to read. */
+/** Which event records to read. */
 export interface UpdateErrorsOptions {
-  /** The earliest and the latest moment, `until` no earlier than `since`; without them there is no limit. */
+  /** The earliest and the latest time; no limit by default. `until` must not be earlier than `since`. */
   since?: UpdateErrorTime | undefined;
   until?: UpdateErrorTime | undefined;
-  /** The levels to read, critical and error by default. */
+  /** The levels to read; critical and error by default. */
   levels?: readonly UpdateErrorLevel[] | undefined;
-  /** The largest number of records to give; all by default. */
+  /** The largest number of records to return; no limit by default. */
   limit?: number | undefined;
-  /** Which records come first, and so which are given up for `limit`. The newest by default. */
+  /** Which records come first, and so which ones `limit` keeps; the newest by default. */
   order?: 'newest' | 'oldest' | undefined;
-  /** The channel to read: Microsoft-Windows-AppXDeploymentServer/Operational by default. */
+  /** The channel to read; Microsoft-Windows-AppXDeploymentServer/Operational by default. */
   channel?: string | undefined;
   /**
-   * In place of `since`, `until` and `levels`: an XPath expression of the event log's kind for the channel, such as
-   * `*[System[EventID=404]]`, or a whole structured XML query, which names its own channels.
+   * Replaces `since`, `until` and `levels`: an XPath expression for the channel, as the event log defines it, such as
+   * `*[System[EventID=404]]`; or a complete structured XML query, which names its own channels.
    */
   query?: string | undefined;
 }
 
-/** A record of the event log. Of one whose XML is damaged, `xml` is all that is known. */
+/** An event record. If its XML is damaged, only `xml` holds information. */
 export interface UpdateErrorRecord {
-  /** When it was written, in milliseconds; null when the record does not say. */
+  /** When the record was written, in milliseconds; null if the record does not say. */
   time: Date | null;
-  /** The number of the event, which is the provider's. */
+  /** The event's number, which the provider chooses. */
   id: number;
-  /** One of `UpdateErrorLevel`, or the number of a level that the provider made up, as text. */
+  /** One of `UpdateErrorLevel`, the number of a level that the provider defines, as text, or empty if there is none. */
   level: string;
-  /** Who wrote it. */
+  /** The name of the program part that wrote the record. */
   provider: string;
-  /** The message where the record carries one, and otherwise the values of its data fields. */
+  /** The record's message if it has one, otherwise the values of its data fields. */
   text: string;
-  /** The data fields by name; those without a name by their place, from "0" on. */
+  /** The data fields by name. A field without a name has its position as name, counted from "0". */
   data: { [name: string]: string };
-  /** The record as the event log gave it. */
+  /** The record's XML as the event log returned it. */
   xml: string;
 }
 
 /**
- * Reads records of the event log about package deployments, in a thread of their own: the application never waits for
- * the event log's service.
+ * Reads event records about package deployments. A worker thread does this, so the calling thread does not wait for the
+ * event log service. (If a bundler loads the binary other than by `require`, the calling thread reads.)
  *
- * @throws Error with the system's text when the query is refused or the channel cannot be read.
- * @throws TypeError that names the option which is wrong.
+ * @throws Error with the system's text if the query is refused or the channel cannot be read.
+ * @throws TypeError that names a wrong option.
  *
  * @example
  * const { updateErrors } = require('zebbridge/updates');

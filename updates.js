@@ -7,9 +7,9 @@ const { readRecords } = require('./lib/event_records.js');
 
 // ---- updates ---------------------------------------------------------------------------------------------------------------
 
-// What the native module reports, in one of its three forms.
+// A report of the native module that carries an HRESULT as a signed decimal number.
 const RUNTIME_ERROR = /^winrt exception with message: ([^]*) and code: (-?\d+)$/;
-const HRESULT = /\b0x[89a-f][0-9a-f]{7}\b/i; // of a failure
+const HRESULT = /\b0x[89a-f][0-9a-f]{7}\b/i; // only failures: the top bit is set
 
 class UpdateError extends Error {
   constructor(report) {
@@ -23,7 +23,8 @@ class UpdateError extends Error {
 }
 Object.defineProperty(UpdateError.prototype, 'name', { value: 'UpdateError', writable: true, configurable: true });
 
-// From the start of an update until its failure is reported. A success is not: Windows closes the application.
+// True from the start of an update until its failure is reported. Success is never reported, because Windows closes the
+// application.
 let isUpdating = false;
 
 async function applyUpdate(uri, options) {
@@ -32,11 +33,11 @@ async function applyUpdate(uri, options) {
   const address = packageAddress(uri, { schemes });
   if (signal?.aborted) throw abortError(signal);
   if (isUpdating) {
-    throw Object.assign(new Error('An update is running already.'), { code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' });
+    throw Object.assign(new Error('An update is already running.'), { code: 'ERR_ZEBBRIDGE_UPDATE_RUNNING' });
   }
-  const { msix_auto_updater: updater } = require('./lib/native.js').native; // not before: loading it may throw
+  const { msix_auto_updater: updater } = require('./lib/native.js').native; // not earlier: loading it may throw
   return new Promise((_, reject) => {
-    // Windows goes on with what it has begun. Only the waiting ends.
+    // This only stops waiting: Windows continues an update that has begun.
     const onAbort = () => reject(abortError(signal));
     const fail = (error) => {
       isUpdating = false;
@@ -44,7 +45,7 @@ async function applyUpdate(uri, options) {
       signal?.removeEventListener('abort', onAbort);
       reject(error);
     };
-    updater.setErrorHandler((report) => fail(new UpdateError(report))); // before the start, which may report at once
+    updater.setErrorHandler((report) => fail(new UpdateError(report))); // first, because the start may report at once
     isUpdating = true;
     signal?.addEventListener('abort', onAbort, { once: true });
     try {

@@ -1,4 +1,4 @@
-// Shows which buttons are held at this moment, without a capture. Ends when left and right are held together.
+// Prints which mouse buttons are held, without a capture. Ends when left and right are held together.
 //
 //   node button-state.js
 'use strict';

@@ -1,4 +1,4 @@
-// Ends the process by a fault, to see what the application's crash reporting makes of it.
+// Crashes the process, to test the application's crash reporting.
 //
 //   node crash.js [stack-overflow]
 'use strict';

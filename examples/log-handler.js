@@ -1,4 +1,4 @@
-// Keeps the module's log in a file, one line per record.
+// Writes the module's log to a file, one line per log record.
 //
 //   node log-handler.js FILE
 'use strict';
@@ -12,7 +12,7 @@ if (name === undefined) {
 }
 const file = fs.openSync(name, 'a');
 
-// An exception in here is dropped, so a full disk does not stop the application.
+// Exceptions in the handler are dropped, so a full disk does not stop the application.
 diagnostics.setLogHandler((message, level) => {
   fs.writeSync(file, `${new Date().toISOString()} ${level === LogLevel.Error ? 'error' : 'information'}: ${message}\n`);
 });
@@ -21,5 +21,5 @@ const capture = hardware.capturePointer();
 capture.startCapturing();
 capture.stopCapturing();
 
-shutdown(); // the last record has been written; the handler is let go
+shutdown(); // removes the handler, so nothing writes to the file any more
 fs.closeSync(file);

@@ -1,5 +1,5 @@
-// Looks around as a game does: raw motion turns the view, as far as the mouse goes and not only to the screen's edge,
-// and also while another window is in front. The left button shoots, the middle one ends.
+// Looks around as in a game: raw motion turns the view, without stopping at the screen's edge and even while another
+// window has the focus. The left button shoots; the middle button ends the example.
 //
 //   node pointer-capture.js [degrees per count]
 'use strict';
@@ -10,7 +10,7 @@ const sensitivity = Number(process.argv[2] ?? 0.1);
 const view = { yaw: 0, pitch: 0 };
 let shots = 0;
 
-// Keep the object as long as it captures: when it is collected, the capture ends.
+// Keep a reference to the object while it captures, because its garbage collection ends the capture.
 const capture = hardware.capturePointer();
 
 capture.setMotionEventCallback(({ offset }) => {
@@ -20,7 +20,7 @@ capture.setMotionEventCallback(({ offset }) => {
 
 capture.setButtonsEventCallback(({ left, middle }) => {
   if (left === Pressed) console.log(`shot ${++shots} at ${view.yaw.toFixed(1)}, ${view.pitch.toFixed(1)}`);
-  if (middle === Pressed) capture.stopCapturing(); // nothing keeps the process then
+  if (middle === Pressed) capture.stopCapturing(); // then nothing keeps the process alive
 });
 
 capture.startCapturing();

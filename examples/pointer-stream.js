@@ -1,5 +1,5 @@
-// Measures drags: how far the mouse goes while the left button is held, also outside of every window. The middle button
-// ends.
+// Measures drags: how far the mouse moves while the left button is held, even outside all windows. The middle button
+// ends the example.
 //
 //   node pointer-stream.js
 'use strict';
@@ -19,7 +19,7 @@ pointer.on('buttons', ({ left, middle }) => {
     console.log(`dragged by ${drag.x}, ${drag.y}`);
     drag = null;
   }
-  if (middle === ButtonTransition.Pressed) pointer.stop(); // nothing keeps the process then
+  if (middle === ButtonTransition.Pressed) pointer.stop(); // then nothing keeps the process alive
 });
 
 pointer.start();

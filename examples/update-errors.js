@@ -1,4 +1,4 @@
-// Prints what Windows wrote into its event log about failed package deployments in the last days.
+// Prints what Windows wrote to its event log about failed package deployments in the last days.
 //
 //   node update-errors.js [days]
 'use strict';
@@ -10,7 +10,7 @@ const query = `<QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Op
 </Query></QueryList>`;
 
 try {
-  const records = msix_auto_updater.getUpdateErrors(query); // oldest first, each one's XML
+  const records = msix_auto_updater.getUpdateErrors(query); // XML texts, oldest first
   for (const xml of records) {
     const [, time] = /<TimeCreated SystemTime=['"]([^'"]*)/.exec(xml) ?? [];
     const [, code] = /<Data Name=['"]ErrorCode['"]>([^<]*)/.exec(xml) ?? [];

@@ -1,5 +1,5 @@
-// Applies a package of the application as an update of the installed one. When that fails, it prints what Windows wrote
-// into its event log since the start.
+// Updates the installed application from a package. If that fails, prints what Windows wrote to its event log since the
+// start.
 //
 //   node update-explained.js https://example.com/app.msix
 'use strict';
@@ -8,11 +8,11 @@ const { applyUpdate, updateErrors, UpdateError } = require('zebbridge/updates');
 async function main(address) {
   const since = new Date();
   try {
-    await applyUpdate(address); // when it succeeds, Windows ends the application
+    await applyUpdate(address); // if it succeeds, Windows closes the application
   } catch (error) {
     process.exitCode = 1;
     console.error('not updated:', error.message);
-    if (!(error instanceof UpdateError)) return; // the address is none, say
+    if (!(error instanceof UpdateError)) return; // a bad address, for example
     for (const { time, text } of await updateErrors({ since, order: 'oldest' })) {
       console.error(time?.toISOString() ?? 'at an unknown time', text);
     }

@@ -1,4 +1,4 @@
-// Applies a package of the application as an update of the installed one, and says so when that fails.
+// Updates the installed application from a package, and prints the error if that fails.
 //
 //   node update.js https://example.com/app.msix
 'use strict';
@@ -17,4 +17,4 @@ try {
   console.error(error.message); // not an absolute address, or not on this system
   process.exitCode = 2;
 }
-// A success is silent: Windows ends the application to replace it. Until then the process stays alive.
+// Success is silent: Windows closes the application to replace it. Until then the process stays alive.

@@ -1,5 +1,5 @@
-// Puts a window where it was when it was last saved, as an application does at its start. Takes the native window
-// handle as a number; where a runtime gives it as a buffer, that is `Number(buffer.readBigUInt64LE())`.
+// Restores a window's saved placement, as an application does at its start. Takes the native window handle as a number.
+// If a runtime gives the handle as a buffer, the number is `Number(buffer.readBigUInt64LE())`.
 //
 //   node window-placement.js HANDLE [minimised | maximised]
 'use strict';
@@ -13,7 +13,7 @@ const SHOW = {
 
 const saved = { left: 120, top: 90, right: 920, bottom: 690, state: process.argv[3] ?? 'normal' };
 try {
-  // The rectangle is the one to come back to, whatever the state.
+  // The rectangle is the normal position, to which the window returns from any other state.
   windows.setWindowPlacement(
     Number(process.argv[2]),
     saved.left,

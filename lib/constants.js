@@ -1,6 +1,6 @@
 'use strict';
 
-// The numbers that the native module takes and gives, by name.
+// Names for the numbers that the native module accepts and returns.
 
 module.exports = {
   MouseButton: Object.freeze({ Left: 0, Middle: 1, Right: 2 }),

@@ -4,7 +4,7 @@ const { checkedOptions, invalidOption } = require('./options.js');
 
 const CHANNEL = 'Microsoft-Windows-AppXDeploymentServer/Operational';
 
-// The numbers of each level; 0 says that the provider gave none, which the event log's own viewer shows as information.
+// The numbers of each level. 0 means that the provider set no level; the Windows Event Viewer shows it as information.
 const LEVELS = { critical: [1], error: [2], warning: [3], information: [4, 0], verbose: [5] };
 
 const OPTIONS = ['since', 'until', 'levels', 'limit', 'order', 'channel', 'query'];
@@ -17,19 +17,19 @@ function time(name, value) {
   return date;
 }
 
-// Text that XML can hold.
+// Checks that an option is text that XML can hold.
 function text(name, value) {
   if (
     typeof value !== 'string' ||
     value === '' ||
     /[^\t\n\r\x20-\ud7ff\ue000-\ufffd\u{10000}-\u{10ffff}]/u.test(value)
   ) {
-    throw invalidOption(name, 'a text that is not empty and has no control characters');
+    throw invalidOption(name, 'text that is not empty and has no control characters');
   }
   return value;
 }
 
-// The native method hands on nothing but ASCII as it is.
+// The native method passes only ASCII on unchanged.
 const inAscii = (xml) => xml.replace(/[^\0-\x7f]/gu, (character) => `&#x${character.codePointAt(0).toString(16)};`);
 
 const ENTITIES = { '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;', "'": '&apos;' };
@@ -54,7 +54,7 @@ function filter({ since, until, levels = ['critical', 'error'] }) {
   return `*[System[${conditions.join(' and ')}]]`;
 }
 
-// { query, order, limit } out of the options of updateErrors. What is wrong with them is a TypeError.
+// Turns the options of updateErrors into { query, order, limit }. Throws a TypeError if an option is wrong.
 function eventQuery(options) {
   const { limit = Infinity, order = 'newest', channel = CHANNEL, query, ...rest } = checkedOptions(options, OPTIONS);
   if (limit !== Infinity && (!Number.isSafeInteger(limit) || limit < 1)) {

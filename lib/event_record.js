@@ -21,7 +21,8 @@ const children = (element) => Array.from(element?.childNodes ?? []).filter(({ no
 const child = (element, name) => children(element).find(({ localName }) => localName === name);
 const textOf = (element) => element?.textContent ?? '';
 
-// The fields of EventData are named by an attribute, or not at all; those of UserData are elements of the provider's.
+// A field of EventData has its name in an attribute, or has no name. The fields of UserData are the provider's own
+// elements.
 function dataOf(event) {
   const fields = children(child(event, 'EventData'))
     .filter(({ localName }) => localName === 'Data')
@@ -30,7 +31,7 @@ function dataOf(event) {
   return Object.fromEntries([...fields, ...own]);
 }
 
-// One record of the event log out of its XML. Of XML that is damaged, nothing but itself is known.
+// Turns the XML of an event record into an object. If the XML is damaged, only `xml` holds information.
 function eventRecord(xml) {
   const event = parse(xml);
   const system = child(event, 'System');

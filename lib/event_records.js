@@ -5,8 +5,8 @@ const Module = require('node:module');
 const { Worker } = require('node:worker_threads');
 const source = require('./event_worker_source.js');
 
-// The file of the native module, as the runtime has loaded it: bundlers and archives move it. Undefined where it was
-// loaded in another way than by a require, or not at all.
+// The file from which the runtime loaded the native module; bundlers and archives move it. Undefined if the module was
+// not loaded by a require, or not at all.
 function binaryOf({ msix_auto_updater: updater }) {
   const loaded = Object.values(Module._cache).find(
     ({ filename, exports }) => filename?.endsWith('.node') && exports?.msix_auto_updater === updater,
@@ -14,12 +14,12 @@ function binaryOf({ msix_auto_updater: updater }) {
   return loaded?.filename;
 }
 
-// The thread that reads, because the event log's service answers when it likes. It is made once and stays: the end of
-// any thread that has loaded the native module takes the application's log handler away. While nobody waits for it, it
-// keeps no process.
+// The thread that reads the event log, because the event log service may take any time to answer. The thread is made
+// once and kept, because the end of any thread that has loaded the native module removes the application's log handler.
+// It keeps the process alive only while a request is pending.
 let thread = null;
-const waiting = []; // in the order of the requests, which is that of the answers
-const context = new AsyncResource('ZebbridgeEventLog'); // a thread keeps the context that it was made in
+const waiting = []; // in the order of the requests; answers come in the same order
+const context = new AsyncResource('ZebbridgeEventLog'); // because a worker keeps the context it was made in
 
 function makeThread() {
   const worker = new Worker(source, { eval: true, execArgv: [] });
@@ -42,10 +42,10 @@ function makeThread() {
 }
 
 async function readRecords({ query, order, limit }) {
-  const { native } = require('./native.js'); // not before: loading it may throw
-  native.hardware.getButtonState(1); // throws where the native part is missing, and after shutdown()
+  const { native } = require('./native.js'); // not earlier, because loading it may throw
+  native.hardware.getButtonState(1); // throws if the native part is missing, and after shutdown()
   const file = binaryOf(native);
-  // A module that the thread cannot load is asked here.
+  // If the thread cannot load the module, read on the calling thread.
   const texts = file === undefined ? native.msix_auto_updater.getUpdateErrors(query) : undefined;
   return new Promise((resolve, reject) => {
     thread ??= context.runInAsyncScope(makeThread);

@@ -1,13 +1,14 @@
 'use strict';
 
-// The thread that reads the event log: for each { file, texts, query, order, limit } that comes, { records } or { error }
-// goes.
+// The script of the thread that reads the event log. It answers each { file, texts, query, order, limit } with
+// { records } or { error }.
 const fs = require('node:fs');
 const path = require('node:path');
 const { parentPort } = require('node:worker_threads');
 const { eventRecord } = require('./event_record.js');
 
-// The application's host may show an archive as a folder, but not to this thread. Its binaries stand beside it then.
+// Some hosts show an archive as a folder to application script, but not to this thread. The archive's binaries are then
+// in a folder beside it.
 function realFile(file) {
   for (let above = path.dirname(file); above !== path.dirname(above); above = path.dirname(above)) {
     if (fs.statSync(above, { throwIfNoEntry: false })?.isFile()) return `${above}.unpacked${file.slice(above.length)}`;
@@ -25,7 +26,7 @@ parentPort.on('message', (request) => {
   try {
     parentPort.postMessage({ records: read(request) });
   } catch (error) {
-    // A copy of an error has lost what is not every error's.
+    // Copying an error between threads loses properties such as `code`.
     parentPort.postMessage({ error: { message: String(error?.message ?? error).trim(), code: error?.code } });
   }
 });

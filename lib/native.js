@@ -1,14 +1,14 @@
 'use strict';
 
-// Gives the native module, or exports in its shape that say why it is not here.
+// Exports the native module, or a substitute of the same shape whose functions say why the module is missing.
 
 const { existsSync } = require('node:fs');
 const { createRequire } = require('node:module');
 const path = require('node:path');
 
-// Code against V8's C++ API is tied to one module version, so there is one binary per version. The version also tells
-// the runtimes apart: no two share one. Each `require` is spelled out, because bundlers follow only what they can read:
-// those that cannot take a binary along then fail while they build, and not on the user's machine.
+// Code that uses V8's C++ API works with one module version only, so there is one binary per version. The version also
+// identifies the runtime, because no two runtimes share one. Each `require` is literal, so that bundlers see it: a
+// bundler that cannot include a binary then fails at build time and not on the user's machine.
 const BINARIES = {
   123: {
     runtime: 'desktop runtimes with module version 123',
@@ -38,7 +38,8 @@ function unavailable() {
   );
 }
 
-// What is likely when the runtime does not load the binary, with what it says, in one line. `cause` is the error as it came.
+// An error that names the likely reason why the runtime did not load the binary and quotes the runtime's error, `cause`,
+// in one line.
 function explained(cause) {
   const words = String(cause?.message ?? cause)
     .trim()
@@ -47,7 +48,7 @@ function explained(cause) {
     case 'MODULE_NOT_FOUND':
       return failure(
         'BINARY_MISSING',
-        `zebbridge does not find its binary ${binary}: it was left out when the application was packaged or bundled, ` +
+        `zebbridge cannot find its binary ${binary}: it was left out when the application was packaged or bundled, ` +
           'or this is a checkout and not the installed package (docs/packaging.md).',
         cause,
       );
@@ -67,7 +68,7 @@ function explained(cause) {
               `archive from which it must be unpacked (docs/packaging.md): ${words}`,
         cause,
       );
-    default: // the binary's own refusal
+    default: // the binary itself refused
       return failure('BINARY_FAILED', `zebbridge's binary ${binary} does not start in this process: ${words}`, cause);
   }
 }
@@ -75,7 +76,7 @@ function explained(cause) {
 function load() {
   try {
     if (moduleVersion in BINARIES) return BINARIES[moduleVersion].load();
-    // One that the user has built and put beside the others. Not a literal `require`: bundlers would look for it.
+    // A binary that the user built and put beside the others. No literal `require` here, or bundlers would look for it.
     const file = path.join(__dirname, '..', binary);
     if (existsSync(file)) return createRequire(file)(file);
   } catch (error) {
@@ -84,8 +85,8 @@ function load() {
   throw unavailable();
 }
 
-// Applications for several systems depend on this package on all of them. So it loads everywhere, with every export in
-// place. What would do nothing useful does nothing, so that an orderly end needs no question; the rest throws.
+// Applications for several systems depend on this package on all of them, so it loads everywhere with all its exports.
+// `shutdown`, `dispose` and the setters of handlers do nothing, so that an orderly end needs no check; all others throw.
 function refusingExports() {
   const named = (name, value) => Object.defineProperty(value, 'name', { value: name });
   const refusing = (...names) =>

@@ -1,12 +1,13 @@
 'use strict';
 
-// What the modules beside the plain one have in common: their options, and the signal among them.
+// What zebbridge/pointer and zebbridge/updates share: checks of their options, and errors of an aborted signal.
 
 function invalidOption(name, wanted) {
   return Object.assign(new TypeError(`The option "${name}" must be ${wanted}.`), { code: 'ERR_INVALID_ARG_VALUE' });
 }
 
-// Gives the options, if there are any, and refuses those that have other names: a misspelt one would do nothing.
+// Returns the options, or an empty object if there are none. Refuses unknown names, because a misspelt option would
+// otherwise do nothing.
 function checkedOptions(options, names) {
   if (options === undefined) return {};
   if (typeof options !== 'object' || options === null) {
@@ -24,7 +25,7 @@ function checkSignal(signal) {
   }
 }
 
-// What an aborted operation rejects with, as those of the runtime do.
+// What an aborted operation rejects with; the runtime's own operations do the same.
 function abortError(signal) {
   const error = new Error('The operation was aborted', { cause: signal.reason });
   return Object.assign(error, { name: 'AbortError', code: 'ABORT_ERR' });

@@ -4,7 +4,8 @@ const { abortError, checkedOptions, checkSignal, invalidOption } = require('./op
 
 const DEFAULT_LIMIT = 1024;
 
-// Events that nobody has asked for yet. A full buffer gives up its oldest one, and keeps the sum of those.
+// Events that the loop has not asked for yet. A full buffer drops its oldest event and adds it to the sum of those that
+// it dropped.
 class Buffer {
   #limit;
   #events = [];
@@ -19,7 +20,7 @@ class Buffer {
     this.#events.push(event);
   }
 
-  // The next event, after the report of what is missing before it; undefined when there is none.
+  // The next event; undefined if there is none. If events before it were dropped, a 'dropped' item comes first.
   take() {
     const dropped = this.#dropped;
     this.#dropped = null;
@@ -53,17 +54,17 @@ class Buffer {
   }
 }
 
-// The events of a stream for one loop. `ends` is the stream's set of functions to call when it stops; each tells whether
-// it took the error, if there is one.
+// The events of a stream for one loop. `ends` is the set of functions that the stream calls, with an error or nothing,
+// when it stops.
 function pointerEvents(stream, ends, options) {
   const { signal, limit = DEFAULT_LIMIT } = checkedOptions(options, ['signal', 'limit']);
   checkSignal(signal);
   if (!Number.isSafeInteger(limit) || limit < 1) throw invalidOption('limit', 'a whole number above 0');
 
   const buffer = new Buffer(limit);
-  const waiting = []; // the promises of next() that nothing has come for
+  const waiting = []; // the pending promises of next()
   let ended = false;
-  let failure; // what the next next() rejects with, when all events are taken
+  let failure; // what next() rejects with after all events have been taken
   let isAborted = false;
 
   const onMotion = (event) => push({ type: 'motion', ...event });
@@ -76,7 +77,7 @@ function pointerEvents(stream, ends, options) {
     else end(abortError(signal));
   };
 
-  // A signal that outlives many loops holds those that wait, and no others.
+  // Listen only while a next() is pending, so that a long-lived signal does not hold loops that are not waiting.
   const listenToSignal = () => {
     if (waiting.length > 0) signal?.addEventListener('abort', onAbort);
     else signal?.removeEventListener('abort', onAbort);
@@ -88,7 +89,7 @@ function pointerEvents(stream, ends, options) {
     return listenToSignal();
   }
 
-  // Nothing more comes. What has come can still be taken, and then the error.
+  // No more events will come. Those that have arrived can still be taken, and after them the error.
   function end(error) {
     if (ended) return;
     ended = true;
@@ -121,7 +122,7 @@ function pointerEvents(stream, ends, options) {
     },
 
     async return(value) {
-      isAborted = true; // a loop that has been left hears of nothing
+      isAborted = true; // an abort no longer matters to a loop that has been left
       buffer.clear();
       end();
       failure = undefined;

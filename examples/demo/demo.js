@@ -1,5 +1,5 @@
-// What `./zeb demo` runs, in the Windows Node.js inside a virtual desktop: the module captures the pointer while the X
-// server's pointer really moves and clicks, prints each event, and draws the captured path as a picture.
+// The script of `./zeb demo`. It runs in the Windows Node.js inside a virtual desktop, where the X server's pointer
+// really moves and clicks. It captures the pointer with the module, prints each event, and draws the captured path.
 'use strict';
 const path = require('node:path');
 const { drawTrail } = require('./trail');
@@ -16,7 +16,7 @@ const transitions = [];
 const travelled = { x: 0, y: 0 };
 const start = desktop.addon.cursor();
 
-// By the offsets, which are exact; the cursor may already be further when a report about it is read.
+// Computed from the offsets, which are exact. The cursor may have moved on before a raw input report is read.
 const position = () => ({ x: start.x + travelled.x, y: start.y + travelled.y });
 
 zebbridge.diagnostics.setLogHandler((text, level) => console.log(`log ${level}: ${text}`));
@@ -39,7 +39,8 @@ capture.setButtonsEventCallback((event) => {
   }
 });
 
-// A rose curve around the middle of the screen, a click with each button on its way. Gives the way from start to end.
+// Moves the pointer along a rose curve around the middle of the screen and clicks once with each button. Returns the
+// offset from start to end.
 async function movePointer() {
   const steps = 72;
   const at = (step) => {
@@ -58,7 +59,7 @@ async function movePointer() {
 }
 
 (async () => {
-  await desktop.startCapturing(capture); // starts, and has Wine wake the input thread as Windows does by itself
+  await desktop.startCapturing(capture); // also makes Wine wake the input thread, as Windows does by itself
   const way = await movePointer();
   await until('the last event', () => transitions.length === 6 && travelled.x === way.x && travelled.y === way.y);
   console.log(`left button is ${zebbridge.hardware.getButtonState(0) ? 'down' : 'up'}`);

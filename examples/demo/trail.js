@@ -4,7 +4,7 @@ const path = require('node:path');
 
 const COLOURS = { left: '#d1495b', middle: '#edae49', right: '#00798c' };
 
-// Draws where the pointer went, from light to dark, with presses as filled and releases as empty circles.
+// Draws the pointer's path from light to dark, with a filled circle for each press and an empty one for each release.
 function drawTrail(folder, points, transitions) {
   const lines = points.slice(1).map((point, index) => {
     const shade = Math.round(210 - (170 * index) / Math.max(points.length - 2, 1));

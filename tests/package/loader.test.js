@@ -142,7 +142,7 @@ describe('on win32-x64, loading fails', () => {
       'a binary that is missing',
       coded('MODULE_NOT_FOUND', 'Cannot find module'),
       'BINARY_MISSING',
-      /does not find its binary prebuilds.win32-x64.zebbridge\.abi123\.node: it was left out/,
+      /cannot find its binary prebuilds.win32-x64.zebbridge\.abi123\.node: it was left out/,
     ],
     ['native modules that are not allowed', coded('ERR_DLOPEN_DISABLED', 'disabled'), 'ADDONS_DISABLED', /--no-addons/],
     [

@@ -213,7 +213,7 @@ describe('an application', () => {
     test('because it is not there', () => {
       withImage(
         () => {},
-        () => says(runInWindows([script()]), 'ERR_ZEBBRIDGE_BINARY_MISSING', /does not find its binary/),
+        () => says(runInWindows([script()]), 'ERR_ZEBBRIDGE_BINARY_MISSING', /cannot find its binary/),
       );
     });
     test('because it is damaged', () => {

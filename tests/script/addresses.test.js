@@ -116,7 +116,7 @@ describe('the schemes', () => {
     assert.strictEqual(linkAddress('mailto:a@example.com'), 'mailto:a@example.com');
     assert.throws(() => linkAddress('ms-settings:'), {
       ...invalid,
-      message: 'Invalid URL: the scheme "ms-settings:" is none of http:, https:, mailto:',
+      message: 'Invalid URL: the scheme "ms-settings:" is not one of http:, https:, mailto:',
     });
   });
 

@@ -35,7 +35,7 @@ describe('update.js', () => {
 
   test('does not try an address that is none', async () => {
     const { status, stderr } = await run('app.msix', {});
-    assert.strictEqual(stderr, 'Invalid URL: it is no absolute address\n');
+    assert.strictEqual(stderr, 'Invalid URL: it is not an absolute address\n');
     assert.strictEqual(status, 2);
   });
 });
