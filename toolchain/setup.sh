@@ -123,9 +123,9 @@ install_packages() {
     # One package first: without a network, apt would try hundreds of files, each several times.
     step "look for Debian's packages" quietly eval "$sudo apt-get -q update &&
         $sudo apt-get -q -y --no-install-recommends --download-only -o Acquire::Retries=0 install ${missing[0]}" ||
-        die "Debian's packages cannot be fetched" "is the network reachable? try: $sudo apt-get update"
+        die "Debian's packages cannot be fetched" "is the network reachable? try: ${sudo:+sudo }apt-get update"
     step "install ${missing[*]}" quietly $sudo env DEBIAN_FRONTEND=noninteractive $command ||
-        die "the packages could not be installed" "what apt says is above; to repeat it, run: $sudo $command"
+        die "the packages could not be installed" "what apt says is above; to repeat it, run: ${sudo:+sudo }$command"
 }
 
 # Everything from npm is pinned by content, so npm's own cache will do. Without a network, npm must fail soon.
