@@ -29,7 +29,7 @@ void logApiNotExposed(const std::type_info& source, const std::type_info& target
 ///
 ///     ComPtr<zeb::RawInputDriver> driver = zeb::makeRawInputDriver();
 ///     if (driver) driver->releasePointerCapture();
-///     const auto same = ComPtr<IAnything>::acquire(driver);  // one more reference to the same object
+///     const auto same = ComPtr<IRefCounted>::acquire(driver);  // one more reference to the same object
 template <typename T>
 class ComPtr {
 public:
