@@ -75,7 +75,12 @@ doctor() {
 }
 
 check_wine() {
-    local refusal
+    local refusal version
+    if [ -z "$ZEB_WINE_ROOT" ]; then
+        version=$(/usr/lib/wine/wine64 --version 2>&1)
+        [[ $version =~ ^wine-([0-9]+) && ${BASH_REMATCH[1]} -ge 10 ]] ||
+            die "this machine's Wine is another one: $version" "Wine 10 or later is needed: apt-get install wine64/$WINE_RELEASE"
+    fi
     [ -z "$ZEB_WINE_ROOT" ] || refusal=$("$ROOT/toolchain/in-root" /nowhere true 2>&1) ||
         die "bubblewrap cannot run Wine here: $refusal" \
             "allow user namespaces or, in a container, let root mount (CAP_SYS_ADMIN); Debian 13 needs neither"
