@@ -51,7 +51,7 @@ class Fuzzer {
 
   learn(exports) {
     for (const name of ['diagnostics', 'hardware', 'windows', 'msix_auto_updater']) this.learnMethods(exports[name]);
-    if (this.methods.length > 60) this.methods.splice(0, 30); // the methods of released components
+    if (this.methods.length > 60) this.methods.splice(0, 30); // methods of released components
   }
 
   learnMethods(object) {

@@ -554,7 +554,7 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
       await worker.terminate();
     }
     assert.equal(await ended, code);
-    harness.releaseDeployments(); // they go on without the worker
+    harness.releaseDeployments(); // they continue without the worker
     await until(
       'the end of the deployments',
       () => harness.counts().deployments === 0 && harness.counts().threads === 0,

@@ -90,7 +90,7 @@ test(`${COUNT} in a row leave nothing`, HOURS, () =>
       await turn(0);
       progress(index);
     }
-    const { asyncHandles, handles } = counts();  // what runs on has threads and blocks
+    const { asyncHandles, handles } = counts();  // work that continues has threads and blocks
     assert.ok(asyncHandles <= before.asyncHandles && handles <= before.handles, 'after number ' + index);
   }
   await until('the ends of the deployments', () => counts().deployments === 0 && counts().threads <= 1);

@@ -1,11 +1,11 @@
-// The add-on of test components that reach every branch of the binding layer: tests/standins/binding-probe.
+// The add-on with test components that reach every branch of the binding layer: tests/standins/binding-probe.
 'use strict';
 const assert = require('node:assert/strict');
 const { buildFile, collect } = require('./zebbridge');
 
 const { probe, control, diagnostics, shutdown } = require(buildFile('node', 'binding-probe.node'));
 
-// Whatever earlier tests left is collected before a test looks at ends.
+// Collects what earlier tests left before a test looks at ends.
 function takeEnds() {
   collect();
   return control.wrappedEnds();
@@ -15,7 +15,8 @@ function takeEnds() {
 const struct = (name) => (process.platform === 'win32' ? `struct ${name}` : name);
 const WRAPPED = struct('probe::Wrapped');
 
-// What a method throws into script for native failures: an Error of its own realm with a message and a stack, no more.
+// What a method throws into script for a native failure: an Error of script's own realm with a message and a stack, no
+// more.
 function thrownBy(call) {
   try {
     call();
