@@ -1,36 +1,53 @@
-# Sourced by ../zeb: builds the measured modules, optimised, natively and for Windows, and runs both measurements.
+# Sourced by ../zeb: builds the measured modules, optimised, natively and for Windows, and runs all measurements.
 #
-#   ZEB_BENCH_RECORDS   records per stream, default 1000000; fewer for a quick look
+#   ZEB_BENCH_RECORDS         records per stream, default 1000000; fewer for a quick look
+#   ZEB_BENCH_MOUSE_SECONDS   of each mouse, default 5
 
-bench_dependencies() {  # prints the folder of node-addon-api
-    local folder
-    folder=$ZEB_CACHE/bench-$(sha256sum <bench/package-lock.json | cut -c1-12)
-    if [ ! -d "$folder" ]; then
-        local work
-        work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
-        cp bench/package.json bench/package-lock.json "$work"
-        (cd "$work" && npm ci --silent >/dev/null) || return
-        mv -T "$work" "$folder" 2>/dev/null || true
-    fi
-    echo "$folder/node_modules/node-addon-api"
+bench_build() {  # preset, targets...
+    run cmake --preset "$1" -B "$BUILD/$1" --log-level=WARNING \
+        -DZEB_NODE_ADDON_API="$ZEB_BENCH_PACKAGES/node_modules/node-addon-api" >/dev/null &&
+        run ninja -C "$BUILD/$1" -j "$ZEB_JOBS" "${NINJA_OPTIONS[@]}" "${@:2}"
 }
 
-bench_build() {  # preset
-    run cmake --preset "$1" -B "$BUILD/$1" --log-level=WARNING -DZEB_NODE_ADDON_API="$ZEB_NODE_ADDON_API" >/dev/null &&
-        run ninja -C "$BUILD/$1" -j "$ZEB_JOBS" "${NINJA_OPTIONS[@]}" bench_module bench_peers
+bench_on() {  # linux|windows, arguments...
+    local system=$1
+    shift
+    case $system in
+        linux) run "$ZEB_NODE_LINUX/bin/node" --expose-gc "$@" ;;
+        windows)
+            ZEB_WINE_LIVE=1 ZEB_WINE_TIMEOUT=1200 \
+                run toolchain/wine/run "$ZEB_NODE_WIN/bin/node.exe" --expose-gc "${@/#\//Z:/}"
+            ;;
+    esac
+}
+
+# A desktop without a screen, in a prefix of its own: an X server answers each report with an echo, which Wine takes for a
+# further one.
+bench_real_mouse() {  # result file
+    local WINEPREFIX=$BUILD/wine-bench ZEB_BUILD=Z:$BUILD/windows-release
+    export WINEPREFIX ZEB_BUILD
+    toolchain/wine/run reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null &&
+        bench_on windows "$ROOT/bench/mouse-real.js" "$ZEB_BENCH_PACKAGES/node_modules" "$1"
 }
 
 verb_bench() {
+    local results=$BUILD/bench system modules
     setup_windows
-    local ZEB_NODE_ADDON_API results=$BUILD/bench
-    ZEB_NODE_ADDON_API=$(bench_dependencies) ||
-        die "npm could not fetch what bench/package.json names" "is the network reachable? try: npm view node-addon-api"
+    make_part "$ZEB_BENCH_PACKAGES" "fetch what is measured beside the module" \
+        fetch_from_npm bench "$ZEB_BENCH_PACKAGES" --force  # also a package that only another system can load
     rm -rf "$results" && mkdir -p "$results"
-    step "build for Linux" bench_build linux-release && step "build for Windows" bench_build windows-release || return
-    step "measure natively" run "$ZEB_NODE_LINUX/bin/node" --expose-gc bench/measure.js \
-        "$BUILD/linux-release/node" "$results/linux.json" >/dev/null || return
-    ZEB_WINE_TIMEOUT=1200 step "measure in the Windows Node.js" run toolchain/wine/run "$ZEB_NODE_WIN/bin/node.exe" \
-        --expose-gc "Z:$ROOT/bench/measure.js" "Z:$BUILD/windows-release/node" "Z:$results/windows.json" >/dev/null || return
+    step "build for Linux" bench_build linux-release bench_module bench_peers &&
+        step "build for Windows" bench_build windows-release bench_module bench_peers bench_sender zebbridge_node \
+            desktop_control_node || return
+    for system in linux windows; do
+        modules=$BUILD/$system-release/node
+        step "measure calls and events on $system" \
+            bench_on $system "$ROOT/bench/measure.js" "$modules" "$results/$system.json" || return
+        # From here on, what does not run is a row of the table that says so.
+        step "measure a mouse on $system" bench_on $system "$ROOT/bench/mouse.js" "$modules" \
+            "$ZEB_BENCH_PACKAGES/node_modules" "$results/mouse-$system.json"
+    done
+    step "measure a mouse of the system" bench_real_mouse "$results/mouse-desktop.json"
     run "$ZEB_NODE_LINUX/bin/node" bench/report.js "$results" "$results" || return
     echo "to record them: cp $results/RESULTS.md $results/results.svg bench/"
 }

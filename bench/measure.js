@@ -121,12 +121,12 @@ const contenders = {
       capture.setMotionEventCallback(onRecord);
       capture.startCapturing();
     },
-    (count) => bench.raw.burst(count),
+    (count) => bench.raw.push(count),
     () => capture.stopCapturing(),
   ],
   'zebbridge/pointer': [
     (onRecord) => pointer.removeAllListeners().on('motion', onRecord).start(),
-    (count) => bench.raw.burst(count),
+    (count) => bench.raw.push(count),
     () => pointer.stop(),
   ],
   obvious: [bench.raw.startObvious, bench.raw.pushObvious, bench.raw.stopObvious],
@@ -154,6 +154,7 @@ async function streamRatio(batch) {
 async function events() {
   const rows = {};
   for (const batch of BATCHES) {
+    console.log(`events, batches of ${batch}`);
     const total = Math.max(batch, Math.floor(RECORDS / (batch === 1 ? 10 : batch === 8 ? 4 : 1) / batch) * batch);
     const row = (rows[batch] = {});
     for (let round = 0; round < 5; round++) {
@@ -207,6 +208,7 @@ function memoryPerCapture() {
 }
 
 (async () => {
+  console.log('calls');
   const result = {
     node: process.version,
     platform: process.platform,
@@ -218,7 +220,6 @@ function memoryPerCapture() {
     memoryPerCapture: memoryPerCapture(),
   };
   fs.writeFileSync(resultFile, JSON.stringify(result, null, 2));
-  console.log(JSON.stringify(result, null, 2));
   bench.shutdown();
   process.exit(checksum === -1 ? 1 : 0);
 })();

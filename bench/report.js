@@ -3,18 +3,14 @@
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
+const { fixed, table } = require('./report-table');
+const { mouseSections } = require('./report-mouse');
 
 const [, , resultsFolder, outputFolder] = process.argv;
-const runs = fs
-  .readdirSync(resultsFolder)
-  .filter((name) => name.endsWith('.json'))
-  .sort()
-  .map((name) => ({ title: name.slice(0, -5), ...JSON.parse(fs.readFileSync(path.join(resultsFolder, name))) }));
-
-const fixed = (value, digits = 1) =>
-  value.toLocaleString('en-US', { minimumFractionDigits: digits, maximumFractionDigits: digits });
-const table = (header, rows) =>
-  [header, header.map(() => '---'), ...rows].map((cells) => `| ${cells.join(' | ')} |`).join('\n');
+const runs = ['linux', 'windows'].map((title) => ({
+  title,
+  ...JSON.parse(fs.readFileSync(path.join(resultsFolder, `${title}.json`))),
+}));
 
 const CONTENDERS = ['zebbridge', 'zebbridge/pointer', 'obvious', 'thread-safe function', 'pure script'];
 
@@ -116,6 +112,8 @@ queued call per record; "pure script" builds the record and calls the function w
 ${runs.map((run) => `**${run.title}** (${run.node}, ${fixed(run.records, 0)} records)\n\n${eventsTable(run)}`).join('\n\n')}
 
 ![](results.svg)
+
+${mouseSections(resultsFolder)}
 
 ## The rest
 

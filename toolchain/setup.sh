@@ -157,12 +157,12 @@ fetch_node() {  # package, pinned hash, folder
     mv -T "$work/package" "$3" 2>/dev/null || true
 }
 
-# fetch_from_npm FOLDER PART: fetches what FOLDER's package.json names, as its package-lock.json pins it.
+# fetch_from_npm FOLDER PART [OPTION...]: fetches what FOLDER's package.json names, as its package-lock.json pins it.
 fetch_from_npm() {
     local work
     make_work
     cp "$1/package.json" "$1/package-lock.json" "$work"
-    npm ci --prefix "$work" --ignore-scripts --no-audit --no-fund ||
+    npm ci --prefix "$work" "${@:3}" --ignore-scripts --no-audit --no-fund ||
         die "npm could not fetch what $1/package.json names" "is the network reachable? try: npm view npm"
     mv -T "$work" "$2" 2>/dev/null || true
 }

@@ -1,14 +1,19 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <thread>
 
+#include "native/mouse.h"
+
 namespace zeb::bench {
 
-/// How script asks a worker thread for records: the same for every contender. Both sides spin while they wait, and
-/// script goes on when the worker has handed all records over: the time that the system takes to wake a sleeping thread
-/// or event loop would drown what is measured.
+/// How script has a worker thread hand records over: the same for every contender.
+///
+/// Batches measure what a record costs. Both sides spin while they wait, and script goes on when the worker has handed
+/// all records over: the time that the system takes to wake a sleeping thread or event loop would drown it.
+/// A mouse measures what an application pays, wake-ups included: see mouse.h.
 class Feed {
 public:
     /// Returns when the worker has handed over `count` records.
@@ -17,19 +22,38 @@ public:
         m_wanted.store(count);
         while (m_busy.load() && !m_stopped.load()) std::this_thread::yield();
     }
+
+    /// Returns at once; the worker hands over what such a mouse reports. One mouse until `restart`.
+    void runMouse(std::uint32_t rate, std::uint32_t milliseconds) noexcept {
+        m_milliseconds = milliseconds;
+        m_rate.store(rate);
+    }
+    /// Null until the mouse has ended.
+    const MouseTally* mouseTally() const noexcept { return m_mouseEnded.load() ? &m_tally : nullptr; }
+
     void stop() noexcept { m_stopped.store(true); }
     void restart() noexcept {
         m_wanted.store(0);
+        m_rate.store(0);
+        m_mouseEnded.store(false);
         m_stopped.store(false);
     }
 
-    /// Waits for the next request; 0 when it is over.
-    std::uint32_t wait() noexcept {
-        if (m_wanted.load() == 0) m_busy.store(false);
-        for (;;) {
-            if (m_stopped.load()) return 0;
-            if (const std::uint32_t count = m_wanted.exchange(0)) return count;
-            std::this_thread::yield();
+    /// The worker: calls `handOver(number)` for every record until it is stopped.
+    template <typename HandOver>
+    void serve(HandOver&& handOver) {
+        while (!m_stopped.load()) {
+            if (const std::uint32_t count = m_wanted.exchange(0)) {
+                for (std::uint32_t n = 0; n < count; ++n) handOver(static_cast<std::int32_t>(n));
+                if (m_wanted.load() == 0) m_busy.store(false);
+            } else if (m_mouseEnded.load()) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            } else if (const std::uint32_t rate = m_rate.load()) {
+                m_tally = bench::runMouse(rate, m_milliseconds, [&](std::int32_t stamp, bool) { handOver(stamp); });
+                m_mouseEnded.store(true);
+            } else {
+                std::this_thread::yield();
+            }
         }
     }
 
@@ -37,6 +61,10 @@ private:
     std::atomic<std::uint32_t> m_wanted{0};
     std::atomic<bool> m_busy{false};
     std::atomic<bool> m_stopped{false};
+    std::atomic<std::uint32_t> m_rate{0};  // stored after the next, loaded before it
+    std::uint32_t m_milliseconds = 0;
+    MouseTally m_tally;
+    std::atomic<bool> m_mouseEnded{false};
 };
 
 }  // namespace zeb::bench

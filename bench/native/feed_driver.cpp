@@ -21,12 +21,7 @@ public:
     ~FeedDriver() override { releasePointerCapture(); }
 
     void processInput() override {
-        while (const std::uint32_t count = driverFeed().wait()) {
-            for (std::uint32_t index = 0; index < count; ++index) {
-                const auto n = static_cast<std::int32_t>(index);
-                dispatchPointerData({{{1, -1}, {n, n + 1}}, {}});
-            }
-        }
+        driverFeed().serve([this](std::int32_t n) { dispatchPointerData({{{1, -1}, {n, n}}, {}}); });
         driverFeed().restart();
     }
     void interruptInputThread(uv_thread_t) override { driverFeed().stop(); }

@@ -42,7 +42,27 @@ void rawIsOdd(const v8::FunctionCallbackInfo<v8::Value>& info) {
     info.GetReturnValue().Set((info[0].As<v8::Int32>()->Value() & 1) != 0);
 }
 
-void burst(const v8::FunctionCallbackInfo<v8::Value>& info) { driverFeed().ask(info[0].As<v8::Uint32>()->Value()); }
+/// What script asks of a contender's worker thread.
+template <Feed& (*feed)()>
+void push(const v8::FunctionCallbackInfo<v8::Value>& info) {  // (count): in one batch
+    feed().ask(info[0].As<v8::Uint32>()->Value());
+}
+
+template <Feed& (*feed)()>
+void runMouse(const v8::FunctionCallbackInfo<v8::Value>& info) {  // (reports a second, milliseconds)
+    feed().runMouse(info[0].As<v8::Uint32>()->Value(), info[1].As<v8::Uint32>()->Value());
+}
+
+template <Feed& (*feed)()>
+void mouseTally(const v8::FunctionCallbackInfo<v8::Value>& info) {  // [reports, seconds, processor seconds] at its end
+    v8::Isolate* const isolate = info.GetIsolate();
+    const MouseTally* const tally = feed().mouseTally();
+    if (tally == nullptr) return;
+    std::array<v8::Local<v8::Value>, 3> figures{v8::Number::New(isolate, tally->reports),
+                                                v8::Number::New(isolate, tally->seconds),
+                                                v8::Number::New(isolate, tally->threadSeconds)};
+    info.GetReturnValue().Set(v8::Array::New(isolate, figures.data(), figures.size()));
+}
 
 /// The engine's own functions, on the same exports as the components.
 class Baselines : public Component {
@@ -52,9 +72,13 @@ public:
     Baselines(v8::Isolate* isolate, v8::Local<v8::Object> object) {
         add(isolate, object, "empty", &rawEmpty);
         add(isolate, object, "isOdd", &rawIsOdd);
-        add(isolate, object, "burst", &burst);
+        add(isolate, object, "push", &push<driverFeed>);
+        add(isolate, object, "runMouse", &runMouse<driverFeed>);
+        add(isolate, object, "mouseTally", &mouseTally<driverFeed>);
         add(isolate, object, "startObvious", &ObviousStream::start);
-        add(isolate, object, "pushObvious", &ObviousStream::push);
+        add(isolate, object, "pushObvious", &push<ObviousStream::feed>);
+        add(isolate, object, "runMouseObvious", &runMouse<ObviousStream::feed>);
+        add(isolate, object, "mouseTallyObvious", &mouseTally<ObviousStream::feed>);
         add(isolate, object, "stopObvious", &ObviousStream::stop);
     }
 

@@ -7,8 +7,6 @@
 #include <thread>
 #include <vector>
 
-#include "native/feed.h"
-
 namespace zeb::bench {
 
 namespace {
@@ -62,14 +60,11 @@ void drain(uv_async_t* handle) {
 }
 
 void produce(Stream* stream) {
-    while (const std::uint32_t count = stream->feed.wait()) {
-        for (std::uint32_t n = 0; n < count; ++n) {
-            const std::lock_guard guard(stream->mutex);
-            const auto value = static_cast<std::int32_t>(n);
-            stream->pending.push_back({1, -1, value, value + 1});
-            uv_async_send(&stream->wake);
-        }
-    }
+    stream->feed.serve([stream](std::int32_t n) {
+        const std::lock_guard guard(stream->mutex);
+        stream->pending.push_back({1, -1, n, n});
+        uv_async_send(&stream->wake);
+    });
 }
 
 }  // namespace
@@ -83,9 +78,7 @@ void ObviousStream::start(const v8::FunctionCallbackInfo<v8::Value>& info) {
     g_stream->producer = std::thread(&produce, g_stream);
 }
 
-void ObviousStream::push(const v8::FunctionCallbackInfo<v8::Value>& info) {
-    g_stream->feed.ask(info[0].As<v8::Uint32>()->Value());
-}
+Feed& ObviousStream::feed() { return g_stream->feed; }
 
 void ObviousStream::stop(const v8::FunctionCallbackInfo<v8::Value>&) {
     g_stream->feed.stop();

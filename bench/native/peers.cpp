@@ -1,11 +1,14 @@
-// The same jobs done with the C API for add-ons, and with its C++ wrapper: what most modules are built on.
+// The same jobs done with the C API for add-ons, and with its C++ wrapper: what most modules are built on. And what a
+// foreign-function interface needs from native code: a thread that calls a function pointer.
 #include <napi.h>
 #include <node_api.h>
 
+#include <array>
 #include <cstdint>
 #include <thread>
 
 #include "native/feed.h"
+#include "native/mouse_script.h"
 
 namespace {
 
@@ -70,12 +73,9 @@ void deliver(napi_env env, napi_value callback, void*, void* data) {
 }
 
 void produce(Stream* stream) {
-    while (const std::uint32_t count = stream->feed.wait()) {
-        for (std::uint32_t n = 0; n < count; ++n) {
-            const auto value = static_cast<std::int32_t>(n);
-            napi_call_threadsafe_function(stream->function, new Record{1, -1, value, value + 1}, napi_tsfn_nonblocking);
-        }
-    }
+    stream->feed.serve([stream](std::int32_t n) {
+        napi_call_threadsafe_function(stream->function, new Record{1, -1, n, n}, napi_tsfn_nonblocking);
+    });
 }
 
 napi_value start(napi_env env, napi_callback_info info) {
@@ -91,6 +91,33 @@ napi_value start(napi_env env, napi_callback_info info) {
     return nullptr;
 }
 
+// ---- a function pointer: what a foreign-function interface makes of a script function
+// ----------------------------------
+
+using Callback = void (*)(std::int32_t offsetX, std::int32_t offsetY, std::int32_t screenX, std::int32_t screenY);
+
+void produceForCallback(Stream* stream, Callback callback) {
+    stream->feed.serve([callback](std::int32_t n) {
+        if (callback != nullptr) callback(1, -1, n, n);
+    });
+}
+
+// (address): of a Callback; with 0, nobody listens
+napi_value startCallback(napi_env env, napi_callback_info info) {
+    std::size_t count = 1;
+    napi_value argument = nullptr;
+    napi_get_cb_info(env, info, &count, &argument, nullptr, nullptr);
+    std::uint64_t address = 0;
+    bool isLossless = false;
+    napi_get_value_bigint_uint64(env, argument, &address, &isLossless);
+    g_stream = new Stream;
+    g_stream->producer = std::thread(&produceForCallback, g_stream, reinterpret_cast<Callback>(address));
+    return nullptr;
+}
+
+// ---- both
+// --------------------------------------------------------------------------------------------------------------
+
 napi_value push(napi_env env, napi_callback_info info) {
     std::size_t count = 1;
     napi_value argument = nullptr;
@@ -101,10 +128,28 @@ napi_value push(napi_env env, napi_callback_info info) {
     return nullptr;
 }
 
+// (reports a second, milliseconds)
+napi_value runMouse(napi_env env, napi_callback_info info) {
+    std::size_t count = 2;
+    std::array<napi_value, 2> arguments{};
+    napi_get_cb_info(env, info, &count, arguments.data(), nullptr, nullptr);
+    std::uint32_t rate = 0;
+    std::uint32_t milliseconds = 0;
+    napi_get_value_uint32(env, arguments[0], &rate);
+    napi_get_value_uint32(env, arguments[1], &milliseconds);
+    g_stream->feed.runMouse(rate, milliseconds);
+    return nullptr;
+}
+
+napi_value mouseTally(napi_env env, napi_callback_info) {
+    const zeb::bench::MouseTally* const tally = g_stream->feed.mouseTally();
+    return tally == nullptr ? nullptr : zeb::bench::toScript(env, *tally);
+}
+
 napi_value stop(napi_env, napi_callback_info) {
     g_stream->feed.stop();
     g_stream->producer.join();
-    napi_release_threadsafe_function(g_stream->function, napi_tsfn_release);
+    if (g_stream->function != nullptr) napi_release_threadsafe_function(g_stream->function, napi_tsfn_release);
     delete g_stream;
     g_stream = nullptr;
     return nullptr;
@@ -124,6 +169,11 @@ Napi::Object initialize(Napi::Env env, Napi::Object exports) {
     add(env, exports, "start", &start);
     add(env, exports, "push", &push);
     add(env, exports, "stop", &stop);
+    add(env, exports, "startCallback", &startCallback);
+    add(env, exports, "runMouse", &runMouse);
+    add(env, exports, "mouseTally", &mouseTally);
+    add(env, exports, "now", &zeb::bench::now);
+    add(env, exports, "threadTime", &zeb::bench::scriptThreadTime);
     return exports;
 }
 
