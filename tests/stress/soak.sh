@@ -35,9 +35,9 @@ verb_soak() {  # [linux|asan|windows]
     [ -z "${1:-}" ] || [ -n "$(preset_of "$1")" ] || die "no system '$1'" "systems: linux asan windows"
     for system in ${1:-linux asan windows}; do
         step "build for $system" build "$(preset_of "$system")" zeb_environments_node zeb_harness_node zebbridge_node || return
-        for file in capture ends environments; do
+        for file in capture environments process-ends worker-ends; do
             ZEB_STRESS=$SOAK_SCALE step "$file on $system, $SOAK_SCALE times as long" \
-                run node_on "$system" --test-reporter=spec "$ROOT/tests/stress/$file.test.js" || status=1
+                run node_on "$system" --test-reporter=spec "$ROOT/tests/stress/stress-$file.test.js" || status=1
         done
         random_script "$system" harness "$SOAK_CALLS" || status=1
     done

@@ -5,6 +5,7 @@
 //   page.run(() => capturing(() => {}));
 //   page.free();
 'use strict';
+const { LOAD } = require('./at_work');
 const { buildFile } = require('./built');
 
 const native = require(buildFile('node', 'environments.node'));
@@ -17,41 +18,6 @@ const main = (file) => `
   globalThis.file = ${JSON.stringify(file)};
   globalThis.say = (text) => globalThis.require('node:fs').writeSync(1, text + '\\n');
   return (source) => vm.runInThisContext(source);`;
-
-// What those have too that have loaded the module. It also works outside environments.
-const LOAD = `
-  globalThis.addon = require(file);
-  globalThis.hardware = addon.hardware;
-  globalThis.diagnostics = addon.diagnostics;
-  globalThis.updater = addon.msix_auto_updater;
-  globalThis.shutdown = addon.shutdown;
-  globalThis.harness = addon.harness;
-  globalThis.capturing = (motion, buttons = null) => {
-    globalThis.capture = hardware.capturePointer();
-    capture.setMotionEventCallback(motion);
-    capture.setButtonsEventCallback(buttons);
-    capture.startCapturing();
-    return capture;
-  };
-  globalThis.reports = [];
-  globalThis.updating = (held, heard = (text) => reports.push(text)) => {
-    harness.planDeployments('failed', held);
-    updater.setErrorHandler(heard);
-    updater.applyUpdate('https://example.com/app.msix');
-  };
-  // Waits for other threads without turning the loop.
-  globalThis.spin = (what, condition) => {
-    for (const deadline = Date.now() + 60000; !condition();) {
-      if (Date.now() > deadline) throw new Error(what + ': not within a minute');
-    }
-  };
-  // Queues pointer records that the input thread has passed on and no callback has seen.
-  globalThis.queue = (count, first = 0, pressEvery = 0) => {
-    const before = harness.dispatched();
-    harness.burst(count, first, pressEvery);
-    spin('the records', () => harness.dispatched() >= before + count);
-  };
-`;
 
 class Environment {
   #id;

@@ -1,43 +1,17 @@
-// How long captures live, what may happen inside their callbacks, and threads that come and go.
+// How long captures live, and what may happen from inside their callbacks.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
-const { Worker } = require('node:worker_threads');
-const { zebbridge, file, collect } = require('./support/zebbridge');
+const { zebbridge, collect } = require('./support/zebbridge');
 const { runScript } = require('./support/processes');
 const { until, turn } = require('./support/until');
 const desktop = require('./support/desktop');
+const { MIDDLE_DOWN, MIDDLE_UP, clickMiddle, send, settled, lifetimeTest } = require('./support/captures');
 
 const { hardware } = zebbridge;
 const { addon, mouse, MOUSE, skip } = desktop;
 
-const MIDDLE_DOWN = [0, 2, 0];
-const MIDDLE_UP = [0, 1, 0];
-
-function clickMiddle() {
-  mouse(MOUSE.middleDown);
-  mouse(MOUSE.middleUp);
-}
-
-// Sends many raw input reports at once. Script is busy meanwhile, so that they come in few drains.
-const send = (count) => mouse(MOUSE.middleUp, 0, 0, 0, count);
-
-// Every test ends with no capture running and its capture objects garbage-collected, because the garbage collection of
-// any capture object ends the running capture.
-async function cleanUp() {
-  hardware.capturePointer().stopCapturing();
-  await turn();
-  collect();
-}
-
 desktop.forAllTestsOf(test);
-
-function lifetimeTest(name, run) {
-  test(name, { skip }, async (t) => {
-    t.after(cleanUp);
-    await run(t);
-  });
-}
 
 // ---- garbage collection --------------------------------------------------------------------------------------------------
 
@@ -222,7 +196,8 @@ lifetimeTest('the motion callback takes the buttons callback away before the sam
 });
 
 lifetimeTest('a callback stops its capture', async () => {
-  const capture = hardware.capturePointer();
+  const [capture, other] = [hardware.capturePointer(), hardware.capturePointer()];
+  const recorder = desktop.record(other);
   let calls = 0;
   capture.setButtonsEventCallback(() => {
     if (++calls === 1) {
@@ -234,15 +209,14 @@ lifetimeTest('a callback stops its capture', async () => {
   send(10);
   await until('the first event', () => calls > 0);
   assert.equal(desktop.isListening(), false);
-  await turn(20);
-  const before = calls;
-  send(10);
-  const other = hardware.capturePointer();
-  const recorder = desktop.record(other);
   await desktop.startCapturing(other);
-  clickMiddle();
-  await until('the click', () => recorder.events.length >= 2);
+  await settled(recorder); // and so has been delivered what was read before the stop
+  const before = calls;
+  recorder.events.length = 0;
+  send(10);
+  await settled(recorder);
   assert.equal(calls, before);
+  assert.equal(recorder.events.length, 10);
   other.stopCapturing();
   capture.stopCapturing();
 });
@@ -348,126 +322,4 @@ lifetimeTest('an asynchronous callback awaits as anywhere', async () => {
   await until('the end', () => order.includes('later'));
   assert.deepEqual(order, ['event', 'awaited', 'later']);
   capture.stopCapturing();
-});
-
-// ---- worker threads ------------------------------------------------------------------------------------------------------
-
-function startWorker(script) {
-  const worker = new Worker(
-    `
-    const { parentPort } = require('node:worker_threads');
-    const zebbridge = require(${JSON.stringify(file)});
-    ${script}`,
-    { eval: true },
-  );
-  const messages = [];
-  worker.on('message', (message) => messages.push(message));
-  worker.on('error', (error) => messages.push(error));
-  const ended = new Promise((resolve) => worker.on('exit', resolve));
-  return { worker, messages, ended, message: (text) => until(`"${text}"`, () => messages.includes(text)) };
-}
-
-async function assertMainWorks() {
-  const capture = hardware.capturePointer();
-  const recorder = desktop.record(capture);
-  await desktop.startCapturing(capture);
-  clickMiddle();
-  await until('the click', () => recorder.events.length === 2);
-  assert.deepEqual(recorder.events, [MIDDLE_DOWN, MIDDLE_UP]);
-  capture.stopCapturing();
-}
-
-const workers = {
-  'that only loads the module': ['', 0],
-  'with an idle capture': ['globalThis.capture = zebbridge.hardware.capturePointer();', 0],
-  'that exits while it captures': [
-    `
-    const capture = zebbridge.hardware.capturePointer();
-    capture.startCapturing();
-    process.exit(3);`,
-    3,
-  ],
-  'that throws while it captures': [
-    `
-    globalThis.capture = zebbridge.hardware.capturePointer();
-    capture.startCapturing();
-    throw new Error('own');`,
-    1,
-  ],
-};
-
-for (const [name, [script, status]] of Object.entries(workers)) {
-  lifetimeTest(`a worker ${name} ends, and the main thread goes on`, async () => {
-    await assertMainWorks();
-    const { ended } = startWorker(script);
-    assert.equal(await ended, status);
-    assert.equal(desktop.isListening(), false);
-    await assertMainWorks();
-  });
-}
-
-lifetimeTest('a worker that is terminated while it captures', async () => {
-  const { worker, message } = startWorker(`
-    globalThis.capture = zebbridge.hardware.capturePointer();
-    capture.setButtonsEventCallback(() => parentPort.postMessage('event'));
-    capture.startCapturing();
-    parentPort.postMessage('started');`);
-  await message('started');
-  await desktop.listening();
-  clickMiddle();
-  await message('event');
-  assert.equal(await worker.terminate(), 1);
-  assert.equal(desktop.isListening(), false);
-  await assertMainWorks();
-});
-
-lifetimeTest('a worker that is terminated inside a callback', async () => {
-  const { worker, message } = startWorker(`
-    globalThis.capture = zebbridge.hardware.capturePointer();
-    capture.setButtonsEventCallback(() => {
-      parentPort.postMessage('event');
-      for (;;) {}
-    });
-    capture.startCapturing();
-    parentPort.postMessage('started');`);
-  await message('started');
-  await desktop.listening();
-  send(50);
-  await message('event');
-  assert.equal(await worker.terminate(), 1);
-  assert.equal(desktop.isListening(), false);
-  await assertMainWorks();
-});
-
-lifetimeTest('a worker captures on its own thread', async () => {
-  const { message, ended } = startWorker(`
-    const capture = zebbridge.hardware.capturePointer();
-    capture.setButtonsEventCallback(({ middle }) => {
-      parentPort.postMessage('middle ' + middle);
-      if (middle === 1) capture.stopCapturing();
-    });
-    capture.startCapturing();
-    parentPort.postMessage('started');`);
-  await message('started');
-  await desktop.listening();
-  clickMiddle();
-  await message('middle 2');
-  await message('middle 1');
-  assert.equal(await ended, 0);
-  await assertMainWorks();
-});
-
-test('workers that come and go', async () => {
-  for (let round = 0; round < 3; ++round) {
-    const all = Array.from({ length: 4 }, () =>
-      startWorker(`
-      for (let count = 0; count < 10; ++count) zebbridge.hardware.capturePointer();
-      const capture = zebbridge.hardware.capturePointer();
-      capture.startCapturing();
-      capture.stopCapturing();
-      zebbridge.diagnostics.setLogHandler(() => {});`),
-    );
-    assert.deepEqual(await Promise.all(all.map(({ ended }) => ended)), [0, 0, 0, 0]);
-    assert.equal(hardware.getButtonState(1), false);
-  }
 });
