@@ -4,7 +4,10 @@
 #include <array>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
+#include "bridge/pointer_delivery_script.h"
+#include "bridge/record_traits.h"
 #include "common/v8binding/v8utils.h"
 
 namespace zeb {
@@ -13,56 +16,42 @@ namespace {
 
 using Record = RawInputDriver::PointerData;
 
-// What stands in the batch before the first record.
-constexpr std::size_t kInterrupted = 0;
+// What stands in the batch before the first record; see pointer_delivery.js.
+constexpr std::size_t kIsInterrupted = 0;
 constexpr std::size_t kRecord = 1;
-constexpr std::size_t kMotionDone = 2;
+constexpr std::size_t kIsMotionDone = 2;
 constexpr std::size_t kHead = 3;
 
-constexpr std::size_t kFields = 7;
-static_assert(sizeof(Record) == kFields * sizeof(std::int32_t), "the script reads the fields as they lie in memory");
+// Whether the numbers in `data`, taken in the order in which script sees them, count on from `next`.
+template <typename Data>
+constexpr bool countsOn(const Data& data, std::int32_t& next) {
+    if constexpr (std::is_same_v<Data, std::int32_t>) {
+        return data == next++;
+    } else {
+        bool result = true;
+        common::js::RecordTraits<Data>::forEachField(
+            [&](std::string_view, auto member) { result = countsOn(data.*member, next) && result; });
+        return result;
+    }
+}
 
-// The head is written before each call: the callback may run the event loop, and a drain there goes on from it.
-constexpr std::string_view kSource = R"(
-'use strict';
-(function deliver(batch, end, motion, buttons) {
-  let motionDone = batch[2] !== 0;
-  for (let record = batch[1], at = 3 + record * 7; record < end; record++, at += 7) {
-    if (!motionDone && motion !== undefined) {
-      const x = batch[at], y = batch[at + 1];
-      if (x !== 0 || y !== 0) {
-        batch[1] = record;
-        batch[2] = 1;
-        try {
-          motion({ offset: { x, y }, screenPoint: { x: batch[at + 2], y: batch[at + 3] } });
-        } catch {}
-        if (batch[0] !== 0) return;
-      }
-    }
-    motionDone = false;
-    if (buttons !== undefined) {
-      const left = batch[at + 4], middle = batch[at + 5], right = batch[at + 6];
-      if (left !== 0 || middle !== 0 || right !== 0) {
-        batch[1] = record + 1;
-        batch[2] = 0;
-        try {
-          buttons({ left, middle, right });
-        } catch {}
-        if (batch[0] !== 0) return;
-      }
-    }
-  }
-  batch[1] = end;
-  batch[2] = 0;
-})
-)";
+// The numbers in a record; 0 when they do not lie in memory in the order in which script sees them.
+constexpr std::size_t countFields() {
+    constexpr Record numbered{{{0, 1}, {2, 3}}, {4, 5, 6}};
+    std::int32_t count = 0;
+    const bool isInOrder = countsOn(numbered.motion, count) && countsOn(numbered.buttons, count);
+    return isInOrder ? static_cast<std::size_t>(count) : 0;
+}
+
+constexpr std::size_t kFields = countFields();
+static_assert(sizeof(Record) == kFields * sizeof(std::int32_t), "the script reads records as they lie in memory");
 
 // Empty when the thread is being terminated.
 v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context> context) {
-    v8::ScriptOrigin origin(common::js::makeStr(isolate, std::string_view("zebbridge:pointer_delivery")));
+    v8::ScriptOrigin origin(common::js::makeStr(isolate, std::string_view("zebbridge:bridge/pointer_delivery.js")));
     v8::Local<v8::Script> script;
     v8::Local<v8::Value> function;
-    if (!v8::Script::Compile(context, common::js::makeStr(isolate, kSource), &origin).ToLocal(&script) ||
+    if (!v8::Script::Compile(context, common::js::makeStr(isolate, kPointerDeliveryScript), &origin).ToLocal(&script) ||
         !script->Run(context).ToLocal(&function)) {
         return {};
     }
@@ -96,9 +85,9 @@ bool PointerDelivery::deliver(std::span<const Record> records, Position from, co
     const v8::Local<v8::Context> context = m_isolate->GetCurrentContext();
     const v8::Local<v8::Int32Array> array = batch();
     auto* const head = static_cast<std::int32_t*>(array->Buffer()->Data());
-    head[kInterrupted] = 0;
+    head[kIsInterrupted] = 0;
     head[kRecord] = static_cast<std::int32_t>(from.record);
-    head[kMotionDone] = from.isMotionDone ? 1 : 0;
+    head[kIsMotionDone] = from.isMotionDone ? 1 : 0;
     std::memcpy(head + kHead, records.data(), records.size_bytes());
     m_count = records.size();
 
@@ -125,14 +114,15 @@ bool PointerDelivery::deliver(std::span<const Record> records, Position from, co
 }
 
 void PointerDelivery::interrupt() noexcept {
-    if (std::int32_t* const head = memory()) head[kInterrupted] = 1;  // without memory, the script ends by itself
+    if (std::int32_t* const head = memory()) head[kIsInterrupted] = 1;  // without memory, the script ends by itself
 }
 
 PointerDelivery::Position PointerDelivery::position() const noexcept {
     const std::int32_t* const head = memory();
     if (head == nullptr) return {m_count, false};  // nobody knows any more
+    // A debugger can write there, too.
     const auto record = static_cast<std::size_t>(std::max(head[kRecord], 0));
-    return {std::min(record, m_count), record < m_count && head[kMotionDone] != 0};  // a debugger can write there, too
+    return {std::min(record, m_count), record < m_count && head[kIsMotionDone] != 0};
 }
 
 std::unique_ptr<PointerDelivery> PointerDeliveries::take(v8::Isolate* isolate) {

@@ -15,9 +15,9 @@ namespace zeb {
 /// Hands pointer records to script, many in one call into the engine.
 ///
 /// A call from native code into script costs several times what the call itself does, and so does every object that
-/// native code builds. So a piece of script, compiled once, does both: it gets the records as numbers in one array,
+/// native code builds. So a script, `pointer_delivery.js`, does both: it gets the records as numbers in one array,
 /// builds the event objects, calls the callbacks and swallows what they throw, as `FunctionMarshaller` does for single
-/// calls. Its objects are ordinary literals, which scripts read fastest.
+/// calls.
 ///
 /// Script thread; one drain at a time.
 class PointerDelivery {
@@ -41,9 +41,9 @@ public:
     PointerDelivery(const PointerDelivery&) = delete;
     PointerDelivery& operator=(const PointerDelivery&) = delete;
 
-    /// Delivers at most `kCapacity` records from `from` on; `position` then says how far it came: short of the end when
-    /// `interrupt` was called meanwhile. False when the engine runs no script here, because the thread is being
-    /// terminated or its stack is used up.
+    /// Delivers at most `kCapacity` records from `from` on. `position` then says how far it came: short of the end when
+    /// `interrupt` was called meanwhile, or when the engine runs no script here, because it is being terminated or the
+    /// stack is used up. In that case the result is false.
     bool deliver(std::span<const RawInputDriver::PointerData> records, Position from, const Callbacks& callbacks);
 
     /// Ends the running `deliver` after the current event: a callback has been replaced, or another drain goes on.

@@ -25,8 +25,8 @@ using common::js::Environment;
 // A capture keeps the memory of its queue from drain to drain, but not that of a burst while script was busy.
 constexpr std::size_t kKeptRecords = std::size_t{16} * 1024;
 
-// Records that came while callbacks ran are delivered at once, for waking the loop costs more than many of them. After
-// so long the loop has its turn: its timers and its input must not wait for a pointer that never rests.
+// Records that came while callbacks ran are delivered at once, because waking the loop costs more than many of them.
+// After so long the loop has its turn: its timers and its input must not wait for a pointer that never rests.
 constexpr std::uint64_t kTurnNanoseconds = 1'000'000;
 
 template <typename... Args>
@@ -112,8 +112,10 @@ void PointerCaptureImpl::startCapturing() {
 void PointerCaptureImpl::onHandlerDropped() noexcept {
     m_hasHandler = false;
     if (m_isClosed || !m_wake) return;
-    if (hasPending()) {
+    if (hasUndelivered()) {
         m_untilDelivered = ComPtr<PointerCapture>(this);
+        uv_async_send(
+            m_wake.get());  // a callback that stops and then runs the loop gets there what its drain has taken
     } else {
         uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
     }
@@ -128,12 +130,13 @@ void PointerCaptureImpl::stopCapturing() {
 void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
     const LockGuard guard(m_lock);
     if (!m_wake) return;  // nobody could be woken to take it
+    const bool isFirst = m_pending.empty();
     try {
         m_pending.push_back(record);
     } catch (const std::bad_alloc&) {
         return;  // script has been busy for so long that its queue fills the memory: the newest records are lost
     }
-    uv_async_send(m_wake.get());
+    if (isFirst) uv_async_send(m_wake.get());  // the others are found by the drain, which looks again before it ends
 }
 
 void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
@@ -147,59 +150,55 @@ void PointerCaptureImpl::drain() {
         uv_async_send(m_wake.get());
         return;
     }
-    bool hasMore = false;
     try {
-        hasMore = deliverPending();
+        deliverPending();
     } catch (const std::bad_alloc&) {
-        // What was taken is delivered with the next record. An exception must not reach the loop's C frames.
+        // What is left is tried again below. An exception must not reach the loop's C frames.
     }
-    if (hasMore) return;
-    if (m_wake && !m_hasHandler) uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
+    if (!m_wake) return;  // a callback has ended the environment
+    if (hasUndelivered()) {
+        uv_async_send(m_wake.get());
+        return;
+    }
+    if (!m_hasHandler) uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
     m_untilDelivered.reset();
 }
 
-bool PointerCaptureImpl::deliverPending() {
+void PointerCaptureImpl::deliverPending() {
     const std::uint64_t end = uv_hrtime() + kTurnNanoseconds;
     do {
-        if (environment() == nullptr || !takePending()) return false;  // a callback may have ended it
-        if (!deliverTaken(*environment())) return false;  // a script that is being terminated must not be run again
-    } while (uv_hrtime() < end);
-    return hasPending();
+        if (environment() == nullptr || !takePending()) return;  // a callback may have ended it
+    } while (deliverTaken(*environment()) && uv_hrtime() < end);
 }
 
 bool PointerCaptureImpl::takePending() {
     const LockGuard guard(m_lock);
-    if (m_pending.empty()) return false;
     if (m_taken.empty()) {
         m_taken.swap(m_pending);
     } else {
         m_taken.insert(m_taken.end(), m_pending.begin(), m_pending.end());
         m_pending.clear();
     }
-    return true;
+    return !m_taken.empty();
 }
 
-bool PointerCaptureImpl::hasPending() noexcept {
+bool PointerCaptureImpl::hasUndelivered() noexcept {
     const LockGuard guard(m_lock);
-    return !m_pending.empty();
+    return !m_taken.empty() || !m_pending.empty();
 }
 
 bool PointerCaptureImpl::deliverTaken(Environment& environment) {
     const common::js::DrainScope scope(environment);
     if (PointerDelivery* const interrupted = std::exchange(m_delivery, nullptr)) {
         // A callback further up the stack runs the loop. What its drain has not delivered comes before what is new.
-        const PointerDelivery::Position reached = interrupted->position();
-        m_next = {m_next.record + reached.record, reached.isMotionDone};
+        advance(interrupted->position());
         interrupted->interrupt();
     }
     const std::shared_ptr<PointerDeliveries> deliveries = m_deliveries;  // a callback may end the environment
     std::unique_ptr<PointerDelivery> delivery = deliveries->take(environment.isolate());
-    const bool delivered = deliver(*delivery);
+    const bool isDelivered = deliver(*delivery);
     deliveries->giveBack(std::move(delivery));
-    m_next = {};
-    m_taken.clear();
-    if (m_taken.capacity() > kKeptRecords) m_taken.shrink_to_fit();
-    return delivered;
+    return isDelivered;
 }
 
 bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
@@ -214,13 +213,24 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
                                                    scriptFunction(isolate, m_buttonsCallback.get())};
         m_delivery = &delivery;
         const bool ran = delivery.deliver(records, from, callbacks);
-        if (std::exchange(m_delivery, nullptr) == nullptr) continue;  // another drain has gone on, and moved m_next
-        // Nor would another call run: what is left is dropped, as what callbacks throw is.
-        if (!ran || environment() == nullptr) return false;
-        const PointerDelivery::Position reached = delivery.position();
-        m_next = {m_next.record + reached.record, reached.isMotionDone};
+        // Null when another drain has gone on meanwhile, and moved m_next.
+        if (std::exchange(m_delivery, nullptr) != nullptr) advance(delivery.position());
+        if (environment() == nullptr) break;
+        if (ran) continue;
+        // A time limit ends the script that runs the loop, and the rest is delivered afterwards. Without such a script
+        // the thread is ending, and the callbacks must not run again.
+        if (common::js::isScriptRunning(isolate)) return false;
+        break;
     }
-    return true;
+    const bool isDelivered = m_next.record >= m_taken.size();
+    m_next = {};
+    m_taken.clear();
+    if (m_taken.capacity() > kKeptRecords) m_taken.shrink_to_fit();
+    return isDelivered;
+}
+
+void PointerCaptureImpl::advance(PointerDelivery::Position reached) noexcept {
+    m_next = {m_next.record + reached.record, reached.isMotionDone};
 }
 
 }  // namespace zeb

@@ -65,12 +65,13 @@ private:
     void enqueue(const RawInputDriver::PointerData& record);
     void onHandlerDropped() noexcept;
     void drain();
-    bool deliverPending();
+    void deliverPending();
+    bool takePending();
+    bool hasUndelivered() noexcept;
     // This and `deliver`: false when the engine runs no script here any more.
     bool deliverTaken(common::js::Environment& environment);
-    bool takePending();
-    bool hasPending() noexcept;
     bool deliver(PointerDelivery& delivery);
+    void advance(PointerDelivery::Position reached) noexcept;
     void callbackReplaced() noexcept;
     void close() noexcept;
 

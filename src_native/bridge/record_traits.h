@@ -3,13 +3,14 @@
 #include "bridge/rawinputdriver.h"
 #include "common/v8binding/v8convert.h"
 
-/// How script sees the pointer records.
+/// How script sees a pointer record: the one list of its fields. The order is that of the numbers in memory, which
+/// `pointer_delivery.cpp` checks while it is compiled; that `pointer_delivery.js` makes the same objects is tested.
 namespace common::js {
 
 template <>
 struct RecordTraits<zeb::Point> {
     template <typename Visit>
-    static void forEachField(Visit visit) {
+    static constexpr void forEachField(Visit visit) {
         visit("x", &zeb::Point::x);
         visit("y", &zeb::Point::y);
     }
@@ -18,7 +19,7 @@ struct RecordTraits<zeb::Point> {
 template <>
 struct RecordTraits<zeb::MotionEventData> {
     template <typename Visit>
-    static void forEachField(Visit visit) {
+    static constexpr void forEachField(Visit visit) {
         visit("offset", &zeb::MotionEventData::offset);
         visit("screenPoint", &zeb::MotionEventData::screenPoint);
     }
@@ -27,7 +28,7 @@ struct RecordTraits<zeb::MotionEventData> {
 template <>
 struct RecordTraits<zeb::ButtonsEventData> {
     template <typename Visit>
-    static void forEachField(Visit visit) {
+    static constexpr void forEachField(Visit visit) {
         visit("left", &zeb::ButtonsEventData::left);
         visit("middle", &zeb::ButtonsEventData::middle);
         visit("right", &zeb::ButtonsEventData::right);

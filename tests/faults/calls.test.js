@@ -160,10 +160,16 @@ test('a setter that throws ends the load, and script gets what it threw', () => 
   assert.equal(exports.hardware.getButtonState(1), true);
 });
 
-test('a component that has no memory for its driver says so', () => {
+// The exports of one more load: components of their own.
+function loadedAgain() {
   const module = { exports: {} };
   process.dlopen(module, file);
-  const first = () => module.exports.hardware.capturePointer();
+  return module.exports;
+}
+
+test('a component that has no memory for its driver says so', () => {
+  const { hardware } = loadedAgain();
+  const first = () => hardware.capturePointer();
   assert.equal(failing('allocate', 1, 1, first).error.message, 'Fail to create raw input driver');
   assert.equal(failing('allocate', 2, 1, first).value, undefined);
   assert.equal(typeof first(), 'object');
@@ -270,6 +276,29 @@ test('script is busy until its queue fills the memory: the newest records are lo
   for (let index = 1; index < seen.length; ++index) assert.ok(seen[index] > seen[index - 1], 'in order');
   capture.stopCapturing();
   capture.setMotionEventCallback(null);
+});
+
+test('a delivery that has no memory is made again, also when it is the last work', {
+  skip: canFailNew ? false : 'built with a sanitizer',
+}, async () => {
+  await idle();
+  const { hardware: fresh } = loadedAgain(); // its first delivery makes what the later ones use
+  const seen = [];
+  globalThis.other = fresh.capturePointer();
+  globalThis.other.setMotionEventCallback(({ screenPoint }) => seen.push(screenPoint.x));
+  globalThis.other.startCapturing();
+  const before = harness.dispatched();
+  harness.burst(5, 0, 0);
+  while (harness.dispatched() < before + 5);
+  globalThis.other.stopCapturing();
+  const { calls } = failing('operatorNew', 1, 3, () => {
+    for (let turn = 0; turn < 3; ++turn) harness.turnLoop();
+  });
+  assert.equal(calls, 3);
+  assert.deepEqual(seen, []);
+  await until('the records', () => seen.length === 5);
+  assert.deepEqual(seen, [0, 1, 2, 3, 4]);
+  delete globalThis.other;
 });
 
 test('each call of the event log fails: script gets a text of the system, and nothing stays open', () => {

@@ -54,10 +54,14 @@ v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::u16string_view text) {
     return v8::String::Empty(isolate);
 }
 
+bool isScriptRunning(v8::Isolate* isolate) {
+    const v8::HandleScope scope(isolate);
+    return v8::StackTrace::CurrentStackTrace(isolate, 1)->GetFrameCount() > 0;
+}
+
 void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
-    if (!tryCatch.HasTerminated()) return;
     // Asked for where no script runs, it would hit whatever the event loop runs next.
-    if (v8::StackTrace::CurrentStackTrace(isolate, 1)->GetFrameCount() > 0) isolate->TerminateExecution();
+    if (tryCatch.HasTerminated() && isScriptRunning(isolate)) isolate->TerminateExecution();
 }
 
 void setProperty(v8::Local<v8::Context> context, v8::Local<v8::Object> object, v8::Local<v8::String> name,

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -16,6 +17,7 @@
 
 #include "bridge/package_deployment.h"
 #include "bridge/rawinputdriver.h"
+#include "bridge/record_traits.h"
 #include "common/com/allocator.h"
 #include "common/com/shared_state.h"
 #include "common/utils/log.h"
@@ -76,13 +78,24 @@ void burst(const FunctionCallbackInfo<Value>& info) {
     zeb::standins::SyntheticInput::shared().burst(number(info, 0), number(info, 1), number(info, 2));
 }
 
+std::vector<zeb::RawInputDriver::PointerData> records(const FunctionCallbackInfo<Value>& info) {
+    const auto numbers = info[0].As<v8::Int32Array>();
+    std::vector<zeb::RawInputDriver::PointerData> result(numbers->ByteLength() /
+                                                         sizeof(zeb::RawInputDriver::PointerData));
+    numbers->CopyContents(result.data(), result.size() * sizeof(zeb::RawInputDriver::PointerData));
+    return result;
+}
+
 // (Int32Array of pointer records: offset, screen point, left, middle, right)
-void push(const FunctionCallbackInfo<Value>& info) {
-    using Record = zeb::RawInputDriver::PointerData;
-    const auto fields = info[0].As<v8::Int32Array>();
-    std::vector<Record> records(fields->ByteLength() / sizeof(Record));
-    fields->CopyContents(records.data(), records.size() * sizeof(Record));
-    zeb::standins::SyntheticInput::shared().push(std::move(records));
+void push(const FunctionCallbackInfo<Value>& info) { zeb::standins::SyntheticInput::shared().push(records(info)); }
+
+// (the same): the two events of the first record, as the binding layer converts them.
+void pointerEvents(const FunctionCallbackInfo<Value>& info) {
+    v8::Isolate* const isolate = info.GetIsolate();
+    const zeb::RawInputDriver::PointerData record = records(info).at(0);
+    Local<Value> events[] = {common::js::toScript(isolate, record.motion),
+                             common::js::toScript(isolate, record.buttons)};
+    info.GetReturnValue().Set(v8::Array::New(isolate, events, std::size(events)));
 }
 
 // How many pointer records the input threads have passed on.
@@ -259,6 +272,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     const Local<v8::Object> control = v8::Object::New(isolate);
     NODE_SET_METHOD(control, "burst", &burst);
     NODE_SET_METHOD(control, "push", &push);
+    NODE_SET_METHOD(control, "pointerEvents", &pointerEvents);
     NODE_SET_METHOD(control, "dispatched", &dispatched);
     NODE_SET_METHOD(control, "fail", &fail);
     NODE_SET_METHOD(control, "calls", &calls);

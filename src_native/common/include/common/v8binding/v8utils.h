@@ -41,6 +41,9 @@ void* externalValue(v8::Local<External> external) {
     }
 }
 
+/// Whether script called the native code that is running, at whatever distance.
+bool isScriptRunning(v8::Isolate* isolate);
+
 /// For native code that has called script under `tryCatch` and does not return at once: a termination (of a worker, or
 /// by a time limit) would be forgotten by the engine at the next call of it. Has the script further down the stack
 /// terminated all the same; where there is none, the termination has done its work.
