@@ -79,7 +79,7 @@ check_wine() {
     if [ -z "$ZEB_WINE_ROOT" ]; then
         version=$(/usr/lib/wine/wine64 --version 2>&1)
         [[ $version =~ ^wine-([0-9]+) && ${BASH_REMATCH[1]} -ge 10 ]] ||
-            die "this machine's Wine is another one: $version" "Wine 10 or later is needed: apt-get install wine64/$WINE_RELEASE"
+            die "this machine's Wine is unsuitable: $version" "Wine 10 or later is needed: apt-get install wine64/$WINE_RELEASE"
     fi
     [ -z "$ZEB_WINE_ROOT" ] || refusal=$("$ROOT/toolchain/in-root" /nowhere true 2>&1) ||
         die "bubblewrap cannot run Wine here: $refusal" \
@@ -130,7 +130,7 @@ install_packages() {
         $sudo apt-get -q -y --no-install-recommends --download-only -o Acquire::Retries=0 install ${missing[0]}" ||
         die "Debian's packages cannot be fetched" "is the network reachable? try: ${sudo:+sudo }apt-get update"
     step "install ${missing[*]}" quietly $sudo env DEBIAN_FRONTEND=noninteractive $command ||
-        die "the packages could not be installed" "what apt says is above; to repeat it, run: ${sudo:+sudo }$command"
+        die "the packages could not be installed" "see apt's output above; to repeat it, run: ${sudo:+sudo }$command"
 }
 
 # Everything from npm is pinned by content, so npm's own cache will do. Without a network, npm must fail soon.
