@@ -100,7 +100,7 @@ function(zeb_add_script_test stem)
       _zeb_sanitizer_runtime(runtime)  # Node.js is built without it, so its process must load the runtime first
       # Only our code is checked, wherever it is called from, not what Node.js does among its own threads.
       list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
-        TSAN_OPTIONS=ignore_noninstrumented_modules=1 ZEB_STRESS=0.2)
+        TSAN_OPTIONS=ignore_noninstrumented_modules=1 ZEB_STRESS=0.5)
     endif()
   endif()
   set(name ${arg_LABEL}-${stem})
