@@ -24,7 +24,8 @@ bench_on() {  # linux|windows, arguments...
 # A desktop without a screen, in a prefix of its own: an X server answers each report with an echo, which Wine takes for a
 # further one.
 bench_real_mouse() {  # result file
-    local WINEPREFIX=$BUILD/wine-bench ZEB_BUILD=Z:$BUILD/windows-release
+    local WINEPREFIX ZEB_BUILD=Z:$BUILD/windows-release
+    WINEPREFIX=$BUILD/$(basename "$ZEB_WINE_TEMPLATE")-bench
     export WINEPREFIX ZEB_BUILD
     toolchain/wine/run reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null &&
         bench_on windows "$ROOT/bench/mouse-real.js" "$ZEB_BENCH_PACKAGES/node_modules" "$1"

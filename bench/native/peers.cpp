@@ -91,8 +91,7 @@ napi_value start(napi_env env, napi_callback_info info) {
     return nullptr;
 }
 
-// ---- a function pointer: what a foreign-function interface makes of a script function
-// ----------------------------------
+// ---- a function pointer: what a foreign-function interface makes of a script function ------------------------------
 
 using Callback = void (*)(std::int32_t offsetX, std::int32_t offsetY, std::int32_t screenX, std::int32_t screenY);
 
@@ -115,8 +114,7 @@ napi_value startCallback(napi_env env, napi_callback_info info) {
     return nullptr;
 }
 
-// ---- both
-// --------------------------------------------------------------------------------------------------------------
+// ---- both ----------------------------------------------------------------------------------------------------------
 
 napi_value push(napi_env env, napi_callback_info info) {
     std::size_t count = 1;
