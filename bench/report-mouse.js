@@ -78,8 +78,9 @@ ${section(resultsFolder, 'windows', FEED)}
 
 A thread sends the system's own input by \`SendInput\`, in the Windows Node.js under Wine, on a desktop without a screen.
 zebbridge listens by raw input, "uiohook-napi" (${dependencies['uiohook-napi']}) by a hook. Compare the call of \`SendInput\` with that of "nobody": every
-program's input waits for a hook, and where a mouse does not reach its rate, that is the reason. Then compare the processor
-time of a report and the time from \`SendInput\` to the callback.
+program's input waits for a hook, which holds the mouse back, while raw input that is not read yet waits in a queue. Then
+compare the processor time of a report and the time from \`SendInput\` to the callback; where a mouse does not reach its
+rate, the machine is too slow for it, and that time is mostly the queue's.
 
 "Listening thread" is what the process takes beside the script thread and the sending one. What Wine's server takes is not
 in it. Wine does not wake zebbridge's thread when raw input comes, so the sender posts it messages, once or twice in a
