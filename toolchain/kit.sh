@@ -3,7 +3,7 @@
 # <build>/package/zebbridge-<version>-windows-check.zip
 KIT_RUNTIMES="node:${NODE%%.*}:$ZEB_NODE_WIN:$ZEB_NODE_LINUX node24:24:$ZEB_NODE24_WIN:$ZEB_NODE24_LINUX \
     node26:26:$ZEB_NODE26_WIN:$ZEB_NODE26_LINUX"  # flavour, release, folders of the executable and of the licence
-KIT_SCRIPTS="binding-arguments binding-objects binding-results ends exports hardware lifetime misuse several-environments"
+KIT_SCRIPTS="binding-arguments binding-objects binding-results ends exports hardware capture-lifetime capture-workers misuse several-environments"
 KIT_PROGRAMS="toolchain-modules unit-failure unit-format unit-interfaces unit-lock unit-platform_services unit-slots unit-text"
 KIT_PRESET="windows-release"
 

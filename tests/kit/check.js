@@ -34,17 +34,18 @@ const CHECKS = [
   own('programs', 600),
   own('image', 300),
   own('system', 600),
-  own('input', 900),
+  own('raw-input', 900),
   script('exports'),
   script('binding-arguments'),
   script('binding-objects'),
   script('binding-results'),
   script('misuse'),
   script('hardware'),
-  script('lifetime'),
+  script('capture-lifetime'),
+  script('capture-workers'),
   script('ends', []),
   script('several-environments', ['harness.node', 'environments.node'], 900),
-  own('ends', 7200),
+  own('exit-codes', 7200),
 ];
 
 const report = [];

@@ -14,7 +14,8 @@ const inFolder = (folder) =>
     .map((name) => `${folder}/${name}`);
 
 const pages = [
-  ...['README.md', 'CHANGELOG.md', 'SECURITY.md', 'src_native/README.md', 'toolchain/README.md'],
+  ...['README.md', 'CHANGELOG.md', 'SECURITY.md', 'CONTRIBUTING.md', 'src_native/README.md', 'toolchain/README.md'],
+  ...['tests/README.md', 'tests/faults/README.md', 'tests/kit/README.md', 'tests/standins/Windows/README.md'],
   ...['docs', 'docs/api', 'docs/decisions'].flatMap(inFolder),
 ];
 

@@ -24,7 +24,7 @@ const send = (count) => mouse(MOUSE.middleUp, 0, 0, 0, count);
 async function settled(recorder) {
   const isMarker = (event) => Array.isArray(event) && event.every((transition) => transition === 1);
   mouse(MOUSE.leftUp | MOUSE.middleUp | MOUSE.rightUp);
-  await until('the marker', () => recorder.events.some(isMarker));
+  await until('the marker', () => recorder.events.some(isMarker), 60000);
   recorder.events.splice(recorder.events.findIndex(isMarker), 1);
 }
 

@@ -4,6 +4,7 @@ const assert = require('node:assert/strict');
 const test = require('node:test');
 const { zebbridge, collect } = require('../../script/support/zebbridge');
 const desktop = require('../../script/support/desktop');
+const { settled: allArrived } = require('../../script/support/captures');
 const { until, turn, short, wine, runScript, note } = require('../support/kit');
 
 const { hardware } = zebbridge;
@@ -13,13 +14,8 @@ const capture = hardware.capturePointer();
 let recorder;
 let unavailable = '';
 
-// Sends markers that no check sends, after everything that was sent before, and waits for them.
-async function settled() {
-  const isMarker = (event) => Array.isArray(event) && event.every((transition) => transition === 1);
-  mouse(MOUSE.leftUp | MOUSE.middleUp | MOUSE.rightUp);
-  await until('the marker', () => recorder.events.some(isMarker), 60000);
-  recorder.events.splice(recorder.events.findIndex(isMarker), 1);
-}
+// Reports that no check sends come behind everything that was sent before.
+const settled = () => allArrived(recorder);
 
 test.before(async () => {
   try {
