@@ -1,7 +1,7 @@
 # Sourced by ../zeb: builds the measured modules, optimised, natively and for Windows, and runs all measurements.
 #
-#   ZEB_BENCH_RECORDS         records per stream, default 1000000; fewer for a quick look
-#   ZEB_BENCH_MOUSE_SECONDS   of each mouse, default 5
+#   ZEB_BENCH_RECORDS         pointer records per stream, default 1000000; fewer for a quick look
+#   ZEB_BENCH_MOUSE_SECONDS   how long each mouse runs, default 5
 
 bench_build() {  # preset, targets...
     run cmake --preset "$1" -B "$BUILD/$1" --log-level=WARNING \
@@ -21,8 +21,8 @@ bench_on() {  # linux|windows, arguments...
     esac
 }
 
-# A desktop without a screen, in a prefix of its own: an X server answers each report with an echo, which Wine takes for a
-# further one.
+# A desktop without a screen, with its own prefix. An X server would answer each raw input report with an echo, which
+# Wine takes for another report.
 bench_real_mouse() {  # result file
     local WINEPREFIX ZEB_BUILD=Z:$BUILD/windows-release
     WINEPREFIX=$BUILD/$(basename "$ZEB_WINE_TEMPLATE")-bench
@@ -35,7 +35,7 @@ verb_bench() {
     local results=$BUILD/bench system modules
     setup_windows
     make_part "$ZEB_BENCH_PACKAGES" "fetch what is measured beside the module" \
-        fetch_from_npm bench "$ZEB_BENCH_PACKAGES" --force  # also a package that only another system can load
+        fetch_from_npm bench "$ZEB_BENCH_PACKAGES" --force  # takes a package that only another system can load, too
     rm -rf "$results" && mkdir -p "$results"
     step "build for Linux" bench_build linux-release bench_module bench_peers &&
         step "build for Windows" bench_build windows-release bench_module bench_peers bench_sender zebbridge_node \
@@ -44,7 +44,7 @@ verb_bench() {
         modules=$BUILD/$system-release/node
         step "measure calls and events on $system" \
             bench_on $system "$ROOT/bench/measure.js" "$modules" "$results/$system.json" || return
-        # From here on, what does not run is a row of the table that says so.
+        # From here on, a measurement that does not run becomes a row of the table that says so.
         step "measure a mouse on $system" bench_on $system "$ROOT/bench/mouse.js" "$modules" \
             "$ZEB_BENCH_PACKAGES/node_modules" "$results/mouse-$system.json"
     done

@@ -1,6 +1,6 @@
 'use strict';
-// measure.js MODULES_FOLDER RESULT_FILE: one whole run in one process, so that its figures may be divided by each other.
-// Runs in any Node.js that loads the modules; `./zeb bench` runs it natively and in the Windows Node.js.
+// measure.js MODULES_FOLDER RESULT_FILE: one whole run in one process, so that its figures can be compared with each
+// other. Runs in any Node.js that loads the modules; `./zeb bench` runs it natively and in the Windows Node.js.
 const fs = require('node:fs');
 const path = require('node:path');
 
@@ -10,7 +10,7 @@ const bench = require(path.join(modulesFolder, 'bench_module.node'));
 const loadTime = Number(process.hrtime.bigint() - loadStart);
 const peers = require(path.join(modulesFolder, 'bench_peers.node'));
 
-// The package's own stream over the measured module, as its loader would have found it.
+// The package's own stream over the measured module, as if its loader had found that module.
 const root = path.join(__dirname, '..');
 const loader = path.join(root, 'lib', 'native.js');
 require.cache[loader] = {
@@ -28,7 +28,7 @@ const median = (values) => [...values].sort((a, b) => a - b)[values.length >> 1]
 
 // ---- one call -----------------------------------------------------------------------------------------------------
 
-// Plain loops, nothing subtracted: what a script pays for a call, its loop included.
+// Plain loops with nothing subtracted: what a script pays for a call, its loop included.
 function calls() {
   const { methods, raw, hardware } = bench;
   const count = 1000000;
@@ -71,7 +71,7 @@ function calls() {
       if (round >= 2) (figures[name] ??= []).push(time); // the first two warm up
     }
   }
-  // Ratios are taken within a round, whose parts ran side by side, and only then is their median.
+  // Ratios are taken within a round, whose parts run side by side. The result is the median of the ratios.
   const floor = figures['raw, empty'];
   return Object.fromEntries(
     Object.entries(figures).map(([name, times]) => [
@@ -81,8 +81,8 @@ function calls() {
   );
 }
 
-// ---- one stream: `total` records in batches. Asking returns when the worker has handed the batch over, so the event loop
-// finds it waiting: no thread sleeps, and none has to be woken --------------------------------------------------------
+// ---- one stream of `total` pointer records in batches. `ask` returns when the worker has passed the batch on, so the
+// event loop finds it waiting: no thread sleeps, and none has to be woken --------------------------------------------
 
 let checksum = 0;
 const touch = (record) => {
@@ -140,7 +140,7 @@ function pureScript(total) {
 }
 
 // What a listener of a stream costs, as a multiple of the plain callback: the fastest of many short rounds of each, in
-// turn, because the machine's other work only ever adds to a round.
+// turn, because the machine's other work can only make a round slower.
 async function streamRatio(batch) {
   const best = { zebbridge: Infinity, 'zebbridge/pointer': Infinity };
   for (let round = 0; round < 300; round++) {

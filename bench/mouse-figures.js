@@ -1,4 +1,4 @@
-// What the two measurements of a mouse have in common: rates, figures, waiting.
+// What the two measurements of a mouse share: rates, figures, waiting.
 'use strict';
 const fs = require('node:fs');
 
@@ -7,7 +7,7 @@ const SECONDS = Number(process.env.ZEB_BENCH_MOUSE_SECONDS || 5);
 
 const turn = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
-// Looks seldom, because looking is part of what is measured.
+// Checks rarely, because checking is part of what is measured.
 async function until(what, condition) {
   for (const deadline = Date.now() + 20000; ; ) {
     const value = condition();
@@ -19,7 +19,7 @@ async function until(what, condition) {
 
 const quantile = (values, share) => Float64Array.from(values).sort()[Math.floor(values.length * share)];
 
-// The times from report to callback. Stamps count tenths of a microsecond and wrap around.
+// The times from raw input report to callback. Stamps count tenths of a microsecond and wrap around.
 class Delays {
   constructor(count) {
     this.times = new Float64Array(count);
@@ -35,7 +35,7 @@ class Delays {
 }
 
 // Calls measure(name, rate, seconds) for all, after a short run of each in which the engine compiles what they need.
-// Writes rows[rate][name] to the file, one by one: a contender that ends the process ends the table with its own row.
+// Writes rows[rate][name] to the file one by one, so a contender that ends the process ends the table with its own row.
 async function measureAll(names, measure, resultFile) {
   const rows = {};
   const save = (rate, name, row) => {
@@ -44,7 +44,7 @@ async function measureAll(names, measure, resultFile) {
   };
   for (const name of names) {
     save(RATES[0], name, { reason: 'ended the process' });
-    await measure(name, RATES[0], 0.5).catch(() => {}); // it tells again
+    await measure(name, RATES[0], 0.5).catch(() => {}); // the measured run reports it again
   }
   for (const rate of RATES) {
     for (const name of names) {

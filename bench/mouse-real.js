@@ -1,6 +1,6 @@
 'use strict';
-// mouse-real.js PACKAGES_FOLDER RESULT_FILE: what a mouse of the system costs. A thread of this process sends its input,
-// and a package listens. In the Windows Node.js; ZEB_BUILD is the build folder.
+// mouse-real.js PACKAGES_FOLDER RESULT_FILE: what a mouse of the system costs. A thread of this process sends its
+// input, and a package listens. Runs in the Windows Node.js; ZEB_BUILD is the build folder.
 const path = require('node:path');
 const desktop = require('../tests/script/support/desktop');
 const { buildFile } = require('../tests/script/support/built');
@@ -9,11 +9,11 @@ const { Delays, measureAll, quantile, turn, until } = require('./mouse-figures')
 const [, , packagesFolder, resultFile] = process.argv;
 const sender = require(buildFile('node', 'bench_sender.node'));
 
-// Beside the test's window, which would have work of its own with a pointer above it.
+// Outside the test's window, which would have work to do with a pointer above it.
 const START = { x: 10, y: 724 };
 const ROW = 1001; // as in native/sender-windows.cpp
 
-// The number of the report that led to a place, or -1.
+// The number of the raw input report that led to a place, or -1.
 function reportAt(x, y) {
   const row = y - START.y;
   const along = row % 2 === 0 ? x - START.x : ROW - 1 - (x - START.x);
@@ -91,7 +91,7 @@ async function measure(name, rate, duration) {
 }
 
 (async () => {
-  await desktop.openWindow(); // nobody gets raw input while no window is in front
+  await desktop.openWindow(); // nobody gets raw input without a window in front
   await measureAll(Object.keys(CONTENDERS), measure, resultFile);
   process.exit();
 })().catch((error) => {

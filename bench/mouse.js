@@ -1,6 +1,6 @@
 'use strict';
-// mouse.js MODULES_FOLDER PACKAGES_FOLDER RESULT_FILE: what a mouse costs, for each way from a native thread to a script
-// callback, in one process. The thread sleeps between reports, as one that waits for the system's input does.
+// mouse.js MODULES_FOLDER PACKAGES_FOLDER RESULT_FILE: what a mouse costs, for each way from a native thread to a
+// script callback, in one process. The thread sleeps between reports, like a thread that waits for the system's input.
 const path = require('node:path');
 const { Delays, measureAll, turn, until } = require('./mouse-figures');
 
@@ -37,7 +37,7 @@ const threadSafeFunction = () => ({
   stop: peers.stop,
 });
 
-// The package of a system is the whole interface; the common one only chooses between them.
+// A system's own package is the whole interface; the common package only chooses between them.
 function koffi() {
   const library = require(path.join(packagesFolder, '@koromix', `koffi-${process.platform}-${process.arch}`));
   const type = library.pointer(library.proto('void', ['int32_t', 'int32_t', 'int32_t', 'int32_t']));
@@ -50,7 +50,7 @@ function koffi() {
       peers.startCallback(callback);
     },
     stop() {
-      peers.stop(); // its thread calls no more
+      peers.stop(); // its thread stops calling
       library.unregister(callback);
     },
   };

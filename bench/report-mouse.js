@@ -1,4 +1,4 @@
-// The part of RESULTS.md about what a mouse costs.
+// The part of RESULTS.md that tells what a mouse costs.
 'use strict';
 const fs = require('node:fs');
 const path = require('node:path');

@@ -1,5 +1,6 @@
 'use strict';
-// report.js RESULTS_FOLDER OUTPUT_FOLDER: writes RESULTS.md and results.svg from the runs (*.json) of one `./zeb bench`.
+// report.js RESULTS_FOLDER OUTPUT_FOLDER: writes RESULTS.md and results.svg from the runs (*.json) of one `./zeb
+// bench`.
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
@@ -123,7 +124,7 @@ fs.writeFileSync(path.join(outputFolder, 'RESULTS.md'), text);
 fs.writeFileSync(path.join(outputFolder, 'results.svg'), picture());
 console.log(text);
 
-// The promise of docs/api/pointer.md.
+// docs/api/pointer.md promises this.
 for (const { title, events } of runs) {
   if (events[64].streamRatio <= 1.3) continue;
   console.error(

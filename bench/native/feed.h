@@ -9,21 +9,22 @@
 
 namespace zeb::bench {
 
-/// How script has a worker thread hand records over: the same for every contender.
+/// How script makes a worker thread pass on pointer records; the same for every contender.
 ///
-/// Batches measure what a record costs. Both sides spin while they wait, and script goes on when the worker has handed
-/// all records over: the time that the system takes to wake a sleeping thread or event loop would drown it.
-/// A mouse measures what an application pays, wake-ups included: see mouse.h.
+/// Batches measure what a record costs. Both sides spin while they wait, and script continues when the worker has
+/// passed on all records, because the time that the system takes to wake a sleeping thread or event loop would hide
+/// that cost.
+/// A mouse measures what an application pays, wake-ups included; see mouse.h.
 class Feed {
 public:
-    /// Returns when the worker has handed over `count` records.
+    /// Returns when the worker has passed on `count` records.
     void ask(std::uint32_t count) noexcept {
         m_busy.store(true);
         m_wanted.store(count);
         while (m_busy.load() && !m_stopped.load()) std::this_thread::yield();
     }
 
-    /// Returns at once; the worker hands over what such a mouse reports. One mouse until `restart`.
+    /// Returns at once; the worker passes on what such a mouse reports. One mouse until `restart`.
     void runMouse(std::uint32_t rate, std::uint32_t milliseconds) noexcept {
         m_milliseconds = milliseconds;
         m_rate.store(rate);
@@ -39,7 +40,7 @@ public:
         m_stopped.store(false);
     }
 
-    /// The worker: calls `handOver(number)` for every record until it is stopped.
+    /// Runs the worker: calls `handOver(number)` for every record until it is stopped.
     template <typename HandOver>
     void serve(HandOver&& handOver) {
         while (!m_stopped.load()) {

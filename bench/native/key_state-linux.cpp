@@ -2,7 +2,7 @@
 
 namespace zeb {
 
-// Calls are measured aside from the system's part in them.
+// Calls are measured without the system's part of them.
 bool isKeyDown(int) noexcept { return false; }
 
 }  // namespace zeb

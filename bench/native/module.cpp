@@ -1,5 +1,5 @@
 // The module under measurement: the product's own binding layer and pointer capture over a driver that a benchmark
-// feeds, and beside them the same jobs done directly with the engine, as the lower bound and as the obvious version.
+// feeds. Beside them, the same jobs are done directly with the engine, as the lower bound and as the obvious version.
 #include <node.h>
 
 #include <array>
@@ -15,7 +15,7 @@
 namespace zeb::bench {
 namespace {
 
-/// Methods that do nothing but be called through the binding layer.
+/// Methods that do nothing, to measure calls through the binding layer.
 class Methods : public Component {
 public:
     using Interfaces = common::TypeList<Component>;

@@ -9,8 +9,8 @@
 
 namespace zeb::bench {
 
-/// Reports are stamped in tenths of a microsecond, of which an int32 holds three and a half minutes: every contender
-/// can carry one in a coordinate. All modules of a process have the same clock.
+/// Stamps count tenths of a microsecond. An int32 holds three and a half minutes of them, so every contender can carry
+/// a stamp in a coordinate. All modules of a process use the same clock.
 using Clock = std::chrono::steady_clock;
 using Stamp = std::chrono::duration<std::int64_t, std::ratio<1, 10'000'000>>;
 constexpr std::int64_t kStampMask = 0x7FFFFFFF;
@@ -19,7 +19,7 @@ inline std::int32_t toStamp(Clock::time_point time) noexcept {
     return static_cast<std::int32_t>(std::chrono::duration_cast<Stamp>(time.time_since_epoch()).count() & kStampMask);
 }
 
-/// What a mouse did, and what that took of the thread it ran on.
+/// What a mouse did, and the processor time that its thread took for it.
 struct MouseTally {
     std::uint32_t reports = 0;
     double seconds = 0;
@@ -30,8 +30,8 @@ struct MouseTally {
 /// sleeps in between. It wakes every millisecond, so a faster mouse has several reports ready at once; `isLast` marks
 /// the last of them.
 ///
-/// Reports are stamped when the thread wakes. When handing over has taken the thread past the next millisecond, the
-/// reports that became ready meanwhile are as old as they are, so a slow contender cannot hide that they waited.
+/// Reports are stamped when the thread wakes. If passing them on takes the thread past the next millisecond, the
+/// reports that became ready meanwhile keep their true age, so a slow contender cannot hide that they waited.
 template <typename Report>
 MouseTally runMouse(std::uint32_t rate, std::uint32_t milliseconds, Report&& report) {
     using std::chrono::duration;

@@ -10,7 +10,7 @@ namespace zeb::bench {
 napi_value toScript(napi_env env, const MouseTally& tally);  ///< [reports, seconds, processor seconds]
 
 // Functions for script.
-napi_value now(napi_env env, napi_callback_info info);  ///< the stamp of this moment
+napi_value now(napi_env env, napi_callback_info info);  ///< the current stamp
 napi_value scriptThreadTime(napi_env env, napi_callback_info info);
 
 }  // namespace zeb::bench

@@ -1,4 +1,4 @@
-// The same jobs done with the C API for add-ons, and with its C++ wrapper: what most modules are built on. And what a
+// The same jobs done with the C API for add-ons and with its C++ wrapper, which most modules are built on. Also what a
 // foreign-function interface needs from native code: a thread that calls a function pointer.
 #include <napi.h>
 #include <node_api.h>
@@ -33,7 +33,7 @@ Napi::Value wrapperIsOdd(const Napi::CallbackInfo& info) {
     return Napi::Boolean::New(info.Env(), (info[0].As<Napi::Number>().Int32Value() & 1) != 0);
 }
 
-// ---- the thread-safe function: one call into the queue for each record ---------------------------------------------
+// ---- the thread-safe function: one call into the queue per record --------------------------------------------------
 
 struct Record {
     std::int32_t offsetX, offsetY, screenX, screenY;
@@ -101,7 +101,7 @@ void produceForCallback(Stream* stream, Callback callback) {
     });
 }
 
-// (address): of a Callback; with 0, nobody listens
+// (address of a Callback): 0 means that nobody listens
 napi_value startCallback(napi_env env, napi_callback_info info) {
     std::size_t count = 1;
     napi_value argument = nullptr;

@@ -1,4 +1,4 @@
-// A mouse of the system: a thread that sends real input, for whatever in this process listens to it.
+// A mouse of the system: a thread that sends real input to whatever listens in this process.
 #include <node_api.h>
 #include <windows.h>
 
@@ -19,7 +19,7 @@ constexpr std::uint32_t kRow = 1001;
 struct Sender {
     std::uint32_t rate = 0;
     std::uint32_t milliseconds = 0;
-    std::int32_t* sentAt = nullptr;  // both kept alive by script
+    std::int32_t* sentAt = nullptr;  // script keeps both alive
     std::int32_t* took = nullptr;
     std::size_t capacity = 0;
     HWND woken = nullptr;
@@ -43,7 +43,7 @@ void step(std::uint32_t number) {
 
 void send() {
     std::uint32_t number = 0;
-    bool isFirst = true;  // of those that are sent at once
+    bool isFirst = true;  // of the reports that are sent at once
     g_sender.tally = zeb::bench::runMouse(g_sender.rate, g_sender.milliseconds, [&](std::int32_t, bool isLast) {
         if (number >= g_sender.capacity) return;
         const Clock::time_point before = Clock::now();
@@ -52,7 +52,7 @@ void send() {
         g_sender.took[number] =
             static_cast<std::int32_t>(std::chrono::duration_cast<zeb::bench::Stamp>(Clock::now() - before).count());
         ++number;
-        // Windows wakes a thread that waits for a range of messages when raw input comes, and Wine does not.
+        // When raw input comes, Windows wakes a thread that waits for a range of messages; Wine does not.
         if (g_sender.woken != nullptr && (isFirst || isLast)) PostMessageW(g_sender.woken, WM_APP, 0, 0);
         isFirst = isLast;
     });

@@ -2,7 +2,7 @@
 
 namespace zeb::bench {
 
-/// Processor time that the calling thread has used, in seconds.
+/// The processor time that the calling thread has used, in seconds.
 double threadTime() noexcept;
 
 }  // namespace zeb::bench

@@ -1,4 +1,4 @@
-// What a capture delivers, to which callback, and what becomes of it there.
+// What a capture delivers, to which callback, and what happens to it there.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');

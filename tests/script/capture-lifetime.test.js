@@ -1,4 +1,4 @@
-// How long captures live, and what may happen from inside their callbacks.
+// How long captures live, and what may happen inside their callbacks.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -121,7 +121,7 @@ lifetimeTest('many captures that nobody keeps', async () => {
   }
 });
 
-// ---- from inside a callback --------------------------------------------------------------------------------------------
+// ---- inside a callback -------------------------------------------------------------------------------------------------
 
 lifetimeTest('a callback replaces itself', async () => {
   const capture = hardware.capturePointer();
@@ -210,7 +210,7 @@ lifetimeTest('a callback stops its capture', async () => {
   await until('the first event', () => calls > 0);
   assert.equal(desktop.isListening(), false);
   await desktop.startCapturing(other);
-  await settled(recorder); // and so has been delivered what was read before the stop
+  await settled(recorder); // by then, what was read before the stop has been delivered
   const before = calls;
   recorder.events.length = 0;
   send(10);

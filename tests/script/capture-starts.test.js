@@ -1,4 +1,4 @@
-// A capture's starts and stops: its thread, its window, its registration, and what it shares with other captures.
+// How captures start and stop: the thread, the window, the registration, and what a capture shares with others.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');

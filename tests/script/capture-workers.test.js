@@ -1,4 +1,4 @@
-// Worker threads that capture, and come and go.
+// Worker threads that capture, and that come and go.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');

@@ -1,4 +1,4 @@
-// The script that delivers pointer records: the file as it stands, over arrays, and then what the module makes of it.
+// The script that delivers pointer records: first the file itself, over arrays, then what the module makes of it.
 'use strict';
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
@@ -12,11 +12,11 @@ const file = path.join(root, 'src_native', 'bridge', 'pointer_delivery.js');
 const source = fs.readFileSync(file, 'utf8');
 const deliver = vm.runInThisContext(source, { filename: file });
 
-// Before the records: interrupted, the record that is next, whether its motion event is done.
+// The words before the records: interrupted, the next record, whether its motion event is done.
 const batchOf = (records, position = [0, 0]) => Int32Array.from([0, ...position, ...records.flat()]);
 const positionIn = (batch) => [batch[1], batch[2]];
 
-// What comes of the records: the events, each with the position while its callback runs.
+// What the records become: the events, each with the position while its callback runs.
 function eventsOf(records, { position, end = records.length, on = () => {}, motion = true, buttons = true } = {}) {
   const batch = batchOf(records, position);
   const events = [];
@@ -42,7 +42,7 @@ test('its events are those that the binding layer makes of the same record', () 
   const expected = harness.pointerEvents(Int32Array.from(record));
   const made = events.map(([, event]) => event);
   assert.deepEqual(made, expected);
-  assert.equal(JSON.stringify(made), JSON.stringify(expected)); // the properties' order, too
+  assert.equal(JSON.stringify(made), JSON.stringify(expected)); // includes the order of the properties
 });
 
 test('a record has a motion event when it moved, then a buttons event when a button changed', () => {
@@ -127,7 +127,7 @@ test('an array that is taken away ends it', () => {
 
 // ---- the module
 
-// Kept, because a collection of it would end the capture.
+// Kept, because its garbage collection would end the capture.
 const capture = addon.hardware.capturePointer();
 test.afterEach(() => {
   capture.stopCapturing();
@@ -167,7 +167,7 @@ test('a time limit that ends a callback inside a loop of script loses no event',
     events.length = 0;
     const before = harness.dispatched();
     harness.burst(2000, 0, 1);
-    while (harness.dispatched() < before + 2000); // the records are at hand
+    while (harness.dispatched() < before + 2000); // the records have arrived
     isLimited = true;
     assert.throws(() => vm.runInThisContext('loop()', { timeout }), { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' });
     isLimited = false;

@@ -17,7 +17,7 @@ beforeEach(() => {
   updater.setErrorHandler((text) => reports.push(text));
 });
 
-// Runs one update that ends as told, and returns what the handler received up to the report of the next one.
+// Runs one update that ends as told, and returns what the handler received before the failure of the next update.
 async function update(...plan) {
   platform.plan(...plan);
   updater.applyUpdate(uri);
@@ -141,7 +141,8 @@ describe('the process', () => {
     process.exitCode = 5;`,
     { status: 5 },
   );
-  // Nothing keeps the loop once an update has ended and been let go of: what is heard afterwards would be an old report.
+  // Once an update has ended and was released, nothing keeps the loop running. A report that came now would be an old
+  // one.
   ends(
     'ends after a success, which calls nothing',
     `

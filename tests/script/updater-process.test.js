@@ -1,4 +1,4 @@
-// "msix_auto_updater": what an update does to the process, and the end of the process to an update.
+// "msix_auto_updater": what an update means for the process, and what the end of the process means for an update.
 'use strict';
 const { test, describe, before, after } = require('node:test');
 const assert = require('node:assert');
@@ -51,7 +51,7 @@ describe('the process', () => {
   );
   ends('exits when nothing was updated', 'updater.setErrorHandler(() => {});', 0);
 
-  // Nothing keeps the loop once the report has come and gone: what is heard afterwards would be an old one.
+  // Once the report has been delivered, nothing keeps the loop running. A report that came now would be an old one.
   for (const [how, clear] of [
     ['never was', ''],
     ['null clears', 'updater.setErrorHandler(null);'],

@@ -22,7 +22,7 @@ beforeEach(() => {
   updater.setErrorHandler(record);
 });
 
-// Every test has heard all that it should: what comes now is one more report, and nothing before it.
+// Checks that each test has received all its reports: one more report comes next, and nothing before it.
 afterEach(async () => {
   await allGone();
   reports = [];
@@ -38,7 +38,7 @@ afterEach(async () => {
 const allGone = () =>
   until('the end of all deployments', () => winrt.updates().every(({ refused, gone }) => refused || gone));
 
-// Runs one update that ends as told, and about which the handler hears nothing.
+// Runs one update that ends as told and of which the handler hears nothing.
 async function silent(outcome = success()) {
   winrt.deploymentsEnd(outcome);
   const count = winrt.updates().length;
@@ -47,7 +47,7 @@ async function silent(outcome = success()) {
   await allGone();
 }
 
-// Runs one that the handler hears of, and returns what it received.
+// Runs one update of which the handler hears, and returns what the handler received.
 async function update(outcome) {
   await silent(outcome);
   await until('the report', () => reports.length > 0);
@@ -259,7 +259,7 @@ describe('the handler', () => {
       assert.strictEqual(updater.setErrorHandler(value), undefined);
       await silent(errorText('x'));
     }
-    updater.setErrorHandler((text) => text !== 'x' && reports.push([text])); // the last of them may still come
+    updater.setErrorHandler((text) => text !== 'x' && reports.push([text])); // the last report may still come
     assert.deepStrictEqual(await update(errorText('still works')), [['still works']]);
   });
 

@@ -1,5 +1,5 @@
-// "zebbridge/updates": updates as promises, over deployments that end as a test says; and what both functions do where the
-// native part is missing.
+// "zebbridge/updates": updates as promises, over deployments that end as a test says, and what both functions do where
+// the native part is missing.
 'use strict';
 const assert = require('node:assert/strict');
 const { AsyncLocalStorage } = require('node:async_hooks');

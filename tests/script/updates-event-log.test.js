@@ -1,4 +1,4 @@
-// "zebbridge/updates": the event log's records as objects, over a log that a test fills.
+// "zebbridge/updates": event records as objects, over a log that a test fills.
 'use strict';
 const assert = require('node:assert/strict');
 const path = require('node:path');

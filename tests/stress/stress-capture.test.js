@@ -310,7 +310,7 @@ test('a callback stops the capture, and what was read before still comes', HOUR,
     harness.burst(5_000, 0, 0);
     await until('the stop', () => stoppedAt > 0);
     await until('the end of the thread', () => harness.counts().threads === 0);
-    const MARKER = 1_000_000; // goes the same way, and so comes after what was read
+    const MARKER = 1_000_000; // takes the same way, so it comes after what was read
     capture.startCapturing();
     harness.burst(1, MARKER, 0);
     await until('the marker', () => seen.at(-1) === MARKER);

@@ -1,5 +1,5 @@
-// How processes end while the module works in them: each with its own exit code, and with nothing on the
-// error stream that script did not write. For ends that need the real pointer, see tests/script/capture-workers.test.js.
+// How processes end while the module works in them: each with its own exit code, and with nothing on the error stream
+// that script did not write. For ends that need the real pointer, see tests/script/capture-workers.test.js.
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
@@ -338,7 +338,7 @@ const company = {
     ${script}`,
 };
 
-// A short run has each end in one company, in turn.
+// A short run has each end in one company, by turns.
 const companies = Object.entries(company);
 const isShort = Number(process.env.ZEB_STRESS || 1) < 0.5;
 

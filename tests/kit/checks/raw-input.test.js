@@ -14,7 +14,7 @@ const capture = hardware.capturePointer();
 let recorder;
 let unavailable = '';
 
-// Reports that no check sends come behind everything that was sent before.
+// Sends markers that no check sends, after everything that was sent before, and waits for them.
 const settled = () => allArrived(recorder);
 
 test.before(async () => {

@@ -1,6 +1,6 @@
-// The module over the harness, with what a script needs to put it to work: captures that are fed and updates that end as
-// told. A text, because it is for other realms, threads and processes. They need `require` and `file`, the harness, as
-// globals.
+// The module over the harness, with what a script needs to use it: captures that are fed, and updates that end as told.
+// This is text, because other realms, threads and processes run it. They need the globals `require` and `file`, which
+// names the harness.
 'use strict';
 
 const LOAD = `

@@ -1,4 +1,4 @@
-// Captures of the real pointer: making them, feeding them through the system, and knowing when all has arrived.
+// Captures of the real pointer: makes them, feeds them through the system, and shows when everything has arrived.
 'use strict';
 const test = require('node:test');
 const desktop = require('./desktop');

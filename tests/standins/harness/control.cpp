@@ -89,7 +89,7 @@ std::vector<zeb::RawInputDriver::PointerData> records(const FunctionCallbackInfo
 // (Int32Array of pointer records: offset, screen point, left, middle, right)
 void push(const FunctionCallbackInfo<Value>& info) { zeb::standins::SyntheticInput::shared().push(records(info)); }
 
-// (the same): the two events of the first record, as the binding layer converts them.
+// (the same): the two events of the first pointer record, as the binding layer converts them.
 void pointerEvents(const FunctionCallbackInfo<Value>& info) {
     v8::Isolate* const isolate = info.GetIsolate();
     const zeb::RawInputDriver::PointerData record = records(info).at(0);

@@ -1,4 +1,4 @@
-// What the scripts that end have at hand, in processes, workers and environments.
+// What the scripts that end can use, in processes, workers and environments.
 'use strict';
 const { LOAD } = require('../../script/support/at_work');
 const { file } = require('../../script/support/harness');
