@@ -85,6 +85,8 @@ FormatArgument argument(const char (&value)[N]) {
 /// `format` with its arguments in place. A null `const char*` writes nothing. Wide text is never converted; a fixed
 /// note stands in its place. A `std::type_info` writes the readable name of the type.
 template <typename... Args>
+    requires(!std::convertible_to<const Args&, const FormatArgument*> &&
+             ...)  // a list of arguments is for the other one
 std::string format(std::string_view text, const Args&... args) {
     const std::array<FormatArgument, sizeof...(Args)> list{format_internal::argument(args)...};
     return format(text, list.data(), list.size());

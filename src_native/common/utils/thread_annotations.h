@@ -15,5 +15,3 @@
 #define ZEB_GUARDED_BY(lock) ZEB_THREAD_ATTRIBUTE(guarded_by(lock))
 #define ZEB_ACQUIRE(...) ZEB_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define ZEB_RELEASE(...) ZEB_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
-#define ZEB_EXCLUDES(...) ZEB_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
-#define ZEB_REQUIRES(...) ZEB_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))

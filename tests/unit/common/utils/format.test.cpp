@@ -195,6 +195,13 @@ TEST(Format, fixedPointTakesThePlaceOfScientificNotation) {
     EXPECT_EQ(common::format("{0}: {1:f.2} {1}", &arguments[0], std::size_t{2}), ": 1.50 1.500000e+00");
 }
 
+TEST(Format, aListOfArgumentsMayBeWritable) {
+    const std::int32_t number = 7;
+    common::FormatArgument arguments[] = {common::format_internal::argument(number)};
+    EXPECT_EQ(common::format("{0}", arguments, std::size_t{1}), "7");
+    EXPECT_EQ(common::format("{0}", &arguments[0], std::size_t{1}), "7");
+}
+
 TEST(Format, fixedPointWithoutPrecisionIsABadFormat) {
     EXPECT_EQ(common::format("{0:f}", 1.5), "ERROR:(Bad format)");
     EXPECT_EQ(common::format("{0:f2}", 1.5), "ERROR:(Bad format)");

@@ -127,6 +127,12 @@ public:
         release();
     }
 
+    /// Gives up the first references of an object whose constructor has thrown; without weak ones, frees the block.
+    void abandon() noexcept {
+        m_counts.decrementStrong();
+        release();
+    }
+
     std::uint32_t strong() const noexcept { return m_counts.strong(); }
     const RC& counts() const noexcept { return m_counts; }
 
@@ -143,15 +149,12 @@ private:
     RC m_counts;
 };
 
-/// Looks an id up among the interfaces of `Class`: first by address, which settles nearly every query, then by name,
-/// which finds the same interface named by another module.
+/// Looks an id up among the interfaces of `Class`, also when another module names the interface.
 template <typename... Interfaces>
 struct InterfaceTable {
     template <typename Class>
     static void* find(Class* object, const InterfaceId& id) noexcept {
         void* found = nullptr;
-        static_cast<void>(((&typeid(Interfaces) == &id && (found = static_cast<Interfaces*>(object), true)) || ...));
-        if (found != nullptr) return found;
         static_cast<void>(((typeid(Interfaces) == id && (found = static_cast<Interfaces*>(object), true)) || ...));
         return found;
     }
@@ -196,8 +199,8 @@ public:
 template <typename Class, typename RC>
 inline constexpr std::size_t kBlockSize = sizeof(ComClassSharedState<RC>) + sizeof(ComObject<Class, RC>);
 
-/// Constructs the state and the object in `block`. If a constructor throws, the exception passes through, `allocator`
-/// is released and `block` is raw memory again.
+/// Constructs the state and the object in `block`. If the object's constructor throws, the exception passes through
+/// after the block has gone back to `allocator`.
 template <typename Class, typename RC, typename... Args>
 Class* constructInBlock(void* block, ComPtr<Allocator> allocator, Args&&... args) {
     using Object = ComObject<Class, RC>;
@@ -208,7 +211,7 @@ Class* constructInBlock(void* block, ComPtr<Allocator> allocator, Args&&... args
     try {
         return ::new (state->storage()) Object(std::forward<Args>(args)...);
     } catch (...) {
-        state->~State();
+        state->abandon();
         throw;
     }
 }
@@ -228,13 +231,8 @@ template <typename Class, typename RC, typename... Args>
     ComPtr<Allocator> allocator = currentAllocator();
     void* const block = allocator->reallocate(nullptr, size);
     if (block == nullptr) return {};
-    try {
-        return ComPtr<Class>::attach(
-            com_internal::constructInBlock<Class, RC>(block, allocator, std::forward<Args>(args)...));
-    } catch (...) {
-        allocator->deallocate(block, {size, 1});
-        throw;
-    }
+    return ComPtr<Class>::attach(
+        com_internal::constructInBlock<Class, RC>(block, std::move(allocator), std::forward<Args>(args)...));
 }
 
 }  // namespace common
