@@ -20,19 +20,20 @@ class Methods : public Component {
 public:
     using Interfaces = common::TypeList<Component>;
 
-    Methods(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    Methods(v8::Isolate* isolate, v8::Local<v8::Object> object) { common::js::bindMethods(isolate, object, methods()); }
+    static common::js::MethodTable methods();
 
     void empty() {}
     bool isOdd(std::int32_t value) { return (value & 1) != 0; }
 };
 
-constexpr std::array kMethods{
-    common::js::methodEntry<Methods, &Methods::empty>("empty"),
-    common::js::methodEntry<Methods, &Methods::isOdd>("isOdd"),
-};
-
-Methods::Methods(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, kMethods);
+common::js::MethodTable Methods::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<Methods, &Methods::empty>("empty"),
+        methodEntry<Methods, &Methods::isOdd>("isOdd"),
+    };
+    return table;
 }
 
 void rawEmpty(const v8::FunctionCallbackInfo<v8::Value>&) {}

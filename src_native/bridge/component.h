@@ -4,6 +4,7 @@
 
 #include "common/com/comptr.h"
 #include "common/com/shared_state.h"
+#include "common/v8binding/v8binding.h"
 
 namespace zeb {
 

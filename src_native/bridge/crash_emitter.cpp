@@ -8,17 +8,17 @@
 
 namespace zeb {
 
-namespace {
-
-constexpr std::array kMethods{
-    common::js::methodEntry<CrashEmitter, &CrashEmitter::emitStackOverflow>("emitStackOverflow"),
-    common::js::methodEntry<CrashEmitter, &CrashEmitter::emitAccessViolation>("emitAccessViolation"),
-};
-
-}  // namespace
+common::js::MethodTable CrashEmitter::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<CrashEmitter, &CrashEmitter::emitStackOverflow>("emitStackOverflow"),
+        methodEntry<CrashEmitter, &CrashEmitter::emitAccessViolation>("emitAccessViolation"),
+    };
+    return table;
+}
 
 CrashEmitter::CrashEmitter(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, kMethods);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 void CrashEmitter::emitStackOverflow() {

@@ -13,6 +13,7 @@ public:
     using Interfaces = common::TypeList<Component>;
 
     CrashEmitter(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    static common::js::MethodTable methods();
 
     /// Ends the process with a stack overflow.
     static void emitStackOverflow();

@@ -62,14 +62,16 @@ void writeToDebugger(const char* message) {
 
 }  // namespace
 
-struct DiagnosticsComponent::Methods {
+common::js::MethodTable DiagnosticsComponent::methods() {
+    using common::js::methodEntry;
     static constexpr std::array table{
-        common::js::methodEntry<DiagnosticsComponent, &DiagnosticsComponent::setLogHandler>("setLogHandler"),
+        methodEntry<DiagnosticsComponent, &DiagnosticsComponent::setLogHandler>("setLogHandler"),
     };
-};
+    return table;
+}
 
 DiagnosticsComponent::DiagnosticsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, Methods::table);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 DiagnosticsComponent::~DiagnosticsComponent() { Log::setHandler(nullptr); }

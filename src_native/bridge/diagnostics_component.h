@@ -24,9 +24,9 @@ public:
     DiagnosticsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
     ~DiagnosticsComponent() override;
 
-private:
-    struct Methods;
+    static common::js::MethodTable methods();
 
+private:
     /// Installs `callback`; without one, records only go to the debugger's output.
     static void setLogHandler(std::unique_ptr<LogCallback> callback);
 };

@@ -9,17 +9,17 @@
 
 namespace zeb {
 
-namespace {
-
-constexpr std::array kMethods{
-    common::js::methodEntry<HwComponentComponent, &HwComponentComponent::getButtonState>("getButtonState"),
-    common::js::methodEntry<HwComponentComponent, &HwComponentComponent::capturePointer>("capturePointer"),
-};
-
-}  // namespace
+common::js::MethodTable HwComponentComponent::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<HwComponentComponent, &HwComponentComponent::getButtonState>("getButtonState"),
+        methodEntry<HwComponentComponent, &HwComponentComponent::capturePointer>("capturePointer"),
+    };
+    return table;
+}
 
 HwComponentComponent::HwComponentComponent(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, kMethods);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 bool HwComponentComponent::getButtonState(MouseButton button) { return isKeyDown(virtualKeyOf(button)); }

@@ -19,6 +19,7 @@ public:
     using Interfaces = common::TypeList<Component>;
 
     HwComponentComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    static common::js::MethodTable methods();
 
     /// Whether the button is held down now. Left and right follow the user's button swap as the last capture saw it;
     /// an unknown button asks for the physical primary button.

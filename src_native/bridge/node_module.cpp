@@ -101,7 +101,7 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
     try {
         fillExports(isolate, exports, context);
     } catch (const std::exception& failure) {  // the engine's frames above know no exceptions
-        common::js_internal::throwScriptError(isolate, failure);
+        common::js::throwScriptError(isolate, failure);
     }
 }
 

@@ -19,8 +19,7 @@ struct RegistryEntry {
 /// The process's components in the order in which script sees them. Filled by static initialisation, then only read.
 std::list<RegistryEntry>& componentRegistry();
 
-/// Appends one entry when it is constructed. For objects of static storage; their order in the one file that lists
-/// them is the order of the exports.
+/// Appends one entry when it is constructed. For objects of static storage; `components.h` has the module's.
 class ComponentRegistration {
 public:
     ComponentRegistration(std::string name, ComponentFactory factory);

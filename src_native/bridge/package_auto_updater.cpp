@@ -22,13 +22,6 @@ using common::diagnostics::Log;
 using common::js::AsyncHandle;
 using common::js::Environment;
 
-constexpr std::array kMethods{
-    common::js::methodEntry<WindowsPackageAutoUpdater, &WindowsPackageAutoUpdater::setErrorHandler>("setErrorHandler"),
-    common::js::methodEntry<WindowsPackageAutoUpdater, &WindowsPackageAutoUpdater::getUpdateErrors>("getUpdateErrors"),
-    common::js::methodEntry<WindowsPackageAutoUpdater, &WindowsPackageAutoUpdater::applyUpdate>("applyUpdate"),
-    common::js::methodEntry<common::Disposable, &common::Disposable::dispose>("dispose"),
-};
-
 // The byte 0xE9 becomes the unit 0xFFE9.
 std::wstring widenWithSign(const std::string& text) {
     std::wstring wide(text.size(), L'\0');
@@ -58,7 +51,7 @@ public:
     bool start(std::string packageUri) {
         uv_async_t* const signal = m_completionSignal.get();
         m_update = std::make_unique<PackageUpdate>(std::move(packageUri), [signal] { uv_async_send(signal); });
-        uv_ref(reinterpret_cast<uv_handle_t*>(signal));
+        common::js::setKeepsLoopRunning(m_completionSignal, true);
         if (!m_update->isStarted()) uv_async_send(signal);
         return m_update->isStarted();
     }
@@ -73,9 +66,20 @@ private:
     std::unique_ptr<PackageUpdate> m_update;
 };
 
+common::js::MethodTable WindowsPackageAutoUpdater::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<WindowsPackageAutoUpdater, &WindowsPackageAutoUpdater::setErrorHandler>("setErrorHandler"),
+        methodEntry<WindowsPackageAutoUpdater, &WindowsPackageAutoUpdater::getUpdateErrors>("getUpdateErrors"),
+        methodEntry<WindowsPackageAutoUpdater, &WindowsPackageAutoUpdater::applyUpdate>("applyUpdate"),
+        methodEntry<common::Disposable, &common::Disposable::dispose>("dispose"),
+    };
+    return table;
+}
+
 WindowsPackageAutoUpdater::WindowsPackageAutoUpdater(v8::Isolate* isolate, v8::Local<v8::Object> object)
     : EnvironmentObserver(Environment::running(isolate)) {
-    common::js::bindMethods(isolate, object, kMethods);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 WindowsPackageAutoUpdater::~WindowsPackageAutoUpdater() = default;

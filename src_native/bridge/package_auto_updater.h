@@ -33,6 +33,7 @@ public:
 
     WindowsPackageAutoUpdater(v8::Isolate* isolate, v8::Local<v8::Object> object);
     ~WindowsPackageAutoUpdater() override;
+    static common::js::MethodTable methods();
 
     /// Replaces the handler, also from inside itself; an empty one clears it.
     void setErrorHandler(std::unique_ptr<ErrorHandler> handler);

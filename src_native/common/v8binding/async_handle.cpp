@@ -20,14 +20,24 @@ void AsyncHandleCloser::operator()(uv_async_t* handle) const noexcept {
     });
 }
 
+void setKeepsLoopRunning(const AsyncHandle& handle, bool keeps) noexcept {
+    auto* const known = reinterpret_cast<uv_handle_t*>(handle.get());
+    if (keeps) {
+        uv_ref(known);
+    } else {
+        uv_unref(known);
+    }
+}
+
 AsyncHandle AsyncHandles::make(void* owner, uv_async_cb callback) {
     auto owned = std::make_unique<OwnedAsyncHandle>();
     owned->maker = this;
     owned->handle.data = owner;
     if (uv_async_init(m_loop, &owned->handle, callback) != 0) return {};
-    uv_unref(reinterpret_cast<uv_handle_t*>(&owned->handle));
     ++m_open;
-    return AsyncHandle(&owned.release()->handle);
+    AsyncHandle handle(&owned.release()->handle);
+    setKeepsLoopRunning(handle, false);
+    return handle;
 }
 
 void AsyncHandles::whenClosed(void (*then)(void*), void* argument) noexcept {

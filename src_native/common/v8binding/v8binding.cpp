@@ -58,21 +58,6 @@ void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept
     return found;
 }
 
-// Called while the failure is caught. What kind it is, its handlers tell: the Windows build has no dynamic_cast.
-void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
-    const v8::Local<v8::Value> error = v8::Exception::Error(js::makeStr(isolate, std::string_view(failure.what())));
-    try {
-        throw;
-    } catch (const common_internal::SystemException& refusal) {
-        static_cast<void>(
-            error.As<v8::Object>()->CreateDataProperty(isolate->GetCurrentContext(), internalizedName(isolate, "code"),
-                                                       v8::Integer::NewFromUnsigned(isolate, refusal.systemError())));
-        isolate->ThrowException(error);
-    } catch (...) {
-        isolate->ThrowException(error);  // with nothing but its text
-    }
-}
-
 void raiseUnexpectedException() {
     raiseAssertionFailure({"common::js::getFunctionTemplate::<lambda_1>::operator ()", kFile, 197}, nullptr,
                           "RUNTIME_FAILURE", "Unexpected exception type");
@@ -112,6 +97,21 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
 }  // namespace js_internal
 
 namespace js {
+
+// The handlers tell what kind of failure it is, because the Windows build has no dynamic_cast.
+void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
+    const v8::Local<v8::Value> error = v8::Exception::Error(makeStr(isolate, std::string_view(failure.what())));
+    try {
+        throw;
+    } catch (const common_internal::SystemException& refusal) {
+        static_cast<void>(
+            error.As<v8::Object>()->CreateDataProperty(isolate->GetCurrentContext(), internalizedName(isolate, "code"),
+                                                       v8::Integer::NewFromUnsigned(isolate, refusal.systemError())));
+        isolate->ThrowException(error);
+    } catch (...) {
+        isolate->ThrowException(error);  // with nothing but its text
+    }
+}
 
 void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods) {
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();

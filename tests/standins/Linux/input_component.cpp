@@ -25,19 +25,19 @@ bool isKeyDown(int virtualKey) noexcept {
 
 namespace standins {
 
-namespace {
-
-constexpr std::array kMethods{
-    common::js::methodEntry<InputComponent, &InputComponent::push>("push"),
-    common::js::methodEntry<InputComponent, &InputComponent::burst>("burst"),
-    common::js::methodEntry<InputComponent, &InputComponent::setKey>("setKey"),
-    common::js::methodEntry<InputComponent, &InputComponent::setButtonSwap>("setButtonSwap"),
-};
-
-}  // namespace
+common::js::MethodTable InputComponent::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<InputComponent, &InputComponent::push>("push"),
+        methodEntry<InputComponent, &InputComponent::burst>("burst"),
+        methodEntry<InputComponent, &InputComponent::setKey>("setKey"),
+        methodEntry<InputComponent, &InputComponent::setButtonSwap>("setButtonSwap"),
+    };
+    return table;
+}
 
 InputComponent::InputComponent(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, kMethods);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 void InputComponent::push(std::int32_t offsetX, std::int32_t offsetY, std::int32_t screenX, std::int32_t screenY,

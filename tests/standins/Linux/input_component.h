@@ -14,6 +14,7 @@ public:
     using Interfaces = common::TypeList<Component>;
 
     InputComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    static common::js::MethodTable methods();
 
     /// The input thread of the capture that runs delivers this pointer record `count` times, as fast as it can.
     static void push(std::int32_t offsetX, std::int32_t offsetY, std::int32_t screenX, std::int32_t screenY,

@@ -48,19 +48,23 @@ std::optional<std::string> endOf(const std::string& end, const std::string& text
     throw std::runtime_error(text);
 }
 
-constexpr std::array kMethods{
-    common::js::methodEntry<UpdatesComponent, &UpdatesComponent::plan>("plan"),
-    common::js::methodEntry<UpdatesComponent, &UpdatesComponent::finish>("finish"),
-    common::js::methodEntry<UpdatesComponent, &UpdatesComponent::started>("started"),
-    common::js::methodEntry<UpdatesComponent, &UpdatesComponent::setEventLog>("setEventLog"),
-    common::js::methodEntry<UpdatesComponent, &UpdatesComponent::queries>("queries"),
-    common::js::methodEntry<UpdatesComponent, &UpdatesComponent::openHandles>("openHandles"),
-};
-
 }  // namespace
 
+common::js::MethodTable UpdatesComponent::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<UpdatesComponent, &UpdatesComponent::plan>("plan"),
+        methodEntry<UpdatesComponent, &UpdatesComponent::finish>("finish"),
+        methodEntry<UpdatesComponent, &UpdatesComponent::started>("started"),
+        methodEntry<UpdatesComponent, &UpdatesComponent::setEventLog>("setEventLog"),
+        methodEntry<UpdatesComponent, &UpdatesComponent::queries>("queries"),
+        methodEntry<UpdatesComponent, &UpdatesComponent::openHandles>("openHandles"),
+    };
+    return table;
+}
+
 UpdatesComponent::UpdatesComponent(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, kMethods);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 void UpdatesComponent::plan(const std::string& end, const std::string& text, std::int32_t code,

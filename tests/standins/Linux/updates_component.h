@@ -17,6 +17,7 @@ public:
     using Interfaces = common::TypeList<Component>;
 
     UpdatesComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    static common::js::MethodTable methods();
 
     /// How deployments end from now on: "success", "text" (with an error text), "failure" (a text and a code),
     /// "unknown" (some other exception), or "refused" (it cannot start). Each lasts until `finish` or for the given

@@ -11,38 +11,6 @@ namespace probe {
 
 namespace {
 
-template <auto method>
-constexpr common::js::MethodEntry entry(const char* name) {
-    return common::js::methodEntry<Probe, method>(name);
-}
-
-constexpr std::array kMethods{
-    entry<&Probe::integer>("integer"),
-    entry<&Probe::wideInteger>("wideInteger"),
-    entry<&Probe::unsignedInteger>("unsignedInteger"),
-    entry<&Probe::boolean>("boolean"),
-    entry<&Probe::text>("text"),
-    entry<&Probe::two>("two"),
-    entry<&Probe::mixed>("mixed"),
-    entry<&Probe::mixedRuns>("mixedRuns"),
-    entry<&Probe::call>("call"),
-    entry<&Probe::endedBy>("endedBy"),
-    entry<&Probe::nothing>("nothing"),
-    entry<&Probe::smallest>("smallest"),
-    entry<&Probe::largest>("largest"),
-    entry<&Probe::truth>("truth"),
-    entry<&Probe::utf8>("utf8"),
-    entry<&Probe::list>("list"),
-    entry<&Probe::strangeTexts>("strangeTexts"),
-    entry<&Probe::record>("record"),
-    entry<&Probe::wrapped>("wrapped"),
-    entry<&Probe::classLevel>("classLevel"),
-    entry<&Probe::throwModuleException>("throwModuleException"),
-    entry<&Probe::throwStandardException>("throwStandardException"),
-    entry<&Probe::throwBadAlloc>("throwBadAlloc"),
-    entry<&Probe::throwNumber>("throwNumber"),
-};
-
 std::string hexadecimal(const std::string& bytes) {
     constexpr char digits[] = "0123456789abcdef";
     std::string result;
@@ -56,7 +24,40 @@ std::string hexadecimal(const std::string& bytes) {
 
 }  // namespace
 
-Probe::Probe(v8::Isolate* isolate, v8::Local<v8::Object> object) { common::js::bindMethods(isolate, object, kMethods); }
+common::js::MethodTable Probe::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<Probe, &Probe::integer>("integer"),
+        methodEntry<Probe, &Probe::wideInteger>("wideInteger"),
+        methodEntry<Probe, &Probe::unsignedInteger>("unsignedInteger"),
+        methodEntry<Probe, &Probe::boolean>("boolean"),
+        methodEntry<Probe, &Probe::text>("text"),
+        methodEntry<Probe, &Probe::two>("two"),
+        methodEntry<Probe, &Probe::mixed>("mixed"),
+        methodEntry<Probe, &Probe::mixedRuns>("mixedRuns"),
+        methodEntry<Probe, &Probe::call>("call"),
+        methodEntry<Probe, &Probe::endedBy>("endedBy"),
+        methodEntry<Probe, &Probe::nothing>("nothing"),
+        methodEntry<Probe, &Probe::smallest>("smallest"),
+        methodEntry<Probe, &Probe::largest>("largest"),
+        methodEntry<Probe, &Probe::truth>("truth"),
+        methodEntry<Probe, &Probe::utf8>("utf8"),
+        methodEntry<Probe, &Probe::list>("list"),
+        methodEntry<Probe, &Probe::strangeTexts>("strangeTexts"),
+        methodEntry<Probe, &Probe::record>("record"),
+        methodEntry<Probe, &Probe::wrapped>("wrapped"),
+        methodEntry<Probe, &Probe::classLevel>("classLevel"),
+        methodEntry<Probe, &Probe::throwModuleException>("throwModuleException"),
+        methodEntry<Probe, &Probe::throwStandardException>("throwStandardException"),
+        methodEntry<Probe, &Probe::throwBadAlloc>("throwBadAlloc"),
+        methodEntry<Probe, &Probe::throwNumber>("throwNumber"),
+    };
+    return table;
+}
+
+Probe::Probe(v8::Isolate* isolate, v8::Local<v8::Object> object) {
+    common::js::bindMethods(isolate, object, methods());
+}
 
 std::string Probe::text(std::string value) { return hexadecimal(value); }
 

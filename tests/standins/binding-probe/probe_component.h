@@ -35,6 +35,7 @@ public:
 
     Probe(v8::Isolate* isolate, v8::Local<v8::Object> object);
     ~Probe() override { ++s_ended; }
+    static common::js::MethodTable methods();
 
     // Parameters. The arguments come back as text: the bytes of texts in hexadecimal, numbers in decimal.
     std::string integer(std::int32_t value) { return std::to_string(value); }

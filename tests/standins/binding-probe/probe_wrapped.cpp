@@ -67,11 +67,11 @@ common::ComPtr<Wrapped> makeWrapped(WrappedKind kind) {
     return {};
 }
 
+common::js::MethodTable Wrapped::methods() {
+    static constexpr std::array table{common::js::methodEntry<Wrapped, &Wrapped::value>("value")};
+    return table;
+}
+
 std::vector<std::string> takeWrappedEnds() { return std::exchange(ends(), {}); }
 
 }  // namespace probe
-
-common::js::MethodTable common::js::MethodsOf<probe::Wrapped>::table() {
-    static constexpr std::array methods{methodEntry<probe::Wrapped, &probe::Wrapped::value>("value")};
-    return methods;
-}

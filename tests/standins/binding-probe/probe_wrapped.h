@@ -12,6 +12,8 @@ namespace probe {
 /// An object for script to hold, with the method "value".
 struct Wrapped : virtual IRefCounted {
     virtual std::int32_t value() = 0;
+
+    static common::js::MethodTable methods();
 };
 
 enum class WrappedKind : std::int32_t { none, plain, withoutHolder, disposable };
@@ -24,8 +26,3 @@ common::ComPtr<Wrapped> makeWrapped(WrappedKind kind);
 std::vector<std::string> takeWrappedEnds();
 
 }  // namespace probe
-
-template <>
-struct common::js::MethodsOf<probe::Wrapped> {
-    static MethodTable table();
-};

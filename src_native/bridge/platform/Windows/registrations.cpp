@@ -1,21 +1,14 @@
-#include "bridge/crash_emitter.h"
-#include "bridge/diagnostics_component.h"
-#include "bridge/hwsupport_component.h"
-#include "bridge/node_module.h"
-#include "bridge/package_auto_updater.h"
+#include "bridge/components.h"
 #include "bridge/platform/Windows/window-component.h"
-
-// The order of these objects is the order of the exports, and the runtime hears of the module where its record stands.
 
 namespace zeb {
 namespace {
 
-const ComponentRegistration crashEmitter("crash_emitter", &makeComponent<CrashEmitter>);
-const ComponentRegistration diagnostics("diagnostics", &makeComponent<DiagnosticsComponent>);
-const ComponentRegistration hardware("hardware", &makeComponent<HwComponentComponent>);
-const ModuleRegistration module;
-const ComponentRegistration windows("windows", &makeComponent<WindowsComponent>);
-const ComponentRegistration packageAutoUpdater("msix_auto_updater", &makeComponent<WindowsPackageAutoUpdater>);
+struct WindowsComponents {
+    ComponentRegistration windows{"windows", &makeComponent<WindowsComponent>};
+};
+
+const ComponentRegistrations<ModuleRegistration, WindowsComponents> registrations;
 
 }  // namespace
 }  // namespace zeb

@@ -21,20 +21,23 @@ common::common_internal::SystemException failure(std::string_view function, std:
     return {{function, "src_native/bridge/platform/Windows/window-component", line}, systemErrorTextUtf8(error), error};
 }
 
-constexpr std::array kMethods{
-    common::js::methodEntry<WindowsComponent, &WindowsComponent::registerApplicationRestart>(
-        "registerApplicationRestart"),
-    common::js::methodEntry<WindowsComponent, &WindowsComponent::openExternalIgnoringAppLinking>(
-        "openExternalIgnoringAppLinking"),
-    common::js::methodEntry<WindowsComponent, &WindowsComponent::getWindowsUpdateBuildRevision>(
-        "getWindowsUpdateBuildRevision"),
-    common::js::methodEntry<WindowsComponent, &WindowsComponent::setWindowPlacement>("setWindowPlacement"),
-};
-
 }  // namespace
 
+common::js::MethodTable WindowsComponent::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<WindowsComponent, &WindowsComponent::registerApplicationRestart>("registerApplicationRestart"),
+        methodEntry<WindowsComponent, &WindowsComponent::openExternalIgnoringAppLinking>(
+            "openExternalIgnoringAppLinking"),
+        methodEntry<WindowsComponent, &WindowsComponent::getWindowsUpdateBuildRevision>(
+            "getWindowsUpdateBuildRevision"),
+        methodEntry<WindowsComponent, &WindowsComponent::setWindowPlacement>("setWindowPlacement"),
+    };
+    return table;
+}
+
 WindowsComponent::WindowsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object) {
-    common::js::bindMethods(isolate, object, kMethods);
+    common::js::bindMethods(isolate, object, methods());
 }
 
 void WindowsComponent::registerApplicationRestart() { static_cast<void>(RegisterApplicationRestart(nullptr, 0)); }

@@ -16,6 +16,7 @@ public:
     using Interfaces = common::TypeList<Component>;
 
     WindowsComponent(v8::Isolate* isolate, v8::Local<v8::Object> object);
+    static common::js::MethodTable methods();
 
     /// Has the system start the application again, without arguments, after it crashed, hung, or made way for an
     /// update or a restart of the system. Whether the system agreed is not reported.

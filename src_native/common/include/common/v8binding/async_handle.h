@@ -16,6 +16,9 @@ struct AsyncHandleCloser {
 /// A libuv async handle in memory of its own. `uv_async_send` is the one call that other threads may make on it.
 using AsyncHandle = std::unique_ptr<uv_async_t, AsyncHandleCloser>;
 
+/// Whether `handle` keeps the event loop, and so the process, running. A new one does not. Script thread only.
+void setKeepsLoopRunning(const AsyncHandle& handle, bool keeps) noexcept;
+
 /// Makes the async handles of one environment and counts those that libuv still knows, so that the environment can
 /// wait for the last close callback.
 ///

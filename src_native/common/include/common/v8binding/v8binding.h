@@ -26,12 +26,17 @@ struct MethodEntry {
     v8::Local<v8::FunctionTemplate> (*makeTemplate)(v8::Isolate* isolate);
 };
 
-/// A class's methods in the order in which script enumerates them.
+/// A class's methods in the order in which script enumerates them. Every class that script uses has a static
+/// `MethodTable methods()`, which is the one place that names them.
 using MethodTable = std::span<const MethodEntry>;
 
 /// A native object as the result of a method: `toValue`.
 template <typename T>
 v8::Local<v8::Value> toScript(v8::Isolate* isolate, ComPtr<T> native);
+
+/// Throws a script `Error` with the text of `failure`, which is being caught, and with the system's number as its
+/// `code` where there is one.
+void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
 
 }  // namespace common::js
 
@@ -52,9 +57,6 @@ Class* nativeOf(js::Receiver& receiver) noexcept {
     return static_cast<Class*>(receiver.askedClass == &typeid(Class) ? receiver.asClass
                                                                      : queryReceiver(receiver, typeid(Class)));
 }
-
-/// Throws a script `Error` with the exception's `what()` text.
-void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
 
 /// The end of a method that threw something that is no `std::exception`.
 void raiseUnexpectedException();
@@ -128,7 +130,7 @@ void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
         }
         failure.rethrow(isolate);
     } catch (const std::exception& failure) {
-        throwScriptError(isolate, failure);
+        js::throwScriptError(isolate, failure);
     } catch (...) {
         raiseUnexpectedException();
     }
@@ -163,9 +165,10 @@ void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable
 /// exception is pending, or the thread is being terminated.
 bool bindCollectableMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
 
-/// The methods of a class that `toValue` wraps: specialised with a static `table()`.
 template <typename T>
-struct MethodsOf;
+struct MethodsOf {
+    static MethodTable table() { return T::methods(); }
+};
 
 /// Wraps a native object as a new script object that owns the reference: when the engine collects the script object,
 /// the native one is disposed (if it is `Disposable`) and released, on the script thread, inside the collection.

@@ -22,9 +22,6 @@ namespace common::js {
 template <typename R, typename... Args>
 class FunctionMarshaller;
 
-template <typename Functor>
-struct MarshallerOf;
-
 /// Describes a native record to script. A specialisation has a static `forEachField(visit)` that calls
 /// `visit(name, pointerToMember)` once per field, in the order in which script enumerates them.
 template <typename Record>
@@ -97,8 +94,7 @@ void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value,
     if (value->IsNullOrUndefined()) {
         parameter.reset();
     } else {
-        using Marshaller = typename MarshallerOf<FunctorClass<0, R, TypeList<Args...>>>::Type;
-        parameter = std::make_unique<Marshaller>(isolate, value);
+        parameter = std::make_unique<FunctionMarshaller<R, Args...>>(isolate, value);
     }
 }
 

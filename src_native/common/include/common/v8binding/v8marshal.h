@@ -85,15 +85,6 @@ private:
     bool m_isNodes = false;           // contexts without Node.js have no environment that could end
 };
 
-/// Makes the marshaller for a functor type of family 0.
-template <typename Functor>
-struct MarshallerOf;
-
-template <typename R, typename... Args>
-struct MarshallerOf<FunctorClass<0, R, TypeList<Args...>>> {
-    using Type = FunctionMarshaller<R, Args...>;
-};
-
 /// Runs the callbacks of one drain the way the event loop runs its own: promise reactions and `process.nextTick`
 /// callbacks that they queue run when the drain ends. Opens a handle scope and enters the environment's context.
 class DrainScope {
