@@ -5,12 +5,13 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { after, before, describe, test } = require('node:test');
-const { interfaces, manifest, tarball } = require('./support/package.js');
+const { manifest, tarball } = require('./support/package.js');
+const { components } = require('../script/support/declared.js');
 const { tools } = require('./support/app.js');
 const { run, runInWindows } = require('./support/run.js');
 
 const NAMES = [
-  ...Object.keys(interfaces),
+  ...Object.keys(components),
   ...['shutdown', 'supported', 'MouseButton', 'ButtonTransition', 'LogLevel', 'ShowCommand'],
 ];
 const PRINT = 'console.log(JSON.stringify([Object.keys(z), typeof z.hardware.getButtonState(1)]));';

@@ -5,7 +5,8 @@ const path = require('node:path');
 const { describe, test } = require('node:test');
 const vm = require('node:vm');
 const fs = require('node:fs');
-const { binaries, interfaces, root } = require('./support/package.js');
+const { binaries, root } = require('./support/package.js');
+const { components } = require('../script/support/declared.js');
 
 const IDLE = ['setLogHandler', 'setErrorHandler', 'dispose', 'shutdown'];
 const EXTRA = ['supported', 'MouseButton', 'ButtonTransition', 'LogLevel', 'ShowCommand'];
@@ -47,7 +48,7 @@ function load({ platform = 'win32', arch = 'x64', modules = '123', natives = () 
 function native() {
   const calls = [];
   const exports = {};
-  for (const [component, methods] of Object.entries(interfaces)) {
+  for (const [component, methods] of Object.entries(components)) {
     exports[component] = Object.fromEntries(
       methods.map((method) => [
         method,
@@ -86,8 +87,8 @@ describe('where there is a binary', () => {
     const made = native();
     const { exports } = load({ natives: () => made });
     for (const name of ['windows', 'msix_auto_updater']) {
-      assert.deepStrictEqual(Object.keys(exports[name]), interfaces[name]);
-      for (const method of interfaces[name]) {
+      assert.deepStrictEqual(Object.keys(exports[name]), components[name]);
+      for (const method of components[name]) {
         assert.strictEqual(exports[name][method].name, method);
         assert.strictEqual(exports[name][method]('https://example.com/', 1, 2), method);
         assert.deepStrictEqual(made.calls.pop(), [method, made[name], 'https://example.com/', 1, 2]);
@@ -100,7 +101,7 @@ describe('where there is a binary', () => {
   test('those two refuse a foreign receiver, as the native ones do', () => {
     const { exports } = load();
     for (const name of ['windows', 'msix_auto_updater']) {
-      for (const method of interfaces[name]) {
+      for (const method of components[name]) {
         const detached = exports[name][method];
         assert.throws(() => detached('https://example.com/'), { name: 'TypeError', message: 'Illegal invocation' });
         assert.throws(() => detached.call({}, 'https://example.com/'), { name: 'TypeError' });
@@ -110,7 +111,7 @@ describe('where there is a binary', () => {
 
   test('nothing is exported beside the native names and what the types tell', () => {
     const { exports } = load();
-    assert.deepStrictEqual(Object.keys(exports), [...Object.keys(interfaces), 'shutdown', ...EXTRA]);
+    assert.deepStrictEqual(Object.keys(exports), [...Object.keys(components), 'shutdown', ...EXTRA]);
   });
 });
 
@@ -186,9 +187,9 @@ describe('where there is no binary at all', () => {
           'win32-x64 in desktop runtimes with module version 123, Node.js 22, Node.js 24, Node.js 26.',
       };
       assert.deepStrictEqual(required, []);
-      assert.deepStrictEqual(Object.keys(exports), [...Object.keys(interfaces), 'shutdown', ...EXTRA]);
+      assert.deepStrictEqual(Object.keys(exports), [...Object.keys(components), 'shutdown', ...EXTRA]);
       assert.strictEqual(exports.supported, false);
-      const functions = { ...interfaces, '': ['shutdown'] };
+      const functions = { ...components, '': ['shutdown'] };
       for (const [component, methods] of Object.entries(functions)) {
         const owner = component ? exports[component] : exports;
         if (component) assert.deepStrictEqual(Object.keys(owner), methods);

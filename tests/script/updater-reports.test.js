@@ -54,14 +54,6 @@ async function update(outcome) {
   return reports.splice(0);
 }
 
-test('has four methods, in order', () => {
-  assert.deepStrictEqual(Object.keys(updater), ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose']);
-  for (const [name, method] of Object.entries(updater)) {
-    assert.strictEqual(method.name, name);
-    assert.strictEqual(method.length, 0);
-  }
-});
-
 describe('what the platform is asked', () => {
   test('the address, no dependencies, one option, no progress handler', async () => {
     await silent();

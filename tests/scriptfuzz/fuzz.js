@@ -1,7 +1,7 @@
 // Calls every export and method of an add-on in every way that script can: node --expose-gc fuzz.js FILE SEED CALLS, or
 // SECONDS followed by "s".
 // Each call must answer with a value or an exception. Calls that end the process on purpose are left out: the crash
-// emitter, and addresses for the real updater and launcher.
+// emitter, and addresses for the real updater and launcher. New components and methods are called without a change here.
 //
 // The same seed makes the same choices. What other threads do meanwhile may differ.
 'use strict';
@@ -10,6 +10,7 @@ const { Random } = require('./support/random');
 const { makeValues } = require('./support/values');
 
 const DEADLY = new Set(['emitStackOverflow', 'emitAccessViolation', 'openExternalIgnoringAppLinking', 'applyUpdate']);
+const CONTROLS = /^(harness$|__)/;
 const MAX_DEPTH = 4;
 const MAX_CAPTURES = 40;
 
@@ -24,7 +25,11 @@ class Fuzzer {
     this.recycled = 0;
     this.loaded = [];
     this.methods = [];
-    this.load({});
+    this.components = [];
+    const exports = this.load({});
+    // Asked at the first load, because script has changed nothing yet. A test add-on's control is not a component.
+    this.components = Object.keys(exports).filter((name) => typeof exports[name] === 'object' && !CONTROLS.test(name));
+    this.learn(exports);
     // The stand-in platform takes every address. The real one ends the process when a text is not an address.
     this.harness = this.loaded[0].harness;
     if (this.harness) {
@@ -50,7 +55,7 @@ class Fuzzer {
   }
 
   learn(exports) {
-    for (const name of ['diagnostics', 'hardware', 'windows', 'msix_auto_updater']) this.learnMethods(exports[name]);
+    for (const name of this.components) this.learnMethods(exports[name]);
     if (this.methods.length > 60) this.methods.splice(0, 30); // methods of released components
   }
 
@@ -62,16 +67,7 @@ class Fuzzer {
 
   objects() {
     const exports = this.random.of(this.loaded);
-    return [
-      exports,
-      exports.hardware,
-      exports.diagnostics,
-      exports.crash_emitter,
-      exports.msix_auto_updater,
-      exports.windows,
-      exports.shutdown,
-      ...this.captures.slice(-5),
-    ];
+    return [exports, ...this.components.map((name) => exports[name]), exports.shutdown, ...this.captures.slice(-5)];
   }
 
   // Runs when the module calls script, in a callback, a getter or a trap.
@@ -359,7 +355,9 @@ async function main([file, seedText, callsText]) {
     console.log(`   ${done} of ${amount} calls, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
   });
   const held = await fuzzer.release();
-  console.log(JSON.stringify({ seed, ...tally, megabytes: Math.round(process.memoryUsage().rss / 2 ** 20), held }));
+  const { components } = fuzzer;
+  const megabytes = Math.round(process.memoryUsage().rss / 2 ** 20);
+  console.log(JSON.stringify({ seed, components, ...tally, megabytes, held }));
   process.exit(held && held.blocks + held.threads + held.deployments > 0 ? 1 : 0);
 }
 

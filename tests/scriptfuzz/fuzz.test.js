@@ -5,6 +5,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const { buildFile } = require('../script/support/built');
+const declared = require('../script/support/declared');
 const { runScript } = require('../script/support/processes');
 
 const CALLS = process.platform === 'win32' ? 1500 : 4000;
@@ -30,6 +31,8 @@ for (const target of targets) {
       const tally = JSON.parse(ended.stdout.trim().split('\n').at(-1));
       const { blocks, threads, deployments } = tally.held ?? { blocks: 0, threads: 0, deployments: 0 };
       assert.deepEqual({ blocks, threads, deployments }, { blocks: 0, threads: 0, deployments: 0 });
+      const portable = (name) => target !== 'harness.node' || name !== 'windows';
+      assert.deepEqual(tally.components, Object.keys(declared.components).filter(portable));
       assert.equal(tally.values + tally.errors, tally.calls, 'each call was answered');
       assert.ok(tally.calls >= CALLS && tally.values > CALLS / 10 && tally.errors > CALLS / 10);
     });

@@ -18,18 +18,4 @@ const binaries = ['123', '127', '137', '147'].map((abi) => ({
   pdb: path.join(folder, 'symbols', `abi${abi}`, 'zebbridge.pdb'),
 }));
 
-// The exports and their methods, in order.
-const interfaces = {
-  crash_emitter: ['emitStackOverflow', 'emitAccessViolation'],
-  diagnostics: ['setLogHandler'],
-  hardware: ['getButtonState', 'capturePointer'],
-  windows: [
-    'registerApplicationRestart',
-    'openExternalIgnoringAppLinking',
-    'getWindowsUpdateBuildRevision',
-    'setWindowPlacement',
-  ],
-  msix_auto_updater: ['setErrorHandler', 'getUpdateErrors', 'applyUpdate', 'dispose'],
-};
-
-module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries, interfaces };
+module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries };
