@@ -55,6 +55,17 @@ private:
     PointerCaptureImpl* m_capture;
 };
 
+common::js::MethodTable PointerCapture::methods() {
+    using common::js::methodEntry;
+    static constexpr std::array table{
+        methodEntry<PointerCapture, &PointerCapture::stopCapturing>("stopCapturing"),
+        methodEntry<PointerCapture, &PointerCapture::startCapturing>("startCapturing"),
+        methodEntry<PointerCapture, &PointerCapture::setMotionEventCallback>("setMotionEventCallback"),
+        methodEntry<PointerCapture, &PointerCapture::setButtonsEventCallback>("setButtonsEventCallback"),
+    };
+    return table;
+}
+
 PointerCaptureImpl::PointerCaptureImpl(ComPtr<RawInputDriver>&& driver, std::shared_ptr<PointerDeliveries> deliveries)
     : EnvironmentObserver(Environment::running(v8::Isolate::GetCurrent())),
       m_driver(std::move(driver)),
@@ -104,7 +115,7 @@ void PointerCaptureImpl::callbackReplaced() noexcept {
 void PointerCaptureImpl::startCapturing() {
     if (!m_driver || m_driver->isPointerCaptured()) return;
     m_hasHandler = true;
-    if (m_wake) uv_ref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
+    if (m_wake) common::js::setKeepsLoopRunning(m_wake, true);
     m_driver->capturePointer(common::makeFunctor<RawInputDriver::Handler>(
         [handler = Handler(*this)](const RawInputDriver::PointerData& record) { handler(record); }));
 }
@@ -117,7 +128,7 @@ void PointerCaptureImpl::onHandlerDropped() noexcept {
         uv_async_send(
             m_wake.get());  // a callback that stops and then runs the loop gets there what its drain has taken
     } else {
-        uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
+        common::js::setKeepsLoopRunning(m_wake, false);
     }
 }
 
@@ -160,7 +171,7 @@ void PointerCaptureImpl::drain() {
         uv_async_send(m_wake.get());
         return;
     }
-    if (!m_hasHandler) uv_unref(reinterpret_cast<uv_handle_t*>(m_wake.get()));
+    if (!m_hasHandler) common::js::setKeepsLoopRunning(m_wake, false);
     m_untilDelivered.reset();
 }
 
@@ -234,14 +245,3 @@ void PointerCaptureImpl::advance(PointerDelivery::Position reached) noexcept {
 }
 
 }  // namespace zeb
-
-common::js::MethodTable common::js::MethodsOf<zeb::PointerCapture>::table() {
-    using zeb::PointerCapture;
-    static constexpr std::array methods{
-        methodEntry<PointerCapture, &PointerCapture::stopCapturing>("stopCapturing"),
-        methodEntry<PointerCapture, &PointerCapture::startCapturing>("startCapturing"),
-        methodEntry<PointerCapture, &PointerCapture::setMotionEventCallback>("setMotionEventCallback"),
-        methodEntry<PointerCapture, &PointerCapture::setButtonsEventCallback>("setButtonsEventCallback"),
-    };
-    return methods;
-}

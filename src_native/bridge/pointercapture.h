@@ -31,6 +31,8 @@ struct PointerCapture : virtual IRefCounted {
     virtual void startCapturing() = 0;
     /// Ends the capture that runs, whichever capture object of the component started it.
     virtual void stopCapturing() = 0;
+
+    static common::js::MethodTable methods();
 };
 
 /// Queues the driver's records on the input thread and hands them to the callbacks on the script thread.
@@ -94,8 +96,3 @@ private:
 };
 
 }  // namespace zeb
-
-template <>
-struct common::js::MethodsOf<zeb::PointerCapture> {
-    static MethodTable table();
-};

@@ -165,11 +165,6 @@ void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable
 /// exception is pending, or the thread is being terminated.
 bool bindCollectableMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
 
-template <typename T>
-struct MethodsOf {
-    static MethodTable table() { return T::methods(); }
-};
-
 /// Wraps a native object as a new script object that owns the reference: when the engine collects the script object,
 /// the native one is disposed (if it is `Disposable`) and released, on the script thread, inside the collection.
 ///
@@ -177,7 +172,7 @@ struct MethodsOf {
 /// expose `V8WeakReferenceHolder` is logged too and lives until the environment ends, rather than being left dangling.
 template <typename T>
 v8::Local<v8::Value> toValue(v8::Isolate* isolate, ComPtr<T> native) {
-    return js_internal::wrap(isolate, ComPtr<IRefCounted>(std::move(native)), MethodsOf<T>::table(), typeid(T));
+    return js_internal::wrap(isolate, ComPtr<IRefCounted>(std::move(native)), T::methods(), typeid(T));
 }
 
 template <typename T>
