@@ -16,20 +16,6 @@ imports.watch();
 beforeEach(() => imports.take());
 const message = (code) => ({ name: 'Error', message: system.text(code), code });
 
-test('has four methods, in order', () => {
-  assert.deepStrictEqual(Object.keys(component), [
-    'registerApplicationRestart',
-    'openExternalIgnoringAppLinking',
-    'getWindowsUpdateBuildRevision',
-    'setWindowPlacement',
-  ]);
-  for (const [name, method] of Object.entries(component)) {
-    assert.strictEqual(typeof method, 'function');
-    assert.strictEqual(method.name, name);
-    assert.strictEqual(method.length, 0);
-  }
-});
-
 test('all that is watched is there', () => assert.strictEqual(imports.watch(), 4));
 
 describe('registerApplicationRestart', () => {
