@@ -10,7 +10,7 @@ namespace zeb::bench {
 /// handle wakes the script thread, which makes each record with its property names anew and calls the callback.
 struct ObviousStream {
     static void start(const v8::FunctionCallbackInfo<v8::Value>& info);  // (callback)
-    static Feed& feed();  // of the worker thread that makes the records
+    static Feed& feed();                                                 // of the worker thread that makes the records
     static void stop(const v8::FunctionCallbackInfo<v8::Value>& info);
 };
 
