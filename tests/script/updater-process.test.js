@@ -51,7 +51,7 @@ describe('the process', () => {
   );
   ends('exits when nothing was updated', 'updater.setErrorHandler(() => {});', 0);
 
-  // Once the report has been delivered, nothing keeps the loop running. A report that came now would be an old one.
+  // When the report is gone, nothing keeps the loop running, so `beforeExit` comes. A handler set then must not hear it.
   for (const [how, clear] of [
     ['never was', ''],
     ['null clears', 'updater.setErrorHandler(null);'],
