@@ -5,9 +5,9 @@
 
 namespace zeb {
 
-/// Whether the user has swapped the primary and secondary mouse buttons; one for the process. Written by the input
-/// thread, read on any; a reader that races the writer gets the old or the new setting. Not swapped until an input
-/// thread has looked.
+/// Whether the user has swapped the primary and secondary mouse buttons; one value for the process. An input thread
+/// writes it, and any thread reads it: a reader that races with the writer gets the old or the new setting. False until
+/// an input thread has read the system's setting.
 inline std::atomic<std::optional<bool>> g_buttonSwapState{std::optional<bool>(false)};
 
 }  // namespace zeb

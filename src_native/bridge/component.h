@@ -8,10 +8,10 @@
 
 namespace zeb {
 
-/// What every exported component implements. The module host only holds it.
+/// The interface of every exported component. The module host only holds it.
 struct Component : virtual IRefCounted {};
 
-/// Makes a component for one script context and binds its methods onto `object`. Empty when there is no memory.
+/// Makes a component for one script context and binds its methods to `object`. Empty if there is no memory.
 using ComponentFactory = common::ComPtr<Component> (*)(v8::Isolate* isolate, v8::Local<v8::Object> object) noexcept;
 
 /// The factory of a component class whose constructor takes (isolate, object) and binds the methods.

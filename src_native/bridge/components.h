@@ -8,10 +8,10 @@
 
 namespace zeb {
 
-/// The one list of the module's components. Its order is the order of the exports. The product and the test add-ons
-/// that stand in for it each have one object of this type, so a component that is added here is in all of them.
+/// The list of the module's components. Its order is the order of the exports. The product and each test add-on that
+/// stands in for it have one object of this type, so a component that is added here is in all of them.
 ///
-/// `Record` hands the module record to the runtime, and `Platform` registers the components of the one platform.
+/// `Record` passes the module record to the runtime, and `Platform` registers the components of one platform.
 template <typename Record, typename Platform>
 struct ComponentRegistrations {
     ComponentRegistration crashEmitter{"crash_emitter", &makeComponent<CrashEmitter>};
@@ -22,7 +22,7 @@ struct ComponentRegistrations {
     ComponentRegistration packageAutoUpdater{"msix_auto_updater", &makeComponent<WindowsPackageAutoUpdater>};
 };
 
-/// What an add-on gives in place of a record or of a platform that it has not.
+/// For an add-on that has no module record, or no components of a platform.
 struct NothingToRegister {};
 
 }  // namespace zeb

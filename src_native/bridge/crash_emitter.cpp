@@ -22,8 +22,8 @@ CrashEmitter::CrashEmitter(v8::Isolate* isolate, v8::Local<v8::Object> object) {
 }
 
 void CrashEmitter::emitStackOverflow() {
-    // Through the type-erased wrapper each level keeps a frame of its own; an optimiser would turn a plain recursion
-    // into a loop.
+    // Through the type-erased wrapper, each level has its own frame. An optimiser would turn plain recursion into a
+    // loop.
     std::function<void(int)> recurse;
     recurse = [&recurse](int value) { recurse(value); };
     const int value = 42;
@@ -32,7 +32,7 @@ void CrashEmitter::emitStackOverflow() {
 
 void CrashEmitter::emitAccessViolation() {
     volatile std::int32_t* volatile address = nullptr;
-    *address = 42;  // NOLINT(clang-analyzer-core.NullDereference): what this method is for
+    *address = 42;  // NOLINT(clang-analyzer-core.NullDereference): the purpose of this method
 }
 
 }  // namespace zeb

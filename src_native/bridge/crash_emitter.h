@@ -6,8 +6,8 @@
 
 namespace zeb {
 
-/// Crashes the host process on request, so that an application can see its crash reporting at work.
-/// Exported as "crash_emitter". Stateless; script thread.
+/// Crashes the host process on request, so that an application can test its crash reporting. Exported as
+/// "crash_emitter". Stateless; script thread.
 class CrashEmitter : public Component {
 public:
     using Interfaces = common::TypeList<Component>;

@@ -23,13 +23,13 @@ namespace {
 
 using LogCallback = DiagnosticsComponent::LogCallback;
 
-/// A script function that the log's handler calls. Lives on its environment's thread.
+/// A script function that the log's handler calls. It belongs to its environment's thread.
 class ScriptLogFunction final : public common::js::ScriptThreadObject, private common::js::EnvironmentObserver {
 public:
     ScriptLogFunction(Environment& environment, std::unique_ptr<LogCallback> callback)
         : EnvironmentObserver(&environment), m_isolate(environment.isolate()), m_callback(std::move(callback)) {}
 
-    /// Any thread; does nothing on others than its own.
+    /// Any thread may call this; on other threads than its own it does nothing.
     void operator()(Log::Level level, const char* message) const {
         v8::Isolate* const isolate = v8::Isolate::TryGetCurrent();
         if (isolate == nullptr || isolate != m_isolate || !isolate->InContext() || !m_callback) return;
@@ -43,7 +43,7 @@ private:
     std::unique_ptr<LogCallback> m_callback;
 };
 
-/// Destroys a `ScriptLogFunction` on its thread: the handler that owns it may end on any.
+/// Destroys a `ScriptLogFunction` on its own thread, because the handler that owns it may end on any thread.
 struct DestroyOnScriptThread {
     v8::Isolate* isolate;
     std::shared_ptr<common::js::ThreadRequests> requests;
@@ -56,7 +56,7 @@ struct DestroyOnScriptThread {
 
 void writeToDebugger(const char* message) {
     if (!common::platform::isDebuggerAttached()) return;
-    // A message that ends in a line break gets a second one: readers of the installed base count on it.
+    // A message that ends in a line break gets a second one, because readers of the debug output rely on it.
     common::platform::writeDebugOutput(common::format("{0}\n", message).c_str());
 }
 
@@ -89,7 +89,7 @@ void DiagnosticsComponent::setLogHandler(std::unique_ptr<LogCallback> callback) 
                 writeToDebugger(message);
                 if (script && !common::js::insideWeakCallback()) (*script)(level, message);
             } catch (const std::bad_alloc&) {
-                // Whoever logs must go on: of all that fails without memory, a record is missed least.
+                // The code that logs must continue, and the log record is what it can best do without.
             }
         }));
 }

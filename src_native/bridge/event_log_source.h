@@ -2,14 +2,14 @@
 
 #include <cstdint>
 
-/// The calls of the Windows event log service that the fetcher makes, one to one. Declared here, defined by the
-/// platform's folder; a test supplies a service of its own.
+/// The calls of the Windows event log service that the fetcher makes, one function each. The platform's folder defines
+/// them; a test supplies its own service.
 ///
-/// Every function may be called on any thread. Those that give a bool say whether they succeeded; what went wrong is
-/// the thread's last error.
+/// Any thread may call every function. A function that returns bool returns whether it succeeded; if it did not, the
+/// thread's last error tells why.
 namespace zeb::eventlog {
 
-/// A result set or a record. The holder closes it.
+/// A result set or an event record. The holder closes it.
 using Handle = void*;
 
 enum class QueryProperty : std::uint32_t {
@@ -17,7 +17,7 @@ enum class QueryProperty : std::uint32_t {
     channelStatuses = 1,
 };
 
-/// How the service lays a query property out at the front of the buffer it fills. The values lie behind it.
+/// The layout of a query property at the front of the buffer that the service fills. The values come after it.
 struct Variant {
     const void* values;  ///< for `channelStatuses`: one 32-bit code per channel, 0 for a channel that can be read
     std::uint32_t count;
@@ -31,24 +31,24 @@ constexpr std::uint32_t kNoMoreItems = 259;
 
 std::uint32_t lastError() noexcept;
 
-/// Opens a structured query, which names its own channels, on the local machine. A channel that cannot be read does
-/// not fail it. Null on failure.
+/// Opens a structured query, which names its own channels, on the local machine. A channel that cannot be read does not
+/// make it fail. Null on failure.
 Handle openQuery(const wchar_t* query) noexcept;
 
-/// Writes a property of an open query into `buffer`. With too small a buffer it fails with `kInsufficientBuffer`; in
-/// both cases `used` becomes the number of bytes needed.
+/// Writes a property of an open query into `buffer`. If the buffer is too small, this fails with `kInsufficientBuffer`.
+/// In both cases `used` is set to the number of bytes needed.
 bool getQueryProperty(Handle results, QueryProperty property, std::uint32_t size, void* buffer,
                       std::uint32_t& used) noexcept;
 
-/// Takes up to `capacity` records, oldest first, waiting without limit. Fails with `kNoMoreItems` at the end.
+/// Takes up to `capacity` event records, oldest first, and waits without limit. Fails with `kNoMoreItems` at the end.
 bool takeRecords(Handle results, std::uint32_t capacity, Handle* records, std::uint32_t& taken) noexcept;
 
-/// Writes a record's XML, NUL included, into `buffer`; sizes are in bytes, as for `getQueryProperty`.
+/// Writes an event record's XML, with its NUL, into `buffer`. Sizes are in bytes, as for `getQueryProperty`.
 bool renderXml(Handle record, std::uint32_t size, void* buffer, std::uint32_t& used) noexcept;
 
 void close(Handle handle) noexcept;
 
-/// Memory for a buffer, from `malloc` and for `free`. Null when there is none.
+/// Allocates memory for a buffer with `malloc`; the caller frees it with `free`. Null if there is none.
 void* allocate(std::uint32_t size) noexcept;
 
 }  // namespace zeb::eventlog

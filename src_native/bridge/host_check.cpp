@@ -10,8 +10,8 @@
 #include "common/v8binding/small_integer.h"
 #include "common/v8binding/v8utils.h"
 
-// Only calls into the engine, and reads inside the objects that it hands out, are safe before the flags are known. So
-// nothing here asks a value for its type or its fields by an inlined accessor, but for what is compared.
+// Before the flags are known, only calls into the engine and reads inside the objects that it returns are safe. So
+// apart from what is compared, nothing here uses an inlined accessor to ask a value for its type or its fields.
 
 namespace zeb {
 
@@ -25,7 +25,8 @@ constexpr bool kSandbox = true;
 constexpr bool kSandbox = false;
 #endif
 
-/// One of the engine's build flags, as its configuration calls it, and whether the module was compiled with it.
+/// One of the engine's build flags, by its name in the engine's configuration, and whether the module was compiled with
+/// it.
 struct Flag {
     std::string_view name;
     bool on;
@@ -49,8 +50,8 @@ v8::MaybeLocal<v8::Value> property(v8::Isolate* isolate, v8::Local<v8::Context> 
     return holder->Get(context, key);
 }
 
-// Where the engine keeps its constants depends on these flags: compared are the undefined that it hands out, and the
-// word at the place where the module's headers expect its reference.
+// These flags decide where the engine keeps its constants. So this compares the undefined that the engine returns with
+// the word at the place where the module's headers expect it.
 bool referencesFit(v8::Isolate* isolate, v8::Local<v8::Context> context) {
     v8::Local<v8::Value> undefined;
     if (!property(isolate, context, context->Global(), "undefined").ToLocal(&undefined))
@@ -64,7 +65,7 @@ bool integersFit(v8::Isolate* isolate) {
     return common::js::readSmallInteger(v8::Integer::New(isolate, kNumber), read) && read == kNumber;
 }
 
-/// The flags that the runtime says its engine was built with: `process.config.variables`, where there is such a thing.
+/// The flags that the runtime says its engine was built with: `process.config.variables`, if it exists.
 class Configuration {
 public:
     Configuration(v8::Isolate* isolate, v8::Local<v8::Context> context) : m_isolate(isolate), m_context(context) {
@@ -75,7 +76,7 @@ public:
         m_variables = value;
     }
 
-    /// Whether the runtime says the opposite of what the module was compiled for.
+    /// Whether the runtime says the opposite of what the module was compiled with.
     bool contradicts(const Flag& flag) const {
         v8::Local<v8::Value> value;
         double number = 0;
@@ -89,14 +90,14 @@ private:
     v8::Local<v8::Value> m_variables;
 };
 
-/// The flags that do not fit, as a list of what the module was compiled with and one of what this engine has.
+/// The flags that do not fit: a list of what the module was compiled with, and a list of what this engine has.
 class Differences {
 public:
     void add(const Flag& flag) {
         append(m_compiled, flag.name, flag.on);
         append(m_found, flag.name, !flag.on);
     }
-    /// One of these, and it is not known which.
+    /// One of these differs, and it is not known which.
     template <std::size_t Count>
     void addUnknown(const Flag (&flags)[Count]) {
         for (const Flag& flag : flags) append(m_compiled, flag.name, flag.on);
@@ -118,7 +119,7 @@ private:
 };
 
 std::string mismatch(v8::Isolate* isolate, v8::Local<v8::Context> context) {
-    v8::TryCatch tryCatch(isolate);  // script may have put anything in place of process.config
+    v8::TryCatch tryCatch(isolate);  // script may have replaced process.config with anything
     const bool references = referencesFit(isolate, context);
     const bool integers = integersFit(isolate);
     Differences differences;

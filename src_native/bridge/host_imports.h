@@ -4,13 +4,12 @@
 
 namespace zeb {
 
-/// What the program that loads the module, or the system, lacks of the functions that the module takes from them:
-/// empty, or a sentence that names the first one.
+/// Which of the functions that the module needs is missing in the program that loads it or in the system: empty, or a
+/// sentence that names the first one.
 ///
-/// The first call binds every function that the linker has left to be bound later, and makes their table read-only, so
-/// that nothing is missing at a later call and nothing can be put in place of a function. What is needed to tell script
-/// about a failure is bound before static initialisation; where even that is missing, the module does not load and the
-/// runtime says so.
+/// The first call binds every delay-loaded function and makes their table read-only, so that no later call finds a
+/// function missing and nobody can replace one. The functions that it takes to throw a script error are bound before
+/// static initialisation. If one of those is missing, the module does not load, and the runtime reports that.
 /// Any thread.
 const std::string& missingImport();
 

@@ -20,7 +20,7 @@ using common::js::makeStr;
 
 constexpr const char* kNoEnvironment = "zebbridge needs a context of Node.js";
 
-// False when the engine makes no objects any more, for the thread is being terminated or its stack is used up. The
+// False if the engine makes no more objects because the thread is being terminated or its stack is used up. The
 // exception that says so is pending.
 bool addComponent(const RegistryEntry& entry, Environment& environment, v8::Local<v8::Context> context,
                   v8::Local<v8::ObjectTemplate> objectTemplate, v8::Local<v8::Object> exports) {
@@ -54,7 +54,7 @@ void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<
             const bool isAdded = addComponent(entry, *environment, context, objectTemplate, exports);
             if (isAdded && !tryCatch.HasCaught()) {
                 if (Environment::running(isolate) == environment) continue;
-                throw std::runtime_error(kNoEnvironment);  // a setter has ended this one
+                throw std::runtime_error(kNoEnvironment);  // a setter has ended this environment
             }
             common::js::keepTermination(isolate, tryCatch);
             tryCatch.ReThrow();
@@ -83,7 +83,7 @@ ComponentRegistration::ComponentRegistration(std::string name, ComponentFactory 
 }
 
 ModuleRegistration::ModuleRegistration() {
-    // The runtime writes to the record (its library handle and list link).
+    // The runtime writes to the module record (its library handle and list link).
     node_module_register(const_cast<node::node_module*>(&moduleRecord()));
 }
 
@@ -100,7 +100,7 @@ void initializeModule(v8::Local<v8::Object> exports, v8::Local<v8::Value>, v8::L
     const v8::HandleScope scope(isolate);
     try {
         fillExports(isolate, exports, context);
-    } catch (const std::exception& failure) {  // the engine's frames above know no exceptions
+    } catch (const std::exception& failure) {  // the engine's frames above cannot handle exceptions
         common::js::throwScriptError(isolate, failure);
     }
 }

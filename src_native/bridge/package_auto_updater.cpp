@@ -34,20 +34,20 @@ std::wstring widenWithSign(const std::string& text) {
 
 }  // namespace
 
-/// A package update with the way back to the script thread. Keeps the event loop running.
+/// A package update and its way back to the script thread. Keeps the event loop running.
 class WindowsPackageAutoUpdater::Update {
 public:
     Update(WindowsPackageAutoUpdater& updater, Environment& environment)
         : m_updater(updater), m_completionSignal(environment.makeAsyncHandle(this, &onUpdateSignal)) {}
     ~Update() {
-        m_update.reset();  // its worker, which signals, has ended before the handle is closed
+        m_update.reset();  // waits for the worker, which signals, before the handle is closed
     }
     Update(const Update&) = delete;
     Update& operator=(const Update&) = delete;
 
-    /// Whether there is a handle to report with, without which it must not start.
+    /// Whether there is an async handle to report with. Without one, the update must not start.
     bool canReport() const noexcept { return m_completionSignal != nullptr; }
-    /// False when there is no thread. That is reported too.
+    /// False if there is no thread. That is reported too.
     bool start(std::string packageUri) {
         uv_async_t* const signal = m_completionSignal.get();
         m_update = std::make_unique<PackageUpdate>(std::move(packageUri), [signal] { uv_async_send(signal); });
@@ -103,14 +103,14 @@ std::vector<std::wstring> WindowsPackageAutoUpdater::getUpdateErrors(const std::
 }
 
 void WindowsPackageAutoUpdater::applyUpdate(std::string packageUri) {
-    if (environment() == nullptr) return;  // it has ended, and nobody would hear of the update
+    if (environment() == nullptr) return;  // it has ended, so nobody would hear of the update
     std::list<std::unique_ptr<Update>> update;
     update.push_back(std::make_unique<Update>(*this, *environment()));
     const bool canReport = update.front()->canReport();
     const bool isStarted = canReport && update.front()->start(std::move(packageUri));
     if (canReport) m_updates.splice(m_updates.end(), update);
     if (isStarted) return;
-    // The log's handler may release this component and end the environment: what the loop reports is then dropped.
+    // The log's handler may release this component and end the environment. Then the loop's report is dropped.
     Log::write(
         Log::Level::error,
         SourceLocation{"zeb::WindowsPackageAutoUpdater::applyUpdate", "src_native/bridge/package_auto_updater", {}},
@@ -133,7 +133,7 @@ void WindowsPackageAutoUpdater::onUpdateSignal(uv_async_t* handle) {
 }
 
 void WindowsPackageAutoUpdater::finish(const Update& ended) {
-    const common::ComPtr<Component> alive(this);  // the handler may have the component released
+    const common::ComPtr<Component> alive(this);  // the handler may release the component
     const auto found = std::ranges::find_if(m_updates, [&ended](const auto& update) { return update.get() == &ended; });
     std::optional<std::string> report = (*found)->waitForReport();
     m_updates.erase(found);

@@ -37,7 +37,7 @@ void PackageUpdate::join() noexcept {
 void PackageUpdate::abandon(std::unique_ptr<PackageUpdate> update) noexcept {
     if (!update->m_started) return;
     const uv_thread_t workerThread = update->m_workerThread;
-    // From here on the worker owns the update, unless it has ended: then the destructor's join does not wait.
+    // From here on the worker owns the update, unless it has ended. If it has, the destructor's join does not wait.
     if (update->m_state.exchange(State::abandoned) != State::running) return;
     static_cast<void>(update.release());  // NOLINT(bugprone-unused-return-value): the worker destroys it
     detachThread(workerThread);
@@ -55,7 +55,7 @@ void PackageUpdate::runUpdate(void* self) noexcept {
 }
 
 void PackageUpdate::applyUpdate() noexcept {
-    // Its end comes first: whoever hears of the end of the update finds nothing of the deployment left.
+    // Destroyed when this function returns, so that nothing of the deployment is left when `m_ended` runs.
     const std::unique_ptr<PackageDeployment> deployment = startPackageUpdate(m_packageUri);
     try {
         m_report = deployment->wait();

@@ -10,34 +10,34 @@
 
 namespace zeb {
 
-/// One update of the application's package, applied by a thread of its own.
+/// One update of the application's package, applied on its own thread.
 ///
-/// Threads: the script thread, except `ended`. The worker uses only what belongs to this object, and the object ends
-/// only after it: several updates may run side by side, as far as the system allows that. An abandoned update belongs
-/// to its worker.
-/// Failure: an address that is none, or a deployment that cannot even start, ends the process. Whoever ships such an
-/// address ships a broken update path and must see it at once. All later failures are reported, and so is a worker that
-/// the system does not start.
+/// Threads: the script thread, except `ended`. The worker thread only uses this object, and the object waits for it
+/// before it is destroyed. Several updates may run side by side, as far as the system allows. An abandoned update
+/// belongs to its worker thread.
+/// Failure: a text that is not an address, or a deployment that cannot start, ends the process, so that an application
+/// that ships a broken update address notices at once. All later failures are reported, and so is a worker thread that
+/// cannot be started.
 class PackageUpdate {
 public:
-    /// The report of an update that has not run.
+    /// The report of an update whose worker thread could not be started.
     static constexpr char kNotStarted[] = "Fail to start package update";
 
-    /// Starts the worker. `ended` is called on it as the last thing it does, also after a success.
-    /// A worker that cannot be started calls nothing, and the report says so.
+    /// Starts the worker thread. The last thing that the worker does is to call `ended`, also after a success. If the
+    /// worker cannot be started, nothing is called and the report says so.
     PackageUpdate(std::string packageUri, std::function<void()> ended);
-    /// Waits for the worker: until the deployment has finished.
+    /// Waits for the worker, that is, until the deployment has finished.
     ~PackageUpdate();
     PackageUpdate(const PackageUpdate&) = delete;
     PackageUpdate& operator=(const PackageUpdate&) = delete;
 
-    /// Leaves the update to its worker, which ends it with the deployment and tells nobody. Waits for nothing.
+    /// Leaves the update to its worker, which destroys it after the deployment and tells nobody. Waits for nothing.
     static void abandon(std::unique_ptr<PackageUpdate> update) noexcept;
 
     bool isStarted() const noexcept { return m_started; }
 
-    /// Waits for the worker and gives its report, which script gets word by word: what went wrong. Nothing when the
-    /// update was applied. The text is given once.
+    /// Waits for the worker and returns its report: what went wrong, passed to script word for word. Empty if the
+    /// update was applied. The text is returned once.
     std::optional<std::string> waitForReport();
 
 private:
@@ -49,7 +49,7 @@ private:
 
     const std::string m_packageUri;
     const std::function<void()> m_ended;
-    std::optional<std::string> m_report;  // the worker's, if there is one, until it is joined
+    std::optional<std::string> m_report;  // written by the worker, if there is one, until it is joined
     std::atomic<State> m_state{State::running};
     uv_thread_t m_workerThread{};
     bool m_started = false;

@@ -16,13 +16,13 @@ namespace {
 
 using Record = RawInputDriver::PointerData;
 
-// What stands in the batch before the first record; see pointer_delivery.js.
+// The words of the batch before the first pointer record; see pointer_delivery.js.
 constexpr std::size_t kIsInterrupted = 0;
 constexpr std::size_t kRecord = 1;
 constexpr std::size_t kIsMotionDone = 2;
 constexpr std::size_t kHead = 3;
 
-// Whether the numbers in `data`, taken in the order in which script sees them, count on from `next`.
+// Whether the numbers in `data`, in the order in which script sees them, continue from `next`.
 template <typename Data>
 constexpr bool countsOn(const Data& data, std::int32_t& next) {
     if constexpr (std::is_same_v<Data, std::int32_t>) {
@@ -35,7 +35,7 @@ constexpr bool countsOn(const Data& data, std::int32_t& next) {
     }
 }
 
-// The numbers in a record; 0 when they do not lie in memory in the order in which script sees them.
+// How many numbers a pointer record has; 0 if their order in memory is not the one in which script sees them.
 constexpr std::size_t countFields() {
     constexpr Record numbered{{{0, 1}, {2, 3}}, {4, 5, 6}};
     std::int32_t count = 0;
@@ -46,7 +46,7 @@ constexpr std::size_t countFields() {
 constexpr std::size_t kFields = countFields();
 static_assert(sizeof(Record) == kFields * sizeof(std::int32_t), "the script reads records as they lie in memory");
 
-// Empty when the thread is being terminated.
+// Empty if the thread is being terminated.
 v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context> context) {
     v8::ScriptOrigin origin(common::js::makeStr(isolate, std::string_view("zebbridge:bridge/pointer_delivery.js")));
     v8::Local<v8::Script> script;
@@ -72,7 +72,7 @@ v8::Local<v8::Int32Array> PointerDelivery::batch() {
     return array;
 }
 
-// Asked for anew after script has run: a debugger can find the array and detach it, and then there is none.
+// Asked again after script has run, because a debugger can find the array and detach its memory.
 std::int32_t* PointerDelivery::memory() const noexcept {
     const v8::HandleScope scope(m_isolate);
     const v8::Local<v8::ArrayBuffer> buffer = m_batch.Get(m_isolate)->Buffer();
@@ -120,7 +120,7 @@ void PointerDelivery::interrupt() noexcept {
 PointerDelivery::Position PointerDelivery::position() const noexcept {
     const std::int32_t* const head = memory();
     if (head == nullptr) return {m_count, false};  // nobody knows any more
-    // A debugger can write there, too.
+    // A debugger can write there too.
     const auto record = static_cast<std::size_t>(std::max(head[kRecord], 0));
     return {std::min(record, m_count), record < m_count && head[kIsMotionDone] != 0};
 }

@@ -3,10 +3,10 @@
 // Delivers a batch of pointer records to the two callbacks, from the position that the batch names. The build embeds
 // this file; `PointerDelivery` compiles it in each environment.
 //
-// `batch` is an Int32Array: three words about the delivery, then the records. A record's numbers are those of its two
-// events, in the order of their literals below.
+// `batch` is an Int32Array: three words about the delivery, then the pointer records. A record's numbers are those of
+// its two events, in the order of their literals below.
 (function deliver(batch, end, motion, buttons) {
-  const IS_INTERRUPTED = 0; // native code sets it while a callback runs: return after the event
+  const IS_INTERRUPTED = 0; // set by native code while a callback runs: return after this event
   const RECORD = 1; // the position: this record is next,
   const IS_MOTION_DONE = 2; // with its buttons event if this is not 0
   const HEAD = 3;
@@ -19,7 +19,8 @@
       const x = batch[at];
       const y = batch[at + 1];
       if (x !== 0 || y !== 0) {
-        // Written before the call: the callback may run the event loop, where another delivery goes on from here.
+        // Written before the call, because the callback may run the event loop, where another delivery continues from
+        // here.
         batch[RECORD] = record;
         batch[IS_MOTION_DONE] = 1;
         try {

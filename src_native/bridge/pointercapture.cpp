@@ -22,17 +22,19 @@ using common::SourceLocation;
 using common::diagnostics::Log;
 using common::js::Environment;
 
-// A capture keeps the memory of its queue from drain to drain, but not that of a burst while script was busy.
+// A capture keeps the memory of its queue between drains, but not the memory of a burst that came while script was
+// busy.
 constexpr std::size_t kKeptRecords = std::size_t{16} * 1024;
 
-// Records that came while callbacks ran are delivered at once, because waking the loop costs more than many of them.
-// After so long the loop has its turn: its timers and its input must not wait for a pointer that never rests.
+// Pointer records that arrive while callbacks run are delivered at once, because waking the loop costs more than many
+// of them. After this time the loop gets its turn: its timers and its input must not wait for a pointer that never
+// rests.
 constexpr std::uint64_t kTurnNanoseconds = 1'000'000;
 
 template <typename... Args>
 v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,
                                     const common::FunctorClass<0, void, common::TypeList<Args...>>* callback) {
-    // Callbacks come from script: the binding layer makes nothing else.
+    // The binding layer makes every callback of this kind, from a script function.
     const auto* const marshaller = static_cast<const common::js::FunctionMarshaller<void, Args...>*>(callback);
     if (marshaller == nullptr) return v8::Undefined(isolate);
     return marshaller->function(isolate);
@@ -40,7 +42,7 @@ v8::Local<v8::Value> scriptFunction(v8::Isolate* isolate,
 
 }  // namespace
 
-/// What the driver calls with its records. The driver drops it on the script thread.
+/// The driver calls this with its pointer records, and drops it on the script thread.
 class PointerCaptureImpl::Handler {
 public:
     explicit Handler(PointerCaptureImpl& capture) noexcept : m_capture(&capture) {}
@@ -79,8 +81,8 @@ PointerCaptureImpl::PointerCaptureImpl(ComPtr<RawInputDriver>&& driver, std::sha
 
 PointerCaptureImpl::~PointerCaptureImpl() { close(); }
 
-// An object that no garbage collection has ended is ended by its environment: from here on no thread and no handle
-// refers to it.
+// The environment ends every object that no garbage collection has ended. After this, no thread and no handle refers to
+// it.
 void PointerCaptureImpl::onEnvironmentEnd() noexcept {
     const ComPtr<PointerCapture> last = std::move(m_untilDelivered);
     close();
@@ -140,14 +142,14 @@ void PointerCaptureImpl::stopCapturing() {
 
 void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
     const LockGuard guard(m_lock);
-    if (!m_wake) return;  // nobody could be woken to take it
+    if (!m_wake) return;  // there is no handle to wake the script thread with
     const bool isFirst = m_pending.empty();
     try {
         m_pending.push_back(record);
     } catch (const std::bad_alloc&) {
-        return;  // script has been busy for so long that its queue fills the memory: the newest records are lost
+        return;  // script was busy for so long that its queue fills the memory: the newest pointer records are lost
     }
-    if (isFirst) uv_async_send(m_wake.get());  // the others are found by the drain, which looks again before it ends
+    if (isFirst) uv_async_send(m_wake.get());  // the drain looks again before it ends, and so finds the others
 }
 
 void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
@@ -155,7 +157,7 @@ void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
 }
 
 void PointerCaptureImpl::drain() {
-    const ComPtr<PointerCapture> alive(this);  // a callback may lose the wrapper to a garbage collection
+    const ComPtr<PointerCapture> alive(this);  // garbage collection may take the wrapper during a callback
     const v8::HandleScope scope(v8::Isolate::GetCurrent());
     if (environment() != nullptr && environment()->isScriptRefused()) {
         uv_async_send(m_wake.get());
@@ -178,7 +180,7 @@ void PointerCaptureImpl::drain() {
 void PointerCaptureImpl::deliverPending() {
     const std::uint64_t end = uv_hrtime() + kTurnNanoseconds;
     do {
-        if (environment() == nullptr || !takePending()) return;  // a callback may have ended it
+        if (environment() == nullptr || !takePending()) return;  // a callback may have ended the environment
     } while (deliverTaken(*environment()) && uv_hrtime() < end);
 }
 
@@ -219,17 +221,17 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
         const auto records = std::span(m_taken).subspan(
             m_next.record, std::min(m_taken.size() - m_next.record, PointerDelivery::kCapacity));
         const v8::HandleScope scope(isolate);
-        // Read anew after every interruption: that is when one of them has been replaced.
+        // Read again after every interruption, because that is when a callback was replaced.
         const PointerDelivery::Callbacks callbacks{scriptFunction(isolate, m_motionCallback.get()),
                                                    scriptFunction(isolate, m_buttonsCallback.get())};
         m_delivery = &delivery;
         const bool ran = delivery.deliver(records, from, callbacks);
-        // Null when another drain has gone on meanwhile, and moved m_next.
+        // Null if another drain has continued meanwhile and moved m_next.
         if (std::exchange(m_delivery, nullptr) != nullptr) advance(delivery.position());
         if (environment() == nullptr) break;
         if (ran) continue;
-        // A time limit ends the script that runs the loop, and the rest is delivered afterwards. Without such a script
-        // the thread is ending, and the callbacks must not run again.
+        // A time limit ends the script that runs the loop; the rest is delivered afterwards. If there is no such
+        // script, the thread is ending, and the callbacks must not run again.
         if (common::js::isScriptRunning(isolate)) return false;
         break;
     }

@@ -17,14 +17,16 @@
 
 namespace zeb {
 
-/// What `hardware.capturePointer()` gives to script: brings the driver's records to two script callbacks.
+/// The object that `hardware.capturePointer()` returns to script: delivers the driver's pointer records to two script
+/// callbacks.
 ///
-/// Script thread. The virtual operations keep this order.
+/// Script thread. The order of the virtual functions is fixed.
 struct PointerCapture : virtual IRefCounted {
     using ButtonsCallback = common::FunctorClass<0, void, common::TypeList<ButtonsEventData>>;
     using MotionCallback = common::FunctorClass<0, void, common::TypeList<MotionEventData>>;
 
-    /// Replaces the callback; an empty one stops that kind of event, not the capture. Also from inside the callback.
+    /// Replaces the callback; the callback itself may call this. An empty one stops that kind of event, not the
+    /// capture.
     virtual void setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) = 0;
     virtual void setMotionEventCallback(std::unique_ptr<MotionCallback> callback) = 0;
     /// Starts to capture. Does nothing while any capture object of the same component captures.
@@ -35,21 +37,22 @@ struct PointerCapture : virtual IRefCounted {
     static common::js::MethodTable methods();
 };
 
-/// Queues the driver's records on the input thread and hands them to the callbacks on the script thread.
+/// Queues the driver's pointer records on the input thread and passes them to the callbacks on the script thread.
 ///
-/// A record becomes a motion event when its offset is not (0, 0), then a buttons event when a button changed. All
-/// records found by one turn of the event loop are delivered in it, in order; what a callback throws is dropped. A
-/// callback that runs the event loop itself gets its successors there, in the same order.
-/// While it captures, and until what it has read is delivered, the object keeps the event loop running; an idle one
+/// A pointer record becomes a motion event if its offset is not (0, 0), then a buttons event if a button changed. Each
+/// drain delivers the records in order; what a callback throws is ignored. If a callback runs the event loop itself,
+/// the records after its own are delivered there, in the same order.
+/// The object keeps the event loop running while it captures and until what it has read is delivered. An idle object
 /// does not.
-/// Destroyed when script has lost its wrapper; that ends the component's running capture, also another object's.
+/// Destroyed when its wrapper has been garbage-collected. That ends the component's running capture, even if another
+/// object started it.
 class PointerCaptureImpl : public PointerCapture,
                            public common::js::V8WeakReferenceHolder,
                            private common::js::EnvironmentObserver {
 public:
     using Interfaces = common::TypeList<PointerCapture, common::js::V8WeakReferenceHolder>;
 
-    /// For the environment whose method is running. `deliveries` are shared by the captures of one component.
+    /// For the environment whose method is running. The captures of one component share `deliveries`.
     PointerCaptureImpl(common::ComPtr<RawInputDriver>&& driver, std::shared_ptr<PointerDeliveries> deliveries);
     ~PointerCaptureImpl() override;
 
@@ -70,7 +73,7 @@ private:
     void deliverPending();
     bool takePending();
     bool hasUndelivered() noexcept;
-    // This and `deliver`: false when the engine runs no script here any more.
+    // This and `deliver` return false if the engine runs no more script here.
     bool deliverTaken(common::js::Environment& environment);
     bool deliver(PointerDelivery& delivery);
     void advance(PointerDelivery::Position reached) noexcept;
@@ -80,18 +83,18 @@ private:
     common::ComPtr<RawInputDriver> m_driver;
     std::shared_ptr<PointerDeliveries> m_deliveries;
     common::js::AsyncHandle m_wake;
-    std::unique_ptr<ButtonsCallback> m_buttonsCallback;  // replaced under the lock; read by the script thread only
+    std::unique_ptr<ButtonsCallback> m_buttonsCallback;  // replaced under the lock; only the script thread reads it
     std::unique_ptr<MotionCallback> m_motionCallback;
     common::Lock m_lock;
     std::vector<RawInputDriver::PointerData> m_pending ZEB_GUARDED_BY(m_lock);
-    // What drains have taken and not delivered yet, from m_next on. Between drains it is the memory that m_pending gets
-    // back at the next one.
+    // What drains have taken and not yet delivered, from m_next on. Between drains, this keeps memory that the next
+    // drain swaps with m_pending's.
     std::vector<RawInputDriver::PointerData> m_taken;
     PointerDelivery::Position m_next;
-    PointerDelivery* m_delivery = nullptr;  // delivers for this object at this moment, from record m_next on
-    bool m_hasHandler = false;              // the driver holds a handler of this object
+    PointerDelivery* m_delivery = nullptr;  // delivers for this object right now, from record m_next on
+    bool m_hasHandler = false;              // the driver has a handler of this object
     bool m_isClosed = false;
-    // After a stop, until what has been read is delivered: script may have lost the wrapper by then.
+    // After a stop, until what was read is delivered, because script may have lost the wrapper by then.
     common::ComPtr<PointerCapture> m_untilDelivered;
 };
 

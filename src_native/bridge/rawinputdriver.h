@@ -16,7 +16,7 @@ struct Point {
     std::int32_t y;
 };
 
-/// What happened to a button in one input report.
+/// What happened to a button in one raw input report.
 enum class ButtonTransition : std::int32_t {
     unchanged = 0,
     released = 1,
@@ -25,10 +25,10 @@ enum class ButtonTransition : std::int32_t {
 
 struct MotionEventData {
     Point offset;       ///< relative motion in the device's raw counts, without acceleration or scaling
-    Point screenPoint;  ///< the system cursor in virtual-screen pixels, read when the report was processed
+    Point screenPoint;  ///< the system cursor in virtual-screen pixels, read when the raw input report was processed
 };
 
-/// `ButtonTransition` of each logical button: the user's button swap is already applied.
+/// The `ButtonTransition` of each logical button. The user's button swap is already applied.
 struct ButtonsEventData {
     std::int32_t left;
     std::int32_t middle;
@@ -37,11 +37,11 @@ struct ButtonsEventData {
 
 /// A source of pointer records with one handler at a time and one thread per capture.
 ///
-/// Threads: the script thread, except that `isPointerCaptured` may be called on any and `processInput` is the input
-/// thread's body. The handler runs on the input thread, under the driver's lock; it must not call the driver.
-/// The virtual operations keep this order.
+/// Threads: the script thread, except that any thread may call `isPointerCaptured` and that the input thread runs
+/// `processInput`. The handler runs on the input thread, under the driver's lock; it must not call the driver.
+/// The order of the virtual functions is fixed.
 struct RawInputDriver : virtual IRefCounted {
-    /// One input report.
+    /// One pointer record: what one raw input report says.
     struct PointerData {
         MotionEventData motion;
         ButtonsEventData buttons;
@@ -49,21 +49,20 @@ struct RawInputDriver : virtual IRefCounted {
 
     using Handler = common::FunctorClass<1, void, common::TypeList<PointerData>>;
 
-    /// Installs `handler` and starts the input thread. Throws "Pointer already captured." and drops the handler it was
-    /// given when one is installed.
+    /// Installs `handler` and starts the input thread. If a handler is installed already, throws "Pointer already
+    /// captured." and drops the new one.
     virtual void capturePointer(std::unique_ptr<Handler> handler) = 0;
-    /// Drops the handler, stops the input thread and waits for its end; logs when there was one. No handler call
-    /// follows the return. Harmless without a capture.
+    /// Drops the handler, stops the input thread and waits for it to end; writes a log record if a capture was running.
+    /// The handler is not called after this returns. Does nothing without a capture.
     virtual void releasePointerCapture() = 0;
     virtual bool isPointerCaptured() = 0;
-    /// Reads input until interrupted.
+    /// Reads input until it is interrupted.
     virtual void processInput() = 0;
-    /// Makes the `processInput` that runs on `thread` return soon. A stop that comes before the thread can hear it is
-    /// not lost.
+    /// Makes the `processInput` that runs on `thread` return soon, even if the thread was only just started.
     virtual void interruptInputThread(uv_thread_t thread) = 0;
 };
 
-/// The platform's driver. Empty when there is no memory.
+/// The platform's driver. Empty if there is no memory.
 common::ComPtr<RawInputDriver> makeRawInputDriver();
 
 }  // namespace zeb

@@ -30,8 +30,8 @@ void RawInputDriverBase::capturePointer(std::unique_ptr<Handler> handler) {
     m_handler = std::move(handler);
     m_inputThread = {};
     m_running = true;
-    // A thread that cannot be started leaves a capture that delivers nothing until it is released. Some platforms leave
-    // a value in the handle even then.
+    // If the thread cannot be started, the capture delivers nothing until it is released. Some platforms leave a value
+    // in the handle even then.
     if (uv_thread_create(&m_inputThread, &inputThreadMain, this) != 0) m_inputThread = {};
 }
 
@@ -52,7 +52,7 @@ void RawInputDriverBase::releasePointerCapture() {
         Log::write(Log::Level::information, SourceLocation{"zeb::RawInputDriverBase::releasePointerCapture", kFile, 49},
                    "Pointer capture released");
     } catch (const std::bad_alloc&) {
-        // The capture is released. Without memory, a record is missed least.
+        // The capture is released. The log record is what can best be done without when there is no memory.
     }
 }
 

@@ -4,7 +4,7 @@
 #include "common/v8binding/v8convert.h"
 
 /// How script sees a pointer record: the one list of its fields. The order is that of the numbers in memory, which
-/// `pointer_delivery.cpp` checks while it is compiled; that `pointer_delivery.js` makes the same objects is tested.
+/// `pointer_delivery.cpp` checks at compile time. A test checks that `pointer_delivery.js` makes the same objects.
 namespace common::js {
 
 template <>

@@ -5,8 +5,8 @@
 
 namespace zeb {
 
-/// The system's English text for one of its error codes, exactly as the system gives it: in its 8-bit code page, the
-/// line break at the end included. Empty when the system has none. Any thread.
+/// The system's English text for an error code, exactly as the system gives it: in its 8-bit code page, with the line
+/// break at the end. Empty if the system has no text. Any thread.
 std::string systemErrorText(std::uint32_t code);
 
 /// The same text as UTF-8.

@@ -4,7 +4,7 @@ namespace common::js {
 
 namespace {
 
-/// The memory of an async handle: libuv's part comes first, so a pointer to one is a pointer to the other.
+/// The memory of an async handle. libuv's part comes first, so a pointer to it is also a pointer to the whole.
 struct OwnedAsyncHandle {
     uv_async_t handle;
     AsyncHandles* maker;

@@ -16,7 +16,7 @@ Environment* Environment::open(v8::Local<v8::Context> context) {
     if (Environment* const existing = registry.find(host)) return existing;
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     const v8::Local<v8::Context> mainContext = node::GetMainContext(host);
-    const v8::Context::Scope entered(mainContext);  // what the runtime is asked for below goes by the current context
+    const v8::Context::Scope entered(mainContext);  // the calls below use the current context
     uv_loop_t* const loop = node::GetCurrentEventLoop(isolate);
     if (loop == nullptr) return nullptr;
 
@@ -24,8 +24,9 @@ Environment* Environment::open(v8::Local<v8::Context> context) {
     auto* const created = new Environment(isolate, mainContext, loop);
     entry.front() = {created, host, isolate, created->m_requests};
     registry.add(std::move(entry));
-    // The clean-up hook runs when the environment is freed, the exit hook on process.exit(), where nothing is freed.
-    // The hook stays for the environment's whole life: its handle, which could remove it, is dropped at once.
+    // The clean-up hook runs when the environment is freed, and the exit hook on process.exit(), where nothing is
+    // freed. The clean-up hook stays for the environment's whole life: the handle that could remove it is dropped at
+    // once.
     static_cast<void>(node::AddEnvironmentCleanupHook(isolate, &onCleanup, created));
     node::AtExit(host, &onAtExit, host);
     return created;
@@ -33,7 +34,7 @@ Environment* Environment::open(v8::Local<v8::Context> context) {
 
 Environment::Environment(v8::Isolate* isolate, v8::Local<v8::Context> context, uv_loop_t* loop)
     : m_isolate(isolate), m_receivers(isolate), m_context(isolate, context), m_handles(loop) {
-    m_signal = m_handles.make(this, &onRequest);  // the last that can throw: a handle cannot be closed at once
+    m_signal = m_handles.make(this, &onRequest);  // last, because a handle cannot be closed at once if this throws
     m_requests->open(m_signal.get());
 }
 
@@ -112,15 +113,15 @@ void Environment::onAtExit(void* host) {
     if (environment != nullptr) environment->end();
 }
 
-// The order of the end:
-//  1. Nobody finds the environment any more: no other thread, and no load of the module.
-//  2. The weak handles are taken back. A garbage collection may come at any time below and must claim nothing.
-//  3. Observers, newest first, let go of threads, handles and script values.
-//  4. What other threads have let go of is destroyed here, or on their own threads from now on.
-//  5. Components, oldest first, and then wrapped objects are cut off from their script objects and released; while one
-//     of their methods is running, when it has returned.
-//  6. The signal is closed, and what the engine holds for the environment is given back.
-//  7. When libuv has closed the last handle, the environment is destroyed and the runtime told (`onCleanup`).
+// An environment ends in these steps:
+// 1. The registry forgets the environment, so that no other thread and no load of the module finds it.
+// 2. The weak handles are freed. A garbage collection may run at any time below and must find nothing to release.
+// 3. Observers, newest first, release threads, handles and script values.
+// 4. What other threads have given up is destroyed here; what they give up later is destroyed on their own threads.
+// 5. Components, oldest first, and then wrapped objects are detached from their script objects and released. If one of
+//    their methods is running, the release waits until it has returned.
+// 6. The signal is closed, and the engine's handles are freed.
+// 7. When libuv has closed the last handle, the environment is destroyed and the runtime is told (`onCleanup`).
 void Environment::end() noexcept {
     if (!EnvironmentRegistry::instance().remove(*this)) return;  // ended before
     const v8::HandleScope scope(m_isolate);

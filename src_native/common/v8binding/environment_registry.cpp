@@ -2,7 +2,7 @@
 
 namespace common::js {
 
-// Never destroyed: workers may still end while the process runs its exit handlers.
+// Never destroyed, because workers may still end while the process runs its exit handlers.
 EnvironmentRegistry& EnvironmentRegistry::instance() {
     static EnvironmentRegistry& registry = *new EnvironmentRegistry;
     return registry;

@@ -13,7 +13,7 @@ struct Receivers::Registry {
     std::unordered_map<v8::Isolate*, Receivers*> all ZEB_GUARDED_BY(lock);
 };
 
-// Never destroyed: workers may still end while the process runs its exit handlers.
+// Never destroyed, because workers may still end while the process runs its exit handlers.
 Receivers::Registry& Receivers::registry() {
     static Registry& instance = *new Registry;
     return instance;
@@ -36,7 +36,7 @@ Receivers& Receivers::open(v8::Isolate* isolate) {
         const auto entry = known.all.try_emplace(isolate, nullptr).first;
         receivers = new (std::nothrow) Receivers(isolate);
         if (receivers == nullptr) {
-            known.all.erase(entry);  // the next load would find nothing there, and remember it
+            known.all.erase(entry);  // otherwise the next load would find null here
             throw std::bad_alloc();
         }
         entry->second = receivers;
@@ -74,7 +74,7 @@ void Receivers::link(ReceiverList& home, Environment& environment, v8::Local<v8:
     ReceiverList added;
     added.push_back({std::move(native), &environment, &home, isComponent, v8::Global<v8::Object>(m_isolate, object)});
     added.back().object.SetWeak();
-    const ReceiverList replaced = take(address);  // the last script object of a native one stands for it
+    const ReceiverList replaced = take(address);  // a native object's last script object stands for it
     m_table[address] = added.begin();
     home.splice(home.end(), added);
     object->SetInternalField(0, field);
@@ -121,7 +121,7 @@ ComPtr<IRefCounted> Receivers::takeCollected(IRefCounted* native) noexcept {
 
 void Receivers::settle() noexcept {
     m_isUnsettled = false;
-    ++m_users;  // what is released may write to the log, whose handler may run anything
+    ++m_users;  // a release may write to the log, whose handler may run anything
     ReceiverList().swap(m_retired);
     leave();
 }

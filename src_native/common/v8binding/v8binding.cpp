@@ -71,7 +71,7 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
     }
     v8::EscapableHandleScope scope(isolate);
     js::Environment* const environment = js::Environment::running(isolate);
-    if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nobody would ever release the object
+    if (environment == nullptr) return v8::Undefined(isolate);  // it has ended: nothing would ever release the object
     v8::Local<v8::Object> object;
     v8::TryCatch tryCatch(isolate);  // for the log handler, which may run script
     if (!environment->wrapperTemplate()->NewInstance(isolate->GetCurrentContext()).ToLocal(&object) ||
@@ -98,7 +98,7 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
 
 namespace js {
 
-// The handlers tell what kind of failure it is, because the Windows build has no dynamic_cast.
+// The handlers find out what kind of failure it is, because the Windows build has no dynamic_cast.
 void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
     const v8::Local<v8::Value> error = v8::Exception::Error(makeStr(isolate, std::string_view(failure.what())));
     try {
@@ -109,7 +109,7 @@ void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
                                                        v8::Integer::NewFromUnsigned(isolate, refusal.systemError())));
         isolate->ThrowException(error);
     } catch (...) {
-        isolate->ThrowException(error);  // with nothing but its text
+        isolate->ThrowException(error);  // an `Error` with only its text
     }
 }
 

@@ -8,7 +8,7 @@ namespace common::js {
 
 namespace {
 
-// V8 has renamed this call: where the new name exists, the old one is deprecated or gone.
+// V8 has renamed this call. Where the new name exists, the old one is deprecated or gone.
 template <typename String>
 void copyUnits(v8::Isolate* isolate, v8::Local<String> string, int start, int count, std::uint16_t* units) {
     if constexpr (requires { string->WriteV2(isolate, 0, 0, units); }) {
@@ -45,8 +45,8 @@ void appendUtf8(std::string& text, std::uint32_t character) {
     }
 }
 
-/// The string up to its first NUL. Converted here because the engines' own UTF-8 views differ in what they make of a
-/// lone surrogate: its three bytes in V8 12, U+FFFD from V8 13 on.
+/// The string up to its first NUL. It is converted here because the engines' own UTF-8 functions differ for a lone
+/// surrogate: V8 12 writes its three bytes, V8 13 and later write U+FFFD.
 std::string utf8UpToNul(v8::Isolate* isolate, v8::Local<v8::String> string) {
     std::string text;
     std::array<std::uint16_t, 256> units;

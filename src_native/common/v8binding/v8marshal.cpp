@@ -33,7 +33,7 @@ void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function,
                             v8::Local<v8::Value>* arguments) {
     const v8::TryCatch ignored(isolate);
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();
-    // CallAsFunction also takes values that are no functions, and then throws like a call in script would.
+    // CallAsFunction also accepts values that are not functions, and then throws as a call in script would.
     if (function->IsObject()) {
         static_cast<void>(function.As<v8::Object>()->CallAsFunction(context, v8::Undefined(isolate), count, arguments));
     }
@@ -41,7 +41,7 @@ void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function,
 }
 
 void raiseEmptyHandle(const std::string& types) {
-    const std::string_view end = types.ends_with('>') ? " >::invoke" : ">::invoke";  // as the compiler spells it
+    const std::string_view end = types.ends_with('>') ? " >::invoke" : ">::invoke";  // the compiler's spelling
     const std::string function = "common::js::FunctionMarshaller<" + types + std::string(end);
     raiseAssertionFailure({function, "src_native/common/include/common/v8binding/v8marshal", 170}, nullptr,
                           "!m_funcRef.IsEmpty()", "Underlying js object handle is empty");

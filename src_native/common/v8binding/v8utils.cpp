@@ -15,7 +15,7 @@ constexpr SourceLocation location(std::uint32_t line) {
     return {"common::js::makeStr", "src_native/common/include/common/v8binding/v8utils", line};
 }
 
-// The engine counts in int; a longer text cannot become a string anyway.
+// The engine counts in int. A longer text cannot become a string anyway.
 constexpr std::size_t kMaxCount = std::numeric_limits<int>::max();
 
 v8::Isolate* currentUnlessGiven(v8::Isolate* isolate) {
@@ -60,7 +60,7 @@ bool isScriptRunning(v8::Isolate* isolate) {
 }
 
 void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
-    // Asked for where no script runs, it would hit whatever the event loop runs next.
+    // If no script runs, a termination requested here would hit whatever the event loop runs next.
     if (tryCatch.HasTerminated() && isScriptRunning(isolate)) isolate->TerminateExecution();
 }
 

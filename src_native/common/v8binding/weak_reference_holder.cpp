@@ -13,7 +13,8 @@ thread_local int t_weakCallbackDepth = 0;
 
 void onWrapperCollected(const v8::WeakCallbackInfo<IRefCounted>& info) {
     const WeakCallbackScope scope;
-    // Found as long as the handle is bound: an environment that ends takes back its weak handles first.
+    // The receiver is found as long as the handle is bound, because an environment that ends frees its weak handles
+    // first.
     const ComPtr<IRefCounted> native = Receivers::of(info.GetIsolate())->takeCollected(info.GetParameter());
     disposeWrapped(*native.get());
 }

@@ -1,4 +1,5 @@
-// Speaks the event log service's protocol, but only through the calls in event_log_source.h: compiles on any platform.
+// Speaks the event log service's protocol, but only through the calls in event_log_source.h, so it compiles on any
+// platform.
 #include "bridge/eventlog-fetcher.h"
 
 #include <algorithm>
@@ -29,7 +30,7 @@ struct HandleCloser {
 };
 using ResultSet = std::unique_ptr<void, HandleCloser>;
 
-/// The slots that the service fills with records. Closes what is left in them.
+/// The slots that the service fills with event records. Closes those that are left.
 class RecordBatch {
 public:
     RecordBatch() = default;
@@ -53,8 +54,8 @@ private:
 
 }  // namespace
 
-/// Memory that the service writes into. Zeroed, so that a service that reports success and writes nothing is read as
-/// having said nothing.
+/// Memory that the service writes into. It is zeroed, so that a service that reports success without writing anything
+/// is read as an empty answer.
 class EventLogFetcher::Buffer {
 public:
     bool allocate(std::uint32_t size) noexcept {
@@ -88,8 +89,8 @@ std::vector<std::wstring> EventLogFetcher::fetchLogs(const std::wstring& query) 
     constexpr std::string_view function = "zeb::EventLogFetcher::fetchLogs";
     const ResultSet results(eventlog::openQuery(query.c_str()));
     if (!results) throw failure(function, 30, eventlog::lastError());
-    // The status is a sum of codes and so has no text. The last error is no better when it was a channel that failed,
-    // but it does say what went wrong when the status could not be read.
+    // The status is a sum of codes, so it has no text. If a channel failed, the last error is no better; if the status
+    // could not be read, the last error says why.
     if (checkQueryStatus(results.get()) != 0) throw failure(function, 38, eventlog::lastError());
     return getEvents(results.get());
 }
@@ -115,7 +116,7 @@ std::uint32_t EventLogFetcher::getQueryProperty(eventlog::Handle results, eventl
     if (eventlog::getQueryProperty(results, property, 0, nullptr, size)) return eventlog::kSuccess;
     if (eventlog::lastError() == eventlog::kInsufficientBuffer) {
         if (!buffer.allocate(size)) return eventlog::kOutOfMemory;
-        // This call is judged by the last error, not by its result: the service sets it to 0 when it succeeds.
+        // The last error decides whether this call succeeded, not its result: the service sets it to 0 on success.
         static_cast<void>(eventlog::getQueryProperty(results, property, size, buffer.get(), size));
     }
     return eventlog::lastError();
@@ -143,7 +144,7 @@ std::wstring EventLogFetcher::getEvent(eventlog::Handle record) {
     if (!eventlog::renderXml(record, 0, nullptr, size)) {
         if (eventlog::lastError() == eventlog::kInsufficientBuffer) {
             if (!buffer.allocate(size)) throw failure(function, 186, eventlog::kOutOfMemory);
-            static_cast<void>(eventlog::renderXml(record, size, buffer.get(), size));  // judged as a property is
+            static_cast<void>(eventlog::renderXml(record, size, buffer.get(), size));  // the last error decides
         }
         if (const std::uint32_t error = eventlog::lastError()) throw failure(function, 193, error);
     }

@@ -10,7 +10,8 @@ extern "C" {
 const extern IMAGE_DOS_HEADER __ImageBase;  // NOLINT(bugprone-reserved-identifier): the linker's name
 
 // From the start-up code: the module that provides a delay-loaded DLL's functions, and the end of all changes to the
-// table. toolchain/sysroot/runtime/delay_load.cpp has them, for Microsoft's linker toolchain/cmake/delayhook.cpp.
+// table. They are in toolchain/sysroot/runtime/delay_load.cpp or, for Microsoft's linker, in
+// toolchain/cmake/delayhook.cpp.
 HMODULE zebDelayLoadedModule(const char* dll);
 bool zebProtectDelayLoaded();
 
@@ -20,13 +21,14 @@ namespace zeb {
 
 namespace {
 
-// How the runtimes' names for what the module's entry reports with begin, whatever the arguments are.
+// How the runtimes' names of the functions begin that the module's entry needs to throw an error, whatever their
+// arguments are.
 constexpr std::string_view kNeededToReport[] = {
     "node_module_",          "?GetCurrent@Isolate@v8@@",     "?NewFromUtf8@String@v8@@",
     "?Error@Exception@v8@@", "?ThrowException@Isolate@v8@@",
 };
 
-// The first function that could not be bound. Of zero initialisation: filled before constructors run.
+// The first function that could not be bound. Zero-initialised, because it is filled before constructors run.
 struct Missing {
     const char* name;
     const char* library;
@@ -65,7 +67,7 @@ void bind(const IMAGE_DELAYLOAD_DESCRIPTOR& descriptor) {
     auto* const slots = at<FARPROC>(descriptor.ImportAddressTableRVA);
     SIZE_T count = 0;
     while (entries[count].u1.AddressOfData != 0) ++count;
-    DWORD before = 0;  // Microsoft's linker makes the table read-only from the beginning
+    DWORD before = 0;  // Microsoft's linker makes the table read-only from the start
     if (VirtualProtect(slots, count * sizeof *slots, PAGE_READWRITE, &before) == FALSE) return;
     for (SIZE_T i = 0; i != count; ++i) {
         const char* const name = &at<IMAGE_IMPORT_BY_NAME>(entries[i].u1.AddressOfData)->Name[0];
@@ -96,8 +98,8 @@ std::string textOf(const Missing& missing) {
                                      : std::string(missing.library) + " cannot be loaded, which zebbridge needs";
 }
 
-// The program is in the process already, so its functions can be bound while the loader is at work. Other DLLs must be
-// loaded first, which cannot be done then.
+// The program is already in the process, so its functions can be bound while the loader is at work. Other DLLs must be
+// loaded first, which is not possible then.
 int bindHost() {
     bindIf(&isHost);
     if (!g_cannotReport) return 0;
@@ -124,6 +126,6 @@ const std::string& missingImport() {
 
 }  // namespace zeb
 
-// Among the initialisers that may refuse, which run before the constructors of static objects.
+// One of the initialisers that may refuse, which run before the constructors of static objects.
 #pragma section(".CRT$XIU", long, read)
 extern "C" __declspec(allocate(".CRT$XIU")) int (*const zebBindHost)() = &zeb::bindHost;

@@ -4,7 +4,7 @@
 
 namespace zeb {
 
-// The top bit is the state now; the lowest, "pressed since somebody asked", belongs to whoever asked last.
+// The top bit is the current state. The lowest bit, "pressed since the last query", belongs to whoever queried last.
 bool isKeyDown(int virtualKey) noexcept { return (GetAsyncKeyState(virtualKey) & 0x8000) != 0; }
 
 }  // namespace zeb

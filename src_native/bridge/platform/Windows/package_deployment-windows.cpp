@@ -25,7 +25,7 @@ public:
     std::optional<std::string> wait() override {
         try {
             const DeploymentResult result = m_operation.get();
-            if (result.ErrorText().empty()) return std::nullopt;  // also when there is an error code: it tells nothing
+            if (result.ErrorText().empty()) return std::nullopt;  // even if there is an error code, which tells nothing
             return common::utf16ToUtf8(result.ErrorText());
         } catch (const winrt::hresult_error& error) {
             throw DeploymentFailure{common::utf16ToUtf8(error.message()), error.code()};

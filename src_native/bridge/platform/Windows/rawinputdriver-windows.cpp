@@ -30,7 +30,7 @@ constexpr UINT kStopInputMessage = WM_APP + 0x4D;
 
 void readButtonSwap() { g_buttonSwapState.store(std::optional<bool>(GetSystemMetrics(SM_SWAPBUTTON) != 0)); }
 
-// Broadcast settings are sent, not posted: GetMessageW calls this while it waits.
+// Setting changes are broadcast with a send, not a post: GetMessageW calls this while it waits.
 LRESULT CALLBACK sinkWindowProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_SETTINGCHANGE && wParam == SPI_SETMOUSEBUTTONSWAP) readButtonSwap();
     return DefWindowProcW(window, message, wParam, lParam);
@@ -51,7 +51,7 @@ struct WindowDestroyer {
 };
 using SinkWindow = std::unique_ptr<HWND, WindowDestroyer>;
 
-// A top-level window, for a message-only one would not get the broadcast of setting changes.
+// A top-level window, because a message-only window would not get the broadcast of setting changes.
 SinkWindow createSinkWindow() {
     static const HINSTANCE instance = registerSinkClass();
     return SinkWindow(CreateWindowExW(0, kSinkClassName, L"Input-Sink", WS_OVERLAPPEDWINDOW, CW_USEDEFAULT,
@@ -64,7 +64,7 @@ class RawInputRegistrator {
 public:
     explicit RawInputRegistrator(HWND window)
         : m_window(window), m_registered(registerRIDeviceUsage(m_window, RIDEV_INPUTSINK)) {}
-    // Also after a failed registration: removing what is not there does no harm, and keeping what is would.
+    // Also after a failed registration: removing a registration that does not exist is harmless; keeping one is not.
     ~RawInputRegistrator() { registerRIDeviceUsage(nullptr, RIDEV_REMOVE); }
     RawInputRegistrator(const RawInputRegistrator&) = delete;
     RawInputRegistrator& operator=(const RawInputRegistrator&) = delete;
@@ -88,10 +88,10 @@ private:
     bool m_registered;
 };
 
-/// The buffer that every report is read into; it only grows.
+/// The buffer that every raw input report is read into. It only grows.
 class ReportBuffer {
 public:
-    /// The report behind `handle`, valid until the next read; null when it cannot be read or is not the mouse's.
+    /// The raw input report behind `handle`, valid until the next read. Null if it cannot be read or is not a mouse's.
     const RAWMOUSE* readMouse(HRAWINPUT handle) {
         UINT size = 0;
         GetRawInputData(handle, RID_INPUT, nullptr, &size, sizeof(RAWINPUTHEADER));
@@ -120,7 +120,7 @@ private:
     UINT m_capacity = 0;
 };
 
-// Pressed wins when one report carries both transitions.
+// If one raw input report has both transitions, pressed wins.
 std::int32_t transition(USHORT flags, USHORT down, USHORT up) {
     if ((flags & down) != 0) return static_cast<std::int32_t>(ButtonTransition::pressed);
     if ((flags & up) != 0) return static_cast<std::int32_t>(ButtonTransition::released);
@@ -131,7 +131,7 @@ RawInputDriver::PointerData toPointerData(const RAWMOUSE& mouse) {
     POINT cursor{};
     GetCursorPos(&cursor);
     RawInputDriver::PointerData record{};
-    record.motion.offset = {mouse.lLastX, mouse.lLastY};  // absolute devices included: whoever uses one expects it so
+    record.motion.offset = {mouse.lLastX, mouse.lLastY};  // absolute devices too, as their users expect
     record.motion.screenPoint = {cursor.x, cursor.y};
     ButtonsEventData& buttons = record.buttons;
     const USHORT flags = mouse.usButtonFlags;
@@ -168,8 +168,8 @@ void WindowsRawInputDriver::processInput() {
 }
 
 void WindowsRawInputDriver::interruptInputThread(uv_thread_t thread) {
-    // A thread gets its message queue with its first window call; until then there is nowhere to post to. Wait for
-    // the queue or for the thread's end, whichever comes first, so that no stop is lost.
+    // A thread gets its message queue with its first window call; until then, posting fails. So this waits for the
+    // queue or for the thread's end, whichever comes first, and no stop is lost.
     while (!PostThreadMessageW(GetThreadId(thread), kStopInputMessage, 1, 0)) {
         if (WaitForSingleObject(thread, 1) != WAIT_TIMEOUT) return;
     }

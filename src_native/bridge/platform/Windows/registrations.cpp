@@ -13,8 +13,8 @@ const ComponentRegistrations<ModuleRegistration, WindowsComponents> registration
 }  // namespace
 }  // namespace zeb
 
-// The runtime also finds the entry by name: a second context that loads the module finds it already in the process, and
-// static initialisation, which hands over the record, does not run again.
+// The runtime also finds the entry by name: when a second context loads the module, the module is already in the
+// process, and static initialisation, which passes on the module record, does not run again.
 extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object> exports, v8::Local<v8::Value> module,
                                                            v8::Local<v8::Context> context) {
     zeb::initializeModule(exports, module, context, nullptr);

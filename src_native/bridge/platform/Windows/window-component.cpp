@@ -64,8 +64,8 @@ void WindowsComponent::setWindowPlacement(std::int64_t windowHandle, std::int32_
                                           std::int32_t right, std::int32_t bottom, std::int32_t showCommand) {
     constexpr std::string_view function = "zeb::WindowsComponent::setWindowPlacement";
     const HWND window = reinterpret_cast<HWND>(static_cast<std::intptr_t>(windowHandle));
-    // The length is not set before the call: whatever its documentation says, GetWindowPlacement does not look at it
-    // and fills it in with the rest of the record. SetWindowPlacement does look, and so gets the system's own value.
+    // GetWindowPlacement does not read the length, contrary to its documentation; it fills the length in with the rest
+    // of the structure. SetWindowPlacement does read it, and so gets the system's own value.
     WINDOWPLACEMENT placement{};
     if (!GetWindowPlacement(window, &placement)) throw failure(function, 48, GetLastError());
     placement.rcNormalPosition = {left, top, right, bottom};

@@ -17,50 +17,51 @@
 
 namespace common::js {
 
-/// One Node.js environment's use of the module: the native objects its script can reach, the async handles on its loop,
-/// and an orderly end while the engine still runs. An isolate may carry several environments, which come and go in any
-/// order; each owns what it has made and takes it along.
+/// One Node.js environment's use of the module: the native objects that its script can reach, the async handles on its
+/// loop, and an orderly end while the engine still runs. An isolate may carry several environments, which come and go
+/// in any order. Each owns what it has made and releases it when it ends.
 ///
 /// Threads: the environment's script thread.
-/// Ownership: made when the module is loaded, ended by the runtime's clean-up hooks, also on `process.exit`.
+/// Ownership: made when the module is loaded; ended by the runtime's clean-up hooks, also on `process.exit`.
 class Environment final : public EnvironmentObservers {
 public:
-    /// The environment that `context` belongs to, made at the first call. Null when the context is not Node's.
-    /// Throws std::bad_alloc.
+    /// The environment that `context` belongs to, made at the first call. Null if the context is not one of Node.js.
+    /// Throws `std::bad_alloc`.
     static Environment* open(v8::Local<v8::Context> context);
 
-    /// The environment for which native code is running: that of the method's receiver, or the one that is loading the
-    /// module. Null outside of both, and when it has ended meanwhile.
+    /// The environment for which native code runs: that of the method's receiver, or the one that loads the module.
+    /// Null if neither applies, and when that environment has ended meanwhile.
     static Environment* running(v8::Isolate* isolate) noexcept {
         const Receivers* const receivers = Receivers::of(isolate);
         return receivers != nullptr ? receivers->runningEnvironment() : nullptr;
     }
 
-    /// Releases the components of every environment of the process: those on `isolate` before it returns, in the order
-    /// in which they were made, those of other threads on their threads. Allocates nothing.
+    /// Releases the components of every environment of the process. Those on `isolate` are released before this
+    /// returns, in the order in which they were made; those of other threads are released on their threads. Allocates
+    /// nothing.
     static void releaseAllComponents(v8::Isolate* isolate) noexcept;
 
     v8::Isolate* isolate() const noexcept { return m_isolate; }
     Receivers& receivers() const noexcept { return *m_receivers; }
-    /// The main context. Inside a handle scope.
+    /// The main context. Call inside a handle scope.
     v8::Local<v8::Context> context() const { return m_context.Get(m_isolate); }
     const std::shared_ptr<ThreadRequests>& requests() const noexcept { return m_requests; }
 
-    /// What every wrapper of a native object is made of: an object with one internal field. One for all of them,
-    /// because the engine keeps what a template has made until the context ends. Inside a handle scope.
+    /// The template of every wrapper: an object with one internal field. There is one for all wrappers, because the
+    /// engine keeps what a template has made until the context ends. Call inside a handle scope.
     v8::Local<v8::ObjectTemplate> wrapperTemplate();
 
     /// Lets script call the component's methods on `object` until the component is released.
     void linkComponent(v8::Local<v8::Object> object, ComPtr<IRefCounted> component) {
         m_receivers->link(m_natives, *this, object, std::move(component), true);
     }
-    /// Lets script call methods on `object`. Its garbage collection drops the reference (see `toValue`), or else the
-    /// end of the environment.
+    /// Lets script call the native object's methods on `object`. The reference is dropped when `object` is
+    /// garbage-collected (see `toValue`) or, at the latest, when the environment ends.
     void linkWrapper(v8::Local<v8::Object> object, ComPtr<IRefCounted> native) {
         m_receivers->link(m_natives, *this, object, std::move(native), false);
     }
 
-    /// See `ScriptProbe`. Inside a handle scope.
+    /// See `ScriptProbe`. Call inside a handle scope.
     bool isScriptRefused() { return m_probe.isRefused(context()); }
 
     /// See `AsyncHandles::make`.

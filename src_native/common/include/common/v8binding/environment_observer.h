@@ -5,7 +5,7 @@ namespace common::js {
 class Environment;
 class EnvironmentObserver;
 
-/// Those who must hear of the end of an environment, which has one such list as its base.
+/// The observers of one environment's end. `Environment` has this list as a base.
 class EnvironmentObservers {
 public:
     EnvironmentObservers(const EnvironmentObservers&) = delete;
@@ -15,7 +15,7 @@ protected:
     EnvironmentObservers() = default;
     ~EnvironmentObservers() = default;
 
-    /// Takes every observer off the list, newest first, and tells it.
+    /// Removes every observer from the list, newest first, and tells it of the end.
     void notifyEnd() noexcept;
 
 private:
@@ -23,22 +23,28 @@ private:
     EnvironmentObserver* m_newest = nullptr;
 };
 
-/// Base of objects that must let go of threads, handles or script values before their environment's engine ends. The
-/// one way to hear of that end. Registered from construction to destruction; script thread only.
+/// Base of objects that must release threads, handles or script values before their environment's engine ends. This is
+/// the only way to hear of that end. Registered from construction to destruction. Script thread only.
+///
+///     class Blinker : private EnvironmentObserver {
+///     explicit Blinker(Environment& environment) : EnvironmentObserver(&environment) {}
+///     void onEnvironmentEnd() noexcept override { m_signal.reset(); }  // the loop still runs
+///     AsyncHandle m_signal;
+///     };
 class EnvironmentObserver {
 public:
     EnvironmentObserver(const EnvironmentObserver&) = delete;
     EnvironmentObserver& operator=(const EnvironmentObserver&) = delete;
 
-    /// The environment is ending. Script must not be called, and nothing waited for that may never come.
+    /// The environment is ending. Must not call script, and must not wait for anything that may never happen.
     virtual void onEnvironmentEnd() noexcept = 0;
 
 protected:
-    /// `environment` may be null; the observer then hears nothing.
+    /// `environment` may be null; the observer is then never told.
     explicit EnvironmentObserver(EnvironmentObservers* environment) noexcept;
     virtual ~EnvironmentObserver();
 
-    /// Null once it has ended. Defined in `environment.h`.
+    /// Null once the environment has ended. Defined in `environment.h`.
     Environment* environment() const noexcept;
 
 private:

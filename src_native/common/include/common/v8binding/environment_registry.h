@@ -13,8 +13,8 @@ namespace common::js {
 
 class Environment;
 
-/// The environments of the process that have loaded the module, oldest first. Any thread; an environment itself is used
-/// on its own thread only.
+/// The environments of the process that have loaded the module, oldest first. Any thread may call this; an environment
+/// itself is only used on its own thread.
 class EnvironmentRegistry {
 public:
     struct Entry {
@@ -29,15 +29,15 @@ public:
 
     static EnvironmentRegistry& instance();
 
-    /// Adds the one entry of a list, which the caller has made before there was anything to undo.
+    /// Adds the one entry of a list. The caller makes the list beforehand, so that this cannot fail.
     void add(std::list<Entry> entry) noexcept;
-    /// False when it was removed before.
+    /// False if it was removed before.
     bool remove(const Environment& environment) noexcept;
 
-    /// Null when the runtime's environment has none of ours.
+    /// Null if the runtime's environment has not loaded the module.
     Environment* find(const node::Environment* host) noexcept;
 
-    /// The oldest environment of `isolate` that `predicate` accepts, or null. On the isolate's thread.
+    /// The oldest environment of `isolate` that `predicate` accepts, or null. Call on the isolate's thread.
     template <typename Predicate>
     Environment* findOn(v8::Isolate* isolate, Predicate predicate) noexcept {
         const LockGuard guard(m_lock);

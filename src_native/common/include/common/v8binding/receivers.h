@@ -17,7 +17,8 @@ struct Receiver;
 /// The native objects of one environment that script can call methods on, in the order in which they were linked.
 using ReceiverList = std::list<Receiver>;
 
-/// A native object behind a script object. Owns the reference that keeps the native object alive for script.
+/// A receiver: a native object behind a script object. Owns the reference that keeps the native object alive for
+/// script.
 struct Receiver {
     ComPtr<IRefCounted> native;
     Environment* environment;
@@ -25,7 +26,7 @@ struct Receiver {
     /// A component lives until it is released; any other object goes with its script object.
     bool isComponent = false;
     v8::Global<v8::Object> object;  // weak
-    // The last answered query: a method asks every time for the same class.
+    // The answer to the last query, because methods of one class all ask for that class.
     const std::type_info* askedClass = nullptr;
     void* asClass = nullptr;
 };
@@ -39,12 +40,12 @@ public:
     Receivers(const Receivers&) = delete;
     Receivers& operator=(const Receivers&) = delete;
 
-    /// Those of `isolate`, or null when no environment of it has loaded the module.
+    /// The receivers of `isolate`, or null if none of its environments has loaded the module.
     static Receivers* of(v8::Isolate* isolate) noexcept {
         return isolate == t_last.isolate && isolate != nullptr ? t_last.receivers : search(isolate);
     }
 
-    /// An environment's share: the receivers of its isolate live while one has it. Throws std::bad_alloc.
+    /// An environment's share. The receivers of an isolate live while an environment has one. Throws `std::bad_alloc`.
     class Share {
     public:
         explicit Share(v8::Isolate* isolate) : m_receivers(open(isolate)) {}
@@ -58,28 +59,30 @@ public:
         Receivers& m_receivers;
     };
 
-    /// `environment` has ended: no running method finds it any more.
+    /// `environment` has ended: running methods no longer find it.
     void forget(const Environment& environment) noexcept;
 
-    /// Stores `native` in internal field 0 of `object` and appends a receiver for the two to `home`.
+    /// Stores `native` in internal field 0 of `object` and appends a receiver for the pair to `home`.
     void link(ReceiverList& home, Environment& environment, v8::Local<v8::Object> object, ComPtr<IRefCounted> native,
               bool isComponent);
 
-    /// The receiver that `object` stands for, or null. Any object can be passed as a receiver, so the pointer in
-    /// internal field 0 is followed only when it is one that `link` has stored in this very object.
+    /// The receiver that `object` stands for, or null. Script can use any object as a `this`, so the pointer in
+    /// internal field 0 is only followed if `link` has stored it in this very object.
     Receiver* find(v8::Local<v8::Object> object) {
         if (m_last != nullptr && m_last->object == object) return m_last;
         return searchTable(object);
     }
 
-    /// Cuts the script object off from its native object and drops the reference: at once, or, while a method runs,
-    /// when the outermost one has returned, because it may be a method of that object. Allocates nothing natively.
+    /// Detaches the script object from its native object and drops the reference. This happens at once or, while a
+    /// method runs, when the outermost method has returned, because it may be a method of that object. Allocates no
+    /// native memory.
     void retire(Receiver& receiver) noexcept;
 
-    /// The script object of `native` has been garbage-collected. Hands over the reference; empty when it is not known.
+    /// The script object of `native` has been garbage-collected. Passes on the reference; empty if `native` is not
+    /// known.
     ComPtr<IRefCounted> takeCollected(IRefCounted* native) noexcept;
 
-    /// Marks native code that runs for `environment`: a method, the load of the module, a release of components.
+    /// Marks native code that runs for `environment`: a method, the loading of the module, a release of components.
     class CallScope {
     public:
         CallScope(Receivers& receivers, Environment* environment) noexcept
@@ -100,7 +103,7 @@ public:
         CallScope* const m_outer;
     };
 
-    /// The environment for which native code runs, or null when none does or it has ended meanwhile.
+    /// The environment for which native code runs. Null if none runs, or if that environment has ended meanwhile.
     Environment* runningEnvironment() const noexcept {
         return m_innermost != nullptr ? m_innermost->m_environment : nullptr;
     }
@@ -108,7 +111,7 @@ public:
 private:
     struct Registry;
 
-    /// What the last look-up on this thread found: a thread has one isolate as a rule.
+    /// The result of the last look-up on this thread, because a thread usually has one isolate.
     struct Last {
         v8::Isolate* isolate;
         Receivers* receivers;
@@ -129,11 +132,11 @@ private:
 
     v8::Isolate* const m_isolate;
     std::unordered_map<const void*, ReceiverList::iterator> m_table;
-    Receiver* m_last = nullptr;  // the method calls of one object come in a row
+    Receiver* m_last = nullptr;  // calls of one object's methods come in a row
     CallScope* m_innermost = nullptr;
     ReceiverList m_retired;
     std::size_t m_users = 0;     // shares, and a running `settle`
-    bool m_isUnsettled = false;  // the outermost method's end has something to do
+    bool m_isUnsettled = false;  // the end of the outermost method has work to do
 };
 
 }  // namespace common::js

@@ -4,17 +4,17 @@
 
 namespace common::js {
 
-/// Tells whether the engine runs script just now.
+/// Tells whether the engine runs script right now.
 ///
-/// It does not inside the end of another environment on the same isolate: Node.js turns the loop they share there, and
-/// has the engine refuse all script. Whoever comes with an event then keeps it and signals itself again. Even to open a
-/// scope for a callback would do harm: the promise reactions that are waiting would be dropped.
+/// It does not while another environment on the same isolate ends: Node.js then turns the loop that they share and
+/// makes the engine refuse all script. Code that is called with an event at such a time must keep the event and signal
+/// itself again. Even opening a scope for a callback would do harm, because waiting promise reactions would be dropped.
 ///
-/// Script thread only. Reset it before the engine ends.
+/// Script thread only. Call `reset` before the engine ends.
 class ScriptProbe {
 public:
-    /// True when `context` gets no script now but will later; false also when the thread is being terminated, for then
-    /// no later comes. Inside a handle scope.
+    /// True if `context` gets no script now but will later. False also when the thread is being terminated, because
+    /// then there is no later. Call inside a handle scope.
     bool isRefused(v8::Local<v8::Context> context);
     void reset() noexcept { m_nothing.Reset(); }
 

@@ -8,7 +8,7 @@
 
 namespace common::js {
 
-/// Base of objects that other threads may let go of although they must be destroyed on their script thread.
+/// Base of objects that any thread may give up but that must be destroyed on their script thread.
 class ScriptThreadObject {
 public:
     ScriptThreadObject() = default;
@@ -21,30 +21,32 @@ private:
     std::unique_ptr<ScriptThreadObject> m_next;
 };
 
-/// What other threads ask of an environment's script thread. Shared, because those who ask may outlive the environment.
+/// What other threads ask of an environment's script thread. The object is shared, because those threads may outlive
+/// the environment.
 ///
-/// No request allocates memory. `open`, `take...` and `close` are for the script thread, the others for any.
+/// No request allocates memory. Only the script thread calls `open`, `take...` and `close`; any thread calls the
+/// others.
 class ThreadRequests {
 public:
     ThreadRequests() = default;
     ThreadRequests(const ThreadRequests&) = delete;
     ThreadRequests& operator=(const ThreadRequests&) = delete;
 
-    /// `signal` wakes the script thread from now on. With null, requests wait for the end of the environment.
+    /// From now on, `signal` wakes the script thread. With null, requests wait for the end of the environment.
     void open(uv_async_t* signal) noexcept;
 
-    /// Asks for the release of the environment's components.
+    /// Asks the script thread to release the environment's components.
     void requestRelease() noexcept;
-    /// Whether that has been asked since the last call.
+    /// Whether that was asked since the last call.
     bool takeReleaseRequest() noexcept;
 
-    /// Has `object` destroyed on the script thread. After `close`, when the object has let go of all that belongs to
-    /// script, it is destroyed here.
+    /// Destroys `object` on the script thread. After `close`, the object has already released everything that belongs
+    /// to script, so it is destroyed here.
     void destroy(std::unique_ptr<ScriptThreadObject> object) noexcept;
-    /// Destroys what has been handed over.
+    /// Destroys the objects that other threads have passed on.
     void takeObjects() noexcept;
 
-    /// The script thread takes no more requests; destroys what has been handed over.
+    /// The script thread takes no more requests. Destroys the objects that were passed on.
     void close() noexcept;
 
 private:

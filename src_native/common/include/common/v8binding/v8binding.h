@@ -26,16 +26,20 @@ struct MethodEntry {
     v8::Local<v8::FunctionTemplate> (*makeTemplate)(v8::Isolate* isolate);
 };
 
-/// A class's methods in the order in which script enumerates them. Every class that script uses has a static
-/// `MethodTable methods()`, which is the one place that names them.
+/// A class's methods in the order in which script enumerates them. Every class that script uses names its methods in
+/// one place, its static `MethodTable methods()`.
+///
+///     static constexpr std::array table{methodEntry<Lamp, &Lamp::setLevel>("setLevel")};
+///     MethodTable Lamp::methods() { return table; }
+///     Lamp::Lamp(v8::Isolate* isolate, v8::Local<v8::Object> object) { bindMethods(isolate, object, methods()); }
 using MethodTable = std::span<const MethodEntry>;
 
-/// A native object as the result of a method: `toValue`.
+/// Converts a native object that a method returns; see `toValue`.
 template <typename T>
 v8::Local<v8::Value> toScript(v8::Isolate* isolate, ComPtr<T> native);
 
-/// Throws a script `Error` with the text of `failure`, which is being caught, and with the system's number as its
-/// `code` where there is one.
+/// Throws a script `Error` with the text of `failure`, which must be the exception being caught. If the system gave an
+/// error number, the `Error` has it as its `code`.
 void throwScriptError(v8::Isolate* isolate, const std::exception& failure);
 
 }  // namespace common::js
@@ -45,27 +49,27 @@ namespace common::js_internal {
 /// Throws the argument-count error.
 [[noreturn]] void throwTooFewArguments(std::size_t expected, int actual);
 
-/// Throws the `TypeError` for a receiver that does not stand for an object of the method's class.
+/// Throws the `TypeError` for a `this` that does not stand for an object of the method's class.
 void throwIllegalInvocation(const v8::FunctionCallbackInfo<v8::Value>& info);
 
-/// Asks the receiver's object for the class that a method needs.
+/// Queries the receiver's native object for the class that a method needs.
 void* queryReceiver(js::Receiver& receiver, const std::type_info& type) noexcept;
 
-/// The native object behind a receiver as the method's class, or null.
+/// The receiver's native object as the method's class, or null.
 template <typename Class>
 Class* nativeOf(js::Receiver& receiver) noexcept {
     return static_cast<Class*>(receiver.askedClass == &typeid(Class) ? receiver.asClass
                                                                      : queryReceiver(receiver, typeid(Class)));
 }
 
-/// The end of a method that threw something that is no `std::exception`.
+/// Reports that a method threw something other than a `std::exception`.
 void raiseUnexpectedException();
 
 v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::MethodTable methods,
                           const std::type_info& type);
 
 /// Fills the method's parameters, which the caller has default-initialised, from the call's arguments. Throws a
-/// `DefaultException` when there are too few; ignores those in excess.
+/// `DefaultException` if there are too few, and ignores any beyond the last parameter.
 template <typename... Parameters>
 void initializeArguments(const v8::FunctionCallbackInfo<v8::Value>& info, std::tuple<Parameters...>& parameters,
                          js::ConversionFailure& failure) {
@@ -78,7 +82,7 @@ void initializeArguments(const v8::FunctionCallbackInfo<v8::Value>& info, std::t
     std::apply([&](auto&... parameter) { (read(parameter), ...); }, parameters);
 }
 
-/// What a method's signature says: its class (void for a class-level operation), parameters and result.
+/// What a method's signature says: parameters and result.
 template <typename Method>
 struct Signature;
 
@@ -108,7 +112,7 @@ struct Signature<R (*)(Args...)> {
 template <typename Class, auto method>
 void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
     using MethodSignature = Signature<decltype(method)>;
-    // The engine gives every callback a handle scope of its own.
+    // The engine opens a handle scope for every callback.
     v8::Isolate* const isolate = info.GetIsolate();
     try {
         typename MethodSignature::Parameters parameters{};
@@ -140,11 +144,11 @@ void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
 
 namespace common::js {
 
-/// A new function template for one method: no data value, no signature, length 0, default constructor behaviour.
+/// Makes a function template for one method: no data value, no signature, length 0, default constructor behaviour.
 ///
-/// The script function checks and converts its arguments, finds the native `Class` object behind the receiver, runs
-/// the method and converts its result. A `std::exception` becomes a script `Error` with its `what()` text; anything
-/// else thrown is an assertion failure. A receiver that is none of ours is a `TypeError`.
+/// The script function checks and converts its arguments, finds the native `Class` object behind its `this`, runs the
+/// method and converts the result. A `std::exception` becomes a script `Error` with its `what()` text; anything else
+/// that is thrown is an assertion failure. A `this` that is not an object of `Class` is a `TypeError`.
 template <typename Class, auto method>
 v8::Local<v8::FunctionTemplate> getFunctionTemplate(v8::Isolate* isolate) {
     static const v8::FunctionCallback callback = &js_internal::callMethod<Class, method>;
@@ -157,19 +161,21 @@ constexpr MethodEntry methodEntry(const char* name) {
     return {name, &js_internal::callMethod<Class, method>, &getFunctionTemplate<Class, method>};
 }
 
-/// Sets one function per method on `object`, in the isolate's current context. For objects that live as long as it: the
-/// engine keeps what a template has made until the context ends.
+/// Sets one function per method on `object`, in the isolate's current context. For objects that live as long as their
+/// context, because the engine keeps what a template has made until the context ends.
 void bindMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
 
-/// The same functions made without templates, for objects that come and go. False when the engine makes none: an
-/// exception is pending, or the thread is being terminated.
+/// Sets the same functions, made without templates, on objects that come and go. False if the engine makes none; then
+/// an exception is pending or the thread is being terminated.
 bool bindCollectableMethods(v8::Isolate* isolate, v8::Local<v8::Object> object, MethodTable methods);
 
-/// Wraps a native object as a new script object that owns the reference: when the engine collects the script object,
-/// the native one is disposed (if it is `Disposable`) and released, on the script thread, inside the collection.
+/// Wraps a native object in a new script object, which owns the reference. When the script object is garbage-collected,
+/// the native object is disposed (if it is `Disposable`) and released, on the script thread, during the garbage
+/// collection.
 ///
-/// Failure: undefined and one log record when `native` is empty or no script object can be made. A class that does not
-/// expose `V8WeakReferenceHolder` is logged too and lives until the environment ends, rather than being left dangling.
+/// Failure: if `native` is empty or no script object can be made, returns undefined and writes one log record. If the
+/// class does not expose `V8WeakReferenceHolder`, that is logged too, and the object lives until the environment ends,
+/// so that no pointer dangles.
 template <typename T>
 v8::Local<v8::Value> toValue(v8::Isolate* isolate, ComPtr<T> native) {
     return js_internal::wrap(isolate, ComPtr<IRefCounted>(std::move(native)), T::methods(), typeid(T));

@@ -22,8 +22,13 @@ namespace common::js {
 template <typename R, typename... Args>
 class FunctionMarshaller;
 
-/// Describes a native record to script. A specialisation has a static `forEachField(visit)` that calls
-/// `visit(name, pointerToMember)` once per field, in the order in which script enumerates them.
+/// Describes a native structure to script. A specialisation has a static `forEachField(visit)` that calls `visit(name,
+/// pointerToMember)` once per field, in the order in which script enumerates the fields.
+///
+///     template <>
+///     struct common::js::RecordTraits<Size> {
+///     static void forEachField(auto visit) { visit("width", &Size::width), visit("height", &Size::height); }
+///     };
 template <typename Record>
 struct RecordTraits;
 
@@ -32,10 +37,11 @@ concept RecordType = requires { sizeof(RecordTraits<T>); };
 
 // ---- script to native ------------------------------------------------------------------------------------------
 
-/// What the conversions of one call's arguments threw. The first exception is thrown into script at the end of the
-/// call; it is kept aside until then because the engine must not run script (the next argument's conversion, say) while
-/// an exception is pending. After a number the method still runs, with the parameter's default. After a text it does
-/// not: the empty text would be one more address or query, and some of them end the process.
+/// Collects what the conversions of one call's arguments threw. The first exception is thrown into script at the end of
+/// the call. It is kept until then, because the engine must not run script (such as the next argument's conversion)
+/// while an exception is pending. If a number's conversion throws, the method still runs, with the parameter's default.
+/// If a text's conversion throws, it does not: the empty text would be an address or a query, and some of those end the
+/// process.
 class ConversionFailure {
 public:
     ConversionFailure() = default;
@@ -56,23 +62,23 @@ private:
 
 namespace convert_internal {
 
-/// False when the conversion threw.
+/// False if the conversion threw.
 bool toInteger(v8::Isolate* isolate, v8::Local<v8::Value> value, std::int64_t& result, ConversionFailure& failure);
 
-/// The value's string form up to its first NUL, as UTF-8. A lone surrogate is kept as its own three bytes, the same in
-/// every runtime. A conversion that throws (a Symbol's, say) stops the call.
+/// The value's string form up to its first NUL, as UTF-8. A lone surrogate becomes its own three bytes, the same in
+/// every runtime. If the conversion throws (for example of a Symbol), the method does not run.
 std::string toText(v8::Isolate* isolate, v8::Local<v8::Value> value, ConversionFailure& failure);
 
 }  // namespace convert_internal
 
-/// Truth as script itself sees it: every text but the empty one is true. Never throws.
+/// Truth as script sees it: every text except the empty one is true. Never throws.
 template <std::same_as<bool> Bool>
 void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, Bool& parameter, ConversionFailure&) {
     parameter = value->BooleanValue(isolate);
 }
 
-/// Integers: the engine's integer conversion, narrowed to the parameter's width; a conversion that throws leaves the
-/// parameter as it is.
+/// Integers: the engine's integer conversion, narrowed to the parameter's width. If the conversion throws, the
+/// parameter keeps its value.
 template <typename T>
     requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) || std::is_enum_v<T>
 void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, T& parameter, ConversionFailure& failure) {
@@ -87,7 +93,7 @@ inline void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value, std::st
     parameter = convert_internal::toText(isolate, value, failure);
 }
 
-/// Callbacks: null and undefined clear the parameter, any other value is kept as it is.
+/// Callbacks: null and undefined clear the parameter; any other value is kept unchanged.
 template <typename R, typename... Args>
 void fromScript(v8::Isolate* isolate, v8::Local<v8::Value> value,
                 std::unique_ptr<FunctorClass<0, R, TypeList<Args...>>>& parameter, ConversionFailure&) {
@@ -117,7 +123,8 @@ inline v8::Local<v8::Value> toScript(v8::Isolate* isolate, const std::string& va
 /// A list of wide strings (one UTF-16 unit per character) becomes an array of strings.
 v8::Local<v8::Value> toScript(v8::Isolate* isolate, const std::vector<std::wstring>& list);
 
-/// A record becomes a new plain object with one property per field, records inside it likewise.
+/// A structure becomes a new plain object with one property per field. Structures inside it are converted in the same
+/// way.
 template <RecordType Record>
 v8::Local<v8::Value> toScript(v8::Isolate* isolate, const Record& record) {
     const v8::Local<v8::Context> context = isolate->GetCurrentContext();

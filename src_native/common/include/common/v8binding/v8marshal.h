@@ -19,12 +19,12 @@ class Environment;
 
 namespace marshal_internal {
 
-/// Calls `function` in the isolate's current context with undefined as receiver. Whatever it throws is swallowed, also
-/// when it is no function at all.
+/// Calls `function` in the isolate's current context with `this` undefined. Whatever it throws is ignored, including
+/// the error for a value that is not a function.
 void callIgnoringExceptions(v8::Isolate* isolate, v8::Local<v8::Value> function, int count,
                             v8::Local<v8::Value>* arguments);
 
-/// Whether `function` was made by script of a Node.js environment that lives.
+/// Whether `function` was made by script of a Node.js environment that has not ended.
 bool isNodeFunction(v8::Isolate* isolate, v8::Local<v8::Value> function);
 
 /// Reports the call of a marshaller that holds no script value. `types` spells its template arguments.
@@ -42,11 +42,13 @@ std::string typeTexts() {
 
 /// A script function as a native callable of family 0.
 ///
-/// Calls script synchronously, so it is made, called and destroyed on the script thread, in the isolate that made it;
-/// work of other threads is handed over by its owner first (see `AsyncHandle`). Keeps the script function alive.
-/// The value is not checked to be a function: a call of anything else fails silently, like a call that throws. So does
-/// the call of a function whose own environment has ended: script of one environment may hand its functions to another,
-/// and what they use of Node.js is gone.
+/// The call into script is synchronous, so a marshaller is made, called and destroyed on the script thread, in the
+/// isolate that made it. Work of other threads must be passed to that thread first (see `AsyncHandle`). The marshaller
+/// keeps the script function alive.
+///
+/// The value is not checked to be a function: calling anything else fails silently, like a call that throws. Calling a
+/// function whose own environment has ended fails silently too: script may pass functions from one environment to
+/// another, and what such a function uses of Node.js is gone.
 template <typename R, typename... Args>
 class FunctionMarshaller final : public FunctorClass<0, R, TypeList<Args...>> {
     static_assert(std::is_void_v<R>, "script callbacks give nothing back");
@@ -60,14 +62,14 @@ public:
 
     void operator()(Args... args) override { invoke(args...); }
 
-    /// The script value, for whoever calls it in another way; undefined when its environment has ended.
+    /// The script value, for callers that call it in another way. Undefined if the function's environment has ended.
     v8::Local<v8::Value> function(v8::Isolate* isolate) const {
         const v8::Local<v8::Value> function = m_funcRef.Get(isolate);
         if (m_isNodes && !marshal_internal::isNodeFunction(isolate, function)) return v8::Undefined(isolate);
         return function;
     }
 
-    /// An assertion failure when the marshaller was made from an empty handle.
+    /// Raises an assertion failure if the marshaller was made from an empty handle.
     void invoke(const Args&... args) {
         v8::Isolate* const isolate = v8::Isolate::GetCurrent();
         if (m_funcRef.IsEmpty()) {
@@ -81,12 +83,12 @@ public:
     }
 
 private:
-    v8::Global<v8::Value> m_funcRef;  // disposed with the marshaller
-    bool m_isNodes = false;           // contexts without Node.js have no environment that could end
+    v8::Global<v8::Value> m_funcRef;  // reset with the marshaller
+    bool m_isNodes = false;           // a context without Node.js has no environment that could end
 };
 
-/// Runs the callbacks of one drain the way the event loop runs its own: promise reactions and `process.nextTick`
-/// callbacks that they queue run when the drain ends. Opens a handle scope and enters the environment's context.
+/// Runs the callbacks of one drain as the event loop runs its own: promise reactions and `process.nextTick` callbacks
+/// that they queue run when the drain ends. Opens a handle scope and enters the environment's context.
 class DrainScope {
 public:
     explicit DrainScope(const Environment& environment);
