@@ -119,7 +119,7 @@ void PointerDelivery::interrupt() noexcept {
 
 PointerDelivery::Position PointerDelivery::position() const noexcept {
     const std::int32_t* const head = memory();
-    if (head == nullptr) return {m_count, false};  // nobody knows any more
+    if (head == nullptr) return {m_count, false};  // the position is lost
     // A debugger can write there too.
     const auto record = static_cast<std::size_t>(std::max(head[kRecord], 0));
     return {std::min(record, m_count), record < m_count && head[kIsMotionDone] != 0};

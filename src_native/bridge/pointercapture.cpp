@@ -127,8 +127,8 @@ void PointerCaptureImpl::onHandlerDropped() noexcept {
     if (m_isClosed || !m_wake) return;
     if (hasUndelivered()) {
         m_untilDelivered = ComPtr<PointerCapture>(this);
-        uv_async_send(
-            m_wake.get());  // a callback that stops and then runs the loop gets there what its drain has taken
+        // If a callback stops and then runs the loop, what its drain has taken is delivered there.
+        uv_async_send(m_wake.get());
     } else {
         common::js::setKeepsLoopRunning(m_wake, false);
     }

@@ -8,9 +8,9 @@ namespace common::js {
 /// query returns.
 ///
 ///     struct Indexer : virtual IRefCounted, BackgroundWorker {
-///     using Interfaces = TypeList<BackgroundWorker>;
-///     void abandonWork() noexcept override { m_work.reset(); }  // its thread shares the work and goes on
-///     std::shared_ptr<Work> m_work;
+///         using Interfaces = TypeList<BackgroundWorker>;
+///         void abandonWork() noexcept override { m_work.reset(); }  // its thread shares the work and goes on
+///         std::shared_ptr<Work> m_work;
 ///     };
 struct BackgroundWorker {
     /// Leaves the work to itself, so that the component's release does not wait for it. Script thread.

@@ -27,9 +27,9 @@ private:
 /// the only way to hear of that end. Registered from construction to destruction. Script thread only.
 ///
 ///     class Blinker : private EnvironmentObserver {
-///     explicit Blinker(Environment& environment) : EnvironmentObserver(&environment) {}
-///     void onEnvironmentEnd() noexcept override { m_signal.reset(); }  // the loop still runs
-///     AsyncHandle m_signal;
+///         explicit Blinker(Environment& environment) : EnvironmentObserver(&environment) {}
+///         void onEnvironmentEnd() noexcept override { m_signal.reset(); }  // the loop still runs
+///         AsyncHandle m_signal;
 ///     };
 class EnvironmentObserver {
 public:

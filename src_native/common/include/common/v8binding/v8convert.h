@@ -22,12 +22,12 @@ namespace common::js {
 template <typename R, typename... Args>
 class FunctionMarshaller;
 
-/// Describes a native structure to script. A specialisation has a static `forEachField(visit)` that calls `visit(name,
-/// pointerToMember)` once per field, in the order in which script enumerates the fields.
+/// Describes a native structure to script. A specialisation has a static `forEachField`. It calls its argument with
+/// each field's name and pointer to member, in the order in which script enumerates the fields.
 ///
 ///     template <>
 ///     struct common::js::RecordTraits<Size> {
-///     static void forEachField(auto visit) { visit("width", &Size::width), visit("height", &Size::height); }
+///         static void forEachField(auto visit) { visit("width", &Size::width), visit("height", &Size::height); }
 ///     };
 template <typename Record>
 struct RecordTraits;
