@@ -82,7 +82,8 @@ describe('the tarball', () => {
 });
 
 describe('the checkout itself', () => {
-  const refusal = /zebbridge is not packed or installed from its checkout: the package would have no binaries/;
+  const refusal =
+    /zebbridge cannot be packed or installed from its checkout, because the package would have no binaries/;
   const copy = () => {
     const made = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-checkout-'));
     fs.mkdirSync(path.join(made, 'toolchain'));
