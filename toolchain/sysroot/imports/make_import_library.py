@@ -14,12 +14,12 @@ import subprocess
 import sys
 import tempfile
 
-# The C runtime has these, but mingw-w64 hides them behind functions of its own.
+# The C runtime exports these, but mingw-w64 hides them behind functions of its own.
 MISSING_FROM_MINGW = {'ucrtbase.dll': ['strtold', 'wcstold']}
 
-# V8 takes spans of std::string_view: the same layout in Microsoft's library and in libc++, but another mangled name,
-# because libc++'s carries an inline namespace. Such exports get a second name. Only these: other types of the standard
-# library differ in layout, so that a missing name, a link error, is the right answer for them.
+# V8 takes spans of std::string_view. Microsoft's library and libc++ give it the same layout but different mangled
+# names, because libc++'s is in an inline namespace. Such exports get a second name. Only these do: other types of the
+# standard library differ in layout, so for them a missing name, and with it a link error, is right.
 MICROSOFT_VIEW = '?$MemorySpan@$$CBV?$basic_string_view@DU?$char_traits@D@std@@@std@@@'
 LIBCXX_VIEW = '?$MemorySpan@$$CBV?$basic_string_view@DU?$char_traits@D@__1@std@@@__1@std@@@'
 
@@ -77,7 +77,7 @@ def mingw_exports(path):
     exports = {}
     for head, symbols in symbols_of_head.items():
         dll = dll_of_head[head]
-        if dll == 'ucrtbase.dll':  # exports no data: mingw-w64 writes DATA where it has a function of its own
+        if dll == 'ucrtbase.dll':  # it exports no data: mingw-w64 writes DATA for functions that it defines itself
             symbols = {name: (exported, True) for name, (exported, _) in symbols.items()}
         symbols.update({name: (name, True) for name in MISSING_FROM_MINGW.get(dll, [])})
         exports[dll] = symbols
@@ -123,7 +123,7 @@ def library_exports(path):
     for member in archive_members(path.read_bytes()):
         if member[:4] == b'\0\0\xff\xff' and struct.unpack_from('<H', member, 6)[0] == 0x8664:
             kind, = struct.unpack_from('<H', member, 18)
-            if kind >> 2 & 7 == 1:  # imported by its name
+            if kind >> 2 & 7 == 1:  # imported by name
                 name = c_string(member, 20)
                 symbols[name] = (name, kind & 3 == 0)
     if not symbols:

@@ -1,6 +1,6 @@
 // Binds delay-loaded imports. Imports from node.exe go to the program that hosts the module, because applications
-// rename their executable, or to the libnode.dll that the program has loaded; imports from other DLLs go to the
-// system's copy.
+// rename their executable, or to the libnode.dll that the program has loaded. Imports from other DLLs go to the copy in
+// the system's folder.
 #include "runtime.h"
 
 // after windows.h
@@ -27,7 +27,7 @@ const char* fileName(HMODULE module, char (&path)[MAX_PATH]) {
     return name;
 }
 
-// Says on the error stream and to a debugger what is missing where.
+// Writes to the error stream and to a debugger what is missing where.
 void tell(const DelayLoadInfo& info) {
     char ownPath[MAX_PATH] = "";
     char hostPath[MAX_PATH] = "";
@@ -44,7 +44,7 @@ void tell(const DelayLoadInfo& info) {
     }
 }
 
-// Ends the call as Microsoft's helper does, with the record that debuggers and crash reporters know how to read.
+// Ends the call as Microsoft's helper does, with the exception record that debuggers and crash reporters can read.
 [[noreturn]] void fail(const DelayLoadInfo& info) {
     tell(info);
     const LONG error = info.hmodCur ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
@@ -67,18 +67,18 @@ HMODULE host() {
 
 extern "C" {
 
-// The linker puts the table between the initialised data and what is named so here. Both ends begin a page, so that the
+// The linker puts the table between the initialised data and the section named here. Both ends start a page, so the
 // table has its pages for itself.
 __attribute__((section(".data$zzz"), used, aligned(4096))) char zebTableBegin = 1;
 __attribute__((section(".after"), used, aligned(4096))) char zebTableEnd = 1;
 
-// For modules that bind everything before they call anything, so that a missing function is an error and no crash.
-// The module that a DLL's functions are taken from, null when there is none.
+// For modules that bind everything before they call anything, so that a missing function is an error, not a crash.
+// Returns the module that a DLL's functions are taken from; null if there is none.
 HMODULE zebDelayLoadedModule(const char* dll) {
     return lstrcmpiA(dll, "node.exe") == 0 ? host() : LoadLibraryExA(dll, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
 }
 
-// Makes the table read-only. Everything must be bound: the helper writes to it.
+// Makes the table read-only. Everything must be bound by then, because the helper writes to the table.
 bool zebProtectDelayLoaded() {
     DWORD before = 0;
     return VirtualProtect(&zebTableBegin, static_cast<SIZE_T>(&zebTableEnd - &zebTableBegin), PAGE_READONLY, &before) !=
@@ -118,7 +118,7 @@ __attribute__((used)) FARPROC zebBindDelayLoaded(PCImgDelayDescr descriptor, FAR
 
 // The linker's thunks keep the caller's xmm0 to xmm3 at the bottom of their frame and call the helper from there. They
 // leave it no home space: the 32 bytes above the return address, which a callee may overwrite, hold xmm0 and xmm1. The
-// helper proper is therefore called from a frame that has one.
+// helper proper is therefore called from a frame that has home space.
 __asm__(R"(
   .text
   .globl __delayLoadHelper2

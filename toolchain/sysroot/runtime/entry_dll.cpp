@@ -1,6 +1,7 @@
-// Entry point of a DLL. Its static objects, which compiled code registers with atexit, end when the DLL is unloaded,
-// and not when the host calls exit(). At the end of the process they do not end at all: the system has ended the other
-// threads by then, wherever they were, so that a destructor could wait for a lock for ever or meet half a list.
+// Entry point of a DLL. Compiled code registers static objects with atexit; they are destroyed when the DLL is
+// unloaded, not when the host calls exit(). They are not destroyed at the end of the process: by then the system has
+// ended the other threads wherever they were, so a destructor could wait for a lock for ever or find a list half
+// changed.
 #include "runtime.h"
 
 extern "C" {
@@ -13,7 +14,7 @@ int __cdecl _register_onexit_function(OnexitTable*, FallibleProcedure);
 int __cdecl _execute_onexit_table(OnexitTable*);
 
 static OnexitTable atexitTable;
-static bool attached = false;  // the loader reports the end of a DLL also when its start failed
+static bool attached = false;  // the loader reports the end of a DLL even if its start failed
 
 int __cdecl atexit(Procedure procedure) {
     return _register_onexit_function(&atexitTable, reinterpret_cast<FallibleProcedure>(procedure));
@@ -47,7 +48,7 @@ BOOL WINAPI _DllMainCRTStartup(HINSTANCE instance, DWORD reason, LPVOID reserved
         return FALSE;
     }
     const BOOL result = DllMain(instance, reason, reserved);
-    if (reason == DLL_PROCESS_DETACH && !reserved) {  // reserved: the process ends
+    if (reason == DLL_PROCESS_DETACH && !reserved) {  // reserved is set when the process ends
         detach();
     }
     return result;

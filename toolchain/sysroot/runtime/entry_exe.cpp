@@ -18,7 +18,7 @@ void __cdecl _register_thread_local_exe_atexit_callback(PIMAGE_TLS_CALLBACK);
 
 int __cdecl atexit(Procedure procedure) { return _crt_atexit(procedure); }
 
-// A C++ exception that nobody catches ends the program through std::terminate.
+// A C++ exception that nothing catches ends the program through std::terminate.
 static LONG WINAPI onUnhandled(EXCEPTION_POINTERS* pointers) {
     constexpr DWORD kCxxException = 0xE06D7363;
     if (pointers->ExceptionRecord->ExceptionCode == kCxxException) {
@@ -33,7 +33,7 @@ void mainCRTStartup() {
     if (_configure_narrow_argv(1) != 0 || _initialize_narrow_environment() != 0 || !runInitializers()) {
         ExitProcess(255);
     }
-    _register_thread_local_exe_atexit_callback([](PVOID, DWORD, PVOID) { endThread(); });  // exit() does it first
+    _register_thread_local_exe_atexit_callback([](PVOID, DWORD, PVOID) { endThread(); });  // exit() calls it first
     exit(main(*__p___argc(), *__p___argv(), _get_initial_narrow_environment()));
 }
 

@@ -1,5 +1,5 @@
 // std::exception_ptr: a counted copy of a thrown object, made and destroyed with what the compiler recorded about its
-// type at the throw. Records hold addresses relative to the image that threw, so the image is remembered with them.
+// type at the throw. These records hold addresses relative to the image that threw, so the image is remembered too.
 #include <stdlib.h>
 #include <string.h>
 
@@ -16,7 +16,7 @@ extern IMAGE_DOS_HEADER __ImageBase;
 
 namespace {
 
-// As compilers for this ABI write them.
+// The records as compilers for this ABI write them.
 struct CatchableType {
     enum Flags { kPlainData = 1, kHasVirtualBase = 4 };
     int flags, type, memberOffset, pointerOffset, tableOffset, size, copyConstructor;
@@ -87,7 +87,7 @@ void release(void* pointer) {
     free(held);
 }
 
-// exception_ptr's first word, which its declaration keeps private.
+// exception_ptr's first word, which is private in its declaration.
 Held*& heldBy(std::exception_ptr& pointer) { return *reinterpret_cast<Held**>(&pointer); }
 
 }  // namespace
@@ -146,7 +146,7 @@ void rethrow_exception(exception_ptr pointer) {
     if (!held) {
         terminate();
     }
-    // A thrown object lives in the frame of its thrower until its handler ends.
+    // A thrown object lives in the frame that threw it until its handler ends.
     const CatchableType* type = thrownType(held->info, held->image);
     const auto room = reinterpret_cast<ULONG_PTR>(__builtin_alloca(static_cast<size_t>(type->size) + 15));
     void* object = reinterpret_cast<void*>((room + 15) & ~static_cast<ULONG_PTR>(15));

@@ -1,12 +1,12 @@
-// Static initialisation. Compilers put a pointer to each initialiser into a section named .CRT$X<range><position>; the
-// linker sorts the sections by name, so objects in the first and last position delimit a range.
+// Static initialisation. Compilers put a pointer to each initialiser into a section named .CRT$X<range><position>. The
+// linker sorts these sections by name, so objects in the first and the last position delimit a range.
 #include "runtime.h"
 
 #define ZEB_RANGE_LIMIT(section_name) __attribute__((section(section_name), used))
 
 extern "C" {
 
-int _fltused = 0x9875;  // demanded by every object that uses floating point
+int _fltused = 0x9875;  // every object that uses floating point demands it
 
 ZEB_RANGE_LIMIT(".CRT$XIA") FallibleProcedure zebFirstOfC = nullptr;
 ZEB_RANGE_LIMIT(".CRT$XIZ") FallibleProcedure zebLastOfC = nullptr;

@@ -1,10 +1,10 @@
-// Stack protection: the cookie that compiled functions check before they return, and the probe of big frames.
+// Stack protection: the cookie that compiled functions check before they return, and the probe of large frames.
 #include "runtime.h"
 
 extern "C" {
 
 ULONG_PTR __security_cookie =
-    0x00002B992DDFA232ULL;  // the loader replaces this value, known from the load configuration
+    0x00002B992DDFA232ULL;  // the loader replaces this value, which the load configuration names
 
 void __cdecl __security_check_cookie(ULONG_PTR cookie) {
     if (__builtin_expect(cookie != __security_cookie, 0)) {
@@ -15,8 +15,8 @@ void __cdecl __security_check_cookie(ULONG_PTR cookie) {
 
 }  // extern "C"
 
-// __chkstk: touches each page of the rax bytes below the caller's stack pointer, so that the guard page grows the stack
-// page by page. Changes no register.
+// __chkstk touches each page of the rax bytes below the caller's stack pointer, so that the guard page grows the stack
+// page by page. It changes no register.
 __asm__(R"(
   .text
   .globl __chkstk

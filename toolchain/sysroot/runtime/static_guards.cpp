@@ -1,6 +1,6 @@
-// Thread-safe initialisation of function-local statics. Each has a guard: 0 not started, -1 running, otherwise the
-// epoch in which it was completed. Compiled code compares it with the thread's own epoch and comes here only when the
-// guard is newer or unfinished.
+// Thread-safe initialisation of function-local statics. Each static has a guard: 0 not started, -1 running, otherwise
+// the epoch in which it was completed. Compiled code compares the guard with the thread's own epoch, and calls these
+// functions only if the guard is newer or unfinished.
 #include "runtime.h"
 
 extern "C" {
@@ -11,7 +11,7 @@ __declspec(thread) int _Init_thread_epoch = static_cast<int>(0x80000000);
 static SRWLOCK lock = SRWLOCK_INIT;
 static CONDITION_VARIABLE changed = CONDITION_VARIABLE_INIT;
 
-// On return either the guard is -1 and the caller initialises, or another thread has done it.
+// On return, either the guard is -1 and the caller initialises, or another thread has done it.
 void __cdecl _Init_thread_header(int* guard) {
     AcquireSRWLockExclusive(&lock);
     while (*guard == -1) {

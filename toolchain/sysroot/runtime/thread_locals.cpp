@@ -4,7 +4,7 @@
 
 extern "C" {
 
-// ---- the directory; the linker finds it by the name _tls_used ----
+// ---- the directory, which the linker finds by the name _tls_used ----
 ULONG _tls_index = 0;
 __attribute__((section(".tls"), used)) char zebTlsStart = 0;
 __attribute__((section(".tls$ZZZ"), used)) char zebTlsEnd = 0;
@@ -19,8 +19,8 @@ __attribute__((section(".rdata$T"), used)) extern const IMAGE_TLS_DIRECTORY64 _t
     {}};
 
 // ---- constructors: the range .CRT$XD runs once per thread ----
-// Threads that exist when a DLL is loaded never tell it that they started. Therefore compiled code tests __tls_guard at
-// each access and calls __dyn_tls_on_demand_init while it is false.
+// Threads that already exist when a DLL is loaded never tell it that they started. So compiled code tests __tls_guard
+// at each access and calls __dyn_tls_on_demand_init while it is false.
 __attribute__((section(".CRT$XDA"), used)) Procedure zebFirstOfThread = nullptr;
 __attribute__((section(".CRT$XDZ"), used)) Procedure zebLastOfThread = nullptr;
 
@@ -71,8 +71,8 @@ void endThread() {
     }
 }
 
-// Called by the loader for each thread that starts or ends. It also tells that the image ends, but not whether with the
-// process: that is for the entry points. Objects with constructors demand this by its name.
+// The loader calls this for each thread that starts or ends. It is also told that the image ends, but not whether the
+// process does; the entry points handle that. Objects with constructors demand this function by its name.
 void NTAPI __dyn_tls_init(PVOID, DWORD reason, PVOID) {
     if (reason == DLL_THREAD_ATTACH) {
         __dyn_tls_on_demand_init();

@@ -1,5 +1,5 @@
 // std::type_info for the Microsoft ABI, with names as Microsoft's runtime gives them ("struct Foo", "class ns::Bar").
-// Types are identical when their decorated names are, whatever module holds the record. Instead of libc++'s
+// Types are identical if their decorated names are, whichever module holds the information. Replaces libc++'s
 // typeinfo.cpp.
 #include <string.h>
 
@@ -7,12 +7,12 @@
 
 #include "runtime.h"
 
-// The vftable that every type record points at. Never called through: records are passed to this module and to the C
-// runtime only, and neither destroys them.
+// The vftable that the information of every type points to. Nothing calls through it: the information is only passed to
+// this module and the C runtime, and neither destroys it.
 extern "C" __attribute__((used))
 const void* const zebTypeInfoVftable[2] __asm__("??_7type_info@@6B@") = {nullptr, nullptr};
 
-// The C runtime undecorates a name once, keeps it in the record, and lists it in order to free it.
+// The C runtime undecorates a name once, keeps it in the type's information, and lists it in order to free it.
 extern "C" const char* __cdecl __std_type_info_name(void* record, SLIST_HEADER* list);
 extern "C" void __cdecl __std_type_info_destroy_list(SLIST_HEADER* list);
 static SLIST_HEADER names;
@@ -25,7 +25,7 @@ type_info::~type_info() {}
 
 const char* type_info::name() const noexcept {
     const char* const name = __std_type_info_name(const_cast<void*>(static_cast<const void*>(&__data)), &names);
-    return name ? name : &__data.__decorated_name[1];  // there is no memory for the readable one
+    return name ? name : &__data.__decorated_name[1];  // there is no memory for the readable name
 }
 
 int type_info::__compare(const type_info& other) const noexcept {

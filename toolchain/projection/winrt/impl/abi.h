@@ -1,10 +1,11 @@
 #pragma once
 
-/// The binary shape of the basic interfaces.
+/// The binary layout of the basic interfaces.
 ///
-/// The structures below are never implemented by projected classes: a projected object holds a pointer to one and calls
-/// through it. Their virtual functions are in the order of the binary contract, return an HRESULT unless said
-/// otherwise, and write results through the last parameter. A `bool` is the runtime's one-byte boolean; strings and
+/// Projected classes never implement the structures below: a projected object holds a pointer to one and calls through
+/// it. Their virtual functions are in the order of the binary contract, return an HRESULT unless stated otherwise, and
+/// write results through the last parameter. A `bool` is the runtime's one-byte boolean. Strings and interface pointers
+/// are passed as `void*`.
 /// interface pointers cross as `void*`.
 
 #include "winrt/impl/guid.h"
@@ -12,7 +13,7 @@
 #include <cstdint>
 
 namespace winrt::impl {
-/// abi<T>::type: the binary interface behind a projected interface, class (its default interface) or delegate.
+/// abi<T>::type: the binary interface of a projected interface, class (its default interface) or delegate.
 template <typename T>
 struct abi;
 template <typename T>
@@ -24,7 +25,7 @@ struct UnknownAbi {
     virtual uint32_t Release() noexcept = 0;
 
 protected:
-    ~UnknownAbi() = default;  // objects end through Release
+    ~UnknownAbi() = default;  // Release destroys objects
 };
 
 struct InspectableAbi : UnknownAbi {
@@ -37,7 +38,7 @@ struct ActivationFactoryAbi : InspectableAbi {
     virtual int32_t ActivateInstance(void** instance) noexcept = 0;
 };
 
-/// A marker without functions of its own: the object may be called from any thread.
+/// A marker without functions: any thread may call the object.
 struct AgileObjectAbi : UnknownAbi {};
 
 struct MarshalAbi : UnknownAbi {

@@ -1,13 +1,13 @@
 #pragma once
 
-/// From a class's name to its factory.
+/// From the name of a class to its factory.
 ///
-/// The system is asked first. A thread without an apartment is put into the process-wide multithreaded one, once and
-/// for good, and the system is asked again. A class that the system does not know is looked for in libraries named
-/// after its namespace, so that an application can bring classes along unregistered. Failures are not remembered.
+/// The system is asked first. If the thread has no apartment, it joins the process-wide multithreaded one for good, and
+/// the system is asked again. A class that the system does not know is looked for in libraries named after its
+/// namespace, so that an application can ship classes without registering them. Failures are not remembered.
 ///
-/// A factory that may be called from any thread is kept for the life of the module, one per class and interface; others
-/// are asked for anew each time. Any thread may call anything here.
+/// A factory that any thread may call is cached for the life of the module, one per class and interface. Other
+/// factories are asked for each time. Any thread may call anything here.
 
 #include "winrt/impl/unknown.h"
 
@@ -15,8 +15,8 @@
 #include <cstdint>
 #include <string>
 
-/// When set, replaces the whole search: gives S_OK and a factory, or a failure. Set it before the first activation and
-/// call winrt::clear_factory_cache() afterwards; it is meant for tests and for hosts with a loader of their own.
+/// If set, replaces the whole search: returns S_OK and a factory, or a failure. Set it before the first activation, and
+/// call winrt::clear_factory_cache() afterwards. It is meant for tests and for hosts with their own loader.
 inline int32_t (*winrt_activation_handler)(void* classId, const winrt::guid& iid, void** factory) noexcept = nullptr;
 
 namespace winrt::impl {
@@ -55,7 +55,7 @@ inline hresult askSystemForFactory(void* name, const guid& id, void** factory) n
     if (!join) {
         return result;
     }
-    void* cookie = nullptr;  // never given back: the apartment must outlive every object
+    void* cookie = nullptr;  // never given back, because the apartment must outlive every object
     join(&cookie);
     return ask(name, id, factory);
 }
@@ -68,7 +68,7 @@ inline hresult findFactory(const hstring& name, const guid& id, void** factory) 
     if (result == 0) {
         return result;
     }
-    /// The search must not replace what the system had to say about its own failure.
+    /// The search must not replace the system's information about its own failure.
     const auto info = takeErrorInfo();
     if (findFactoryByNamespace(std::wstring(name), get_abi(name), id, factory)) {
         return error_ok;
@@ -77,8 +77,7 @@ inline hresult findFactory(const hstring& name, const guid& id, void** factory) 
     return result;
 }
 
-/// The kept factories. They are never released at the end of the process: the libraries behind them may be gone by
-/// then.
+/// The cached factories. They are not released at the end of the process, because their libraries may be gone by then.
 struct FactorySlot {
     UnknownAbi* factory = nullptr;
     FactorySlot* next = nullptr;
@@ -108,7 +107,7 @@ inline com_ptr<UnknownAbi> keptFactory(const FactorySlot& slot) noexcept {
     return factory;
 }
 
-/// The first one kept stays, whoever else finds the same factory at the same time.
+/// If two threads find the same factory at the same time, the one that is cached first stays.
 inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept {
     const FactoryCacheLock lock;
     if (!slot.factory) {
@@ -119,7 +118,7 @@ inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept
 }  // namespace winrt::impl
 
 namespace winrt {
-/// The factory of `Class`, seen through `Interface`. Throws when there is none.
+/// The factory of `Class`, as `Interface`. Throws if there is none.
 template <typename Class, typename Interface = Windows::Foundation::IActivationFactory>
 Interface get_activation_factory() {
     auto& slot = impl::factorySlot<Class, Interface>;
@@ -134,7 +133,7 @@ Interface get_activation_factory() {
     return Interface{factory.detach(), take_ownership_from_abi};
 }
 
-/// Releases every kept factory. One that is in use elsewhere lives on until that call ends.
+/// Releases every cached factory. A factory that is in use elsewhere lives until that call ends.
 inline void clear_factory_cache() noexcept {
     impl::FactorySlot* slot = nullptr;
     {

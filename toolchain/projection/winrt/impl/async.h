@@ -48,7 +48,7 @@ struct AsyncOperationWithProgressAbi : InspectableAbi {
     virtual int32_t GetResults(void* result) noexcept = 0;
 };
 
-/// A handler type `Handler` for the end of a `Sender`: null, or made from any callable.
+/// A handler of type `Handler` for the end of a `Sender`: null, or made from any callable.
 template <typename Handler, typename Sender>
 struct CompletedHandler : Windows::Foundation::IUnknown {
     CompletedHandler(std::nullptr_t = nullptr) noexcept {}
@@ -62,7 +62,7 @@ struct CompletedHandler : Windows::Foundation::IUnknown {
                   new CompletedDelegate<Handler, Sender, Windows::Foundation::AsyncStatus, F>(std::move(callable))),
               take_ownership_from_abi) {}
 
-    /// Calls it as the runtime does; throws when it fails.
+    /// Calls the handler as the runtime does; throws if it fails.
     void operator()(const Sender& operation, Windows::Foundation::AsyncStatus status) const {
         auto* const handler = static_cast<CompletedHandlerAbi*>(get_abi(*this));
         check_hresult(handler->Invoke(get_abi(operation), static_cast<int32_t>(status)));
@@ -88,8 +88,8 @@ private:
     void* m_event;
 };
 
-/// Blocks the calling thread until `operation` has ended, without a time limit and without pumping messages: not for a
-/// thread with a window or a single-threaded apartment.
+/// Blocks the calling thread until `operation` has ended, without a time limit and without pumping messages. Not for a
+/// thread with a window or in a single-threaded apartment.
 template <typename Operation>
 Windows::Foundation::AsyncStatus waitForEnd(const Operation& operation) {
     using Windows::Foundation::AsyncStatus;
@@ -97,7 +97,7 @@ Windows::Foundation::AsyncStatus waitForEnd(const Operation& operation) {
     if (status != AsyncStatus::Started) {
         return status;
     }
-    /// The handler may still be inside set() when the waiter wakes up, and the operation may let go of it later still:
+    /// The handler may still be inside set() when the waiter wakes up, and the operation may release it even later, so
     /// both hold the event.
     struct Shared {
         CompletionEvent ended;
@@ -114,7 +114,7 @@ Windows::Foundation::AsyncStatus waitForEnd(const Operation& operation) {
 }  // namespace winrt::impl
 
 namespace winrt::Windows::Foundation {
-/// The interface beside every operation: how far it is, and how to stop it.
+/// Every operation has this interface: it tells the progress and stops the operation.
 struct IAsyncInfo : IInspectable {
     IAsyncInfo(std::nullptr_t = nullptr) noexcept {}
     IAsyncInfo(void* object, take_ownership_from_abi_t) noexcept : IInspectable(object, take_ownership_from_abi) {}
@@ -122,7 +122,7 @@ struct IAsyncInfo : IInspectable {
     uint32_t Id() const;
     AsyncStatus Status() const;
     hresult ErrorCode() const;  // of an operation that ended in AsyncStatus::Error
-    void Cancel() const;        // a request: the operation may still end otherwise
+    void Cancel() const;        // a request: the operation may still end in another way
     void Close() const;
 };
 }  // namespace winrt::Windows::Foundation
@@ -135,8 +135,8 @@ struct abi<Windows::Foundation::IAsyncInfo> {
 template <>
 inline constexpr guid guid_v<Windows::Foundation::IAsyncInfo>{"00000036-0000-0000-c000-000000000046"};
 
-/// What every operation offers, over its own `Completed` and `GetResults`. Each call asks the object for the interface
-/// that has the function and throws when it is missing.
+/// What every operation offers, based on its own `Completed` and `GetResults`. Each call asks the object for the
+/// interface that has the function, and throws if the object lacks it.
 template <typename Derived>
 struct OperationMembers {
     uint32_t Id() const { return info().Id(); }
@@ -145,8 +145,8 @@ struct OperationMembers {
     void Cancel() const { info().Cancel(); }
     void Close() const { info().Close(); }
 
-    /// Waits for the end and gives the result. A cancelled operation throws hresult_canceled; every other end, a failed
-    /// one included, is what GetResults makes of it.
+    /// Waits for the end and returns the result. A cancelled operation throws hresult_canceled. For every other end, a
+    /// failure included, GetResults decides what happens.
     auto get() const {
         if (waitForEnd(self()) == Windows::Foundation::AsyncStatus::Canceled) {
             throw hresult_canceled();
@@ -159,7 +159,7 @@ private:
     Windows::Foundation::IAsyncInfo info() const { return self().template as<Windows::Foundation::IAsyncInfo>(); }
 };
 
-/// Reads a result: a plain value, or an object whose reference is handed over.
+/// Reads a result: a plain value, or an object whose reference the caller receives.
 template <typename TResult, typename Abi>
 TResult resultsOf(Abi& operation) {
     if constexpr (std::is_arithmetic_v<TResult>) {
@@ -220,8 +220,8 @@ struct AsyncOperationWithProgressCompletedHandler
                                  IAsyncOperationWithProgress<TResult, TProgress>>::CompletedHandler;
 };
 
-/// An operation that yields a TResult. `Completed` may be set once; on an operation that has ended already the handler
-/// is called at once or soon after, on any thread.
+/// An operation that yields a TResult. `Completed` may be set once. If the operation has already ended, the handler is
+/// called at once or soon afterwards, on any thread.
 template <typename TResult>
 struct IAsyncOperation : IInspectable, impl::OperationMembers<IAsyncOperation<TResult>> {
     IAsyncOperation(std::nullptr_t = nullptr) noexcept {}
@@ -247,7 +247,7 @@ struct IAsyncOperationWithProgress : IInspectable,
 };
 }  // namespace winrt::Windows::Foundation
 
-/// The identifiers of parameterised types are computed from their parameters; these are the ones in use.
+/// The identifiers of parameterised types are computed from their parameters. These are the ones in use.
 namespace winrt::impl {
 template <>
 inline constexpr guid guid_v<Windows::Foundation::IAsyncOperation<bool>>{"cdb5efb3-5788-509d-9be1-71ccb8a3362a"};

@@ -1,6 +1,6 @@
 #pragma once
 
-/// A counted pointer to a binary interface. Not for sharing one pointer variable between threads.
+/// A counted pointer to a binary interface. Threads must not share one pointer variable.
 
 #include "winrt/impl/abi.h"
 #include "winrt/impl/hresult.h"
@@ -29,7 +29,7 @@ struct com_ptr {
     T& operator*() const noexcept { return *m_pointer; }
     T* get() const noexcept { return m_pointer; }
 
-    /// A place for an out parameter; what was held is released first.
+    /// A place for an out parameter. Releases what was held.
     T** put() noexcept {
         release();
         return &m_pointer;
@@ -42,7 +42,7 @@ struct com_ptr {
     }
     T* detach() noexcept { return std::exchange(m_pointer, nullptr); }
 
-    /// Another interface of the object: throws hresult_no_interface (or what the object answers) ...
+    /// Another interface of the object. This one throws hresult_no_interface (or what the object returns) ...
     template <typename To>
     com_ptr<To> as() const {
         com_ptr<To> result;
@@ -52,7 +52,7 @@ struct com_ptr {
         return result;
     }
 
-    /// ... or gives null.
+    /// ... and this one returns null if the object lacks it.
     template <typename To>
     com_ptr<To> try_as() const noexcept {
         com_ptr<To> result;

@@ -2,8 +2,8 @@
 
 /// Callable objects that the runtime can hold and call.
 ///
-/// A delegate may be called from any thread: it answers IAgileObject, and IMarshal through the free-threaded marshaler,
-/// so that no apartment gets in between. An exception that leaves the callable goes back to the caller as its code.
+/// Any thread may call a delegate: it has IAgileObject, and IMarshal through the free-threaded marshaler, so no
+/// apartment gets in between. If an exception leaves the callable, the caller receives its code.
 
 #include "winrt/impl/unknown.h"
 
@@ -13,7 +13,7 @@
 #include <utility>
 
 namespace winrt::impl {
-/// Counting for objects made here: born with one reference, gone with the last.
+/// Counting for objects that are made here: they start with one reference and end with the last.
 class ReferenceCount {
 public:
     uint32_t increment() noexcept { return m_count.fetch_add(1, std::memory_order_relaxed) + 1; }
@@ -23,8 +23,9 @@ private:
     std::atomic<uint32_t> m_count{1};
 };
 
-/// A delegate's IMarshal: a separate object that keeps the delegate alive, forwards identity to it and the marshalling
-/// to a free-threaded marshaler of its own. Not aggregated: an aggregated one would not keep its outer object.
+/// A delegate's IMarshal: a separate object that keeps the delegate alive, forwards its identity, and forwards
+/// marshalling to its own free-threaded marshaler. It is not aggregated, because an aggregated object would not keep
+/// its outer object alive.
 class DelegateMarshaler final : public MarshalAbi {
 public:
     static int32_t make(UnknownAbi* delegate, void** result) noexcept {
@@ -91,7 +92,7 @@ private:
     ReferenceCount m_references;
 };
 
-/// The binary shape of a handler that is told an operation's end.
+/// The binary layout of a handler that is told the end of an operation.
 struct CompletedHandlerAbi : UnknownAbi {
     virtual int32_t Invoke(void* operation, int32_t status) noexcept = 0;
 };

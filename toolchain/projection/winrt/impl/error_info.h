@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the system knows about a failure beside its code: texts and a context that travel with the calling thread.
+/// What the system knows about a failure besides its code: texts and a context that belong to the calling thread.
 
 #include "winrt/impl/com_ptr.h"
 
@@ -28,7 +28,7 @@ private:
 
 constexpr bool isSpace(wchar_t unit) noexcept { return unit == L' ' || (unit >= L'\t' && unit <= L'\r'); }
 
-/// Only the end is trimmed: system texts end in line breaks, and an inner one belongs to the text.
+/// Only the end is trimmed: system texts end in line breaks, and inner line breaks belong to the text.
 inline hstring trimmedMessage(std::wstring_view text) {
     while (!text.empty() && isSpace(text.back())) {
         text.remove_suffix(1);
@@ -36,7 +36,7 @@ inline hstring trimmedMessage(std::wstring_view text) {
     return hstring{text};
 }
 
-/// The system's own text for a code, in the user's language; empty when it has none.
+/// The system's own text for a code, in the user's language; empty if there is none.
 inline hstring systemMessage(hresult code) {
     struct Buffer {
         wchar_t* text = nullptr;
@@ -56,8 +56,8 @@ inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept {
     return info;
 }
 
-/// Has the system make error information for a failure born here and takes it back. Nothing comes back when the thread
-/// has no COM or when the system keeps no record.
+/// Makes the system create error information for a failure that originates here, and takes that information. Returns
+/// null if the thread has no COM or the system keeps no error information.
 inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) noexcept {
     using Function = int32_t (*)(int32_t code, void* message, void* exception) noexcept;
     const auto function = reinterpret_cast<Function>(platform::calls.runtimeFunction("RoOriginateLanguageException"));
@@ -68,8 +68,8 @@ inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) no
     return takeErrorInfo().try_as<RestrictedErrorInfoAbi>();
 }
 
-/// Takes the calling thread's error information after a call has failed. An object of the older kind has only a
-/// description: the system is asked to make a new one from it.
+/// Takes the calling thread's error information after a call has failed. Information of the older kind has only a
+/// description, so the system is asked to make new information from it.
 inline com_ptr<RestrictedErrorInfoAbi> takeRestrictedErrorInfo(hresult code) {
     const auto info = takeErrorInfo();
     if (auto restricted = info.try_as<RestrictedErrorInfoAbi>()) {

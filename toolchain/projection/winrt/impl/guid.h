@@ -8,8 +8,8 @@
 #include <string_view>
 
 namespace winrt {
-/// Laid out as the system's GUID. Parsing wants the bare 36-character form; a malformed literal does not compile, a
-/// malformed text at run time throws std::invalid_argument.
+/// Has the layout of the system's GUID. Parsing expects the bare 36-character form. A malformed literal does not
+/// compile; a malformed text at run time throws std::invalid_argument.
 struct guid {
     uint32_t Data1;
     uint16_t Data2;
@@ -64,7 +64,7 @@ private:
 };
 
 namespace impl {
-/// The identifier of an interface, of a class's default interface, or of a delegate. Specialised beside each of them.
+/// The identifier of an interface, of a class's default interface, or of a delegate. Specialised next to each of them.
 template <typename T>
 inline constexpr guid guid_v = T::no_identifier_is_known_for_this_type;
 }  // namespace impl

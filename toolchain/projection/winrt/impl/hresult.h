@@ -1,6 +1,6 @@
 #pragma once
 
-/// Result codes and the one rule about them: negative is failure and throws.
+/// Result codes and their one rule: a negative code is a failure and throws.
 
 #include "winrt/impl/hstring.h"
 
@@ -41,7 +41,7 @@ inline constexpr hresult error_bad_alloc = hresultOf(0x8007000E);
 inline constexpr hresult error_not_initialized = hresultOf(0x800401F0);
 }  // namespace impl
 
-/// Throws the exception that stands for a failure code (hresult_error.h), with the calling thread's error information.
+/// Throws the exception for a failure code (hresult_error.h), with the calling thread's error information.
 [[noreturn]] void throw_hresult(hresult code);
 
 /// Throws for the calling thread's last Win32 error.

@@ -3,8 +3,8 @@
 /// Failures as exceptions.
 ///
 /// hresult_error is the runtime's own exception family and is NOT derived from std::exception: a handler for standard
-/// exceptions does not see it. The derived types add nothing but their type. A code of "out of memory" throws
-/// std::bad_alloc instead. Error information belongs to a thread: make or take an error on the thread that failed.
+/// exceptions does not catch it. The derived types add only their type. The code for "out of memory" throws
+/// std::bad_alloc instead. Error information belongs to a thread, so make or take an error on the thread that failed.
 
 #include "winrt/impl/error_info.h"
 
@@ -26,7 +26,7 @@ struct hresult_error {
         return *this;
     }
 
-    /// A failure found by the program itself, with the system's text for the code or with one of its own.
+    /// A failure that the program itself has found, with the system's text for the code or with the given text.
     explicit hresult_error(hresult code) noexcept : m_code(code) { keep(impl::originate(code, nullptr)); }
     hresult_error(hresult code, const param::hstring& message) noexcept : m_code(code) {
         keep(impl::originate(code, get_abi(message)));
@@ -37,8 +37,8 @@ struct hresult_error {
 
     hresult code() const noexcept { return m_code; }
 
-    /// The text attached to this very code, else the system's text, without trailing white space. Empty when the
-    /// system has no text. The restricted description wins even when it is empty.
+    /// The text that belongs to exactly this code, or the system's text, without trailing white space. Empty if the
+    /// system has no text. The restricted description takes precedence even if it is empty.
     hstring message() const {
         if (m_info) {
             int32_t code = 0;
@@ -53,7 +53,7 @@ struct hresult_error {
         return impl::systemMessage(m_code);
     }
 
-    /// Hands the failure back to a binary caller: the thread gets the error information again.
+    /// Passes the failure back to a binary caller: the thread gets the error information again.
     hresult to_abi() const noexcept {
         if (const auto info = m_info.try_as<impl::ErrorInfoAbi>()) {
             impl::platform::setErrorInfo(0, info.get());
@@ -70,12 +70,12 @@ private:
     }
 
     hresult m_code = impl::error_fail;
-    impl::Bstr m_reference;  // lets a debugger find where the failure began; copies do without
+    impl::Bstr m_reference;  // lets a debugger find where the failure began; copies lack it
     com_ptr<impl::RestrictedErrorInfoAbi> m_info;
 };
 
 namespace impl {
-/// Base of the derived types: each stands for one code.
+/// Base of the derived types. Each represents one code.
 template <uint32_t Code>
 struct CodedError : hresult_error {
     CodedError() noexcept : hresult_error(hresultOf(Code)) {}
@@ -161,8 +161,8 @@ inline void throw_hresult(hresult code) {
 
 inline void throw_last_error() { throw_hresult(impl::hresultFromWin32(impl::platform::lastError())); }
 
-/// The code that stands for the exception being handled; call inside a catch block. Anything that is neither of this
-/// family nor a standard exception ends the process: no code could tell it.
+/// The code for the exception that is being handled. Call inside a catch block. If the exception is neither of this
+/// family nor a standard exception, the process ends, because no code describes it.
 inline hresult to_hresult() noexcept {
     try {
         throw;
@@ -179,7 +179,7 @@ inline hresult to_hresult() noexcept {
     }
 }
 
-/// The text of the exception being handled; call inside a catch block.
+/// The text of the exception that is being handled. Call inside a catch block.
 inline hstring to_message() {
     try {
         throw;

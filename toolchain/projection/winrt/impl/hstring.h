@@ -1,9 +1,9 @@
 #pragma once
 
-/// The runtime's string: immutable UTF-16 text, shared by counting, null when empty.
+/// The runtime's string: immutable, counted UTF-16 text; null if empty.
 ///
-/// Throws std::bad_alloc when memory is short, std::invalid_argument when a text is longer than 32 bits can say.
-/// Copies share one block and may be used from any thread.
+/// Throws std::bad_alloc if there is no memory, and std::invalid_argument if the length of a text needs more than 32
+/// bits. Copies share one block; any thread may use them.
 
 #include "winrt/impl/platform.h"
 
@@ -17,7 +17,7 @@
 #include <utility>
 
 namespace winrt {
-/// Says that a constructor takes over the reference that a raw value stands for.
+/// Tells a constructor to take over the reference that a raw value represents.
 struct take_ownership_from_abi_t {};
 inline constexpr take_ownership_from_abi_t take_ownership_from_abi{};
 
@@ -92,7 +92,7 @@ private:
     void* m_string = nullptr;
 };
 
-/// The raw string: borrowed, as a place for an out parameter (what was held goes first), or handed over.
+/// The raw string: borrowed, as a place for an out parameter (which releases what was held), or detached.
 inline void* get_abi(const hstring& text) noexcept { return text.m_string; }
 
 inline void** put_abi(hstring& text) noexcept {
@@ -118,7 +118,7 @@ auto operator<=>(const hstring& left, const Other& right) noexcept {
 }
 
 namespace param {
-/// A string argument: takes whatever converts to text and lends its handle for the duration of a call.
+/// A string argument: accepts whatever converts to text and lends its handle to one call.
 struct hstring {
     hstring(const winrt::hstring& text) : m_text(text) {}
     hstring(std::wstring_view text) : m_text(text) {}

@@ -2,28 +2,28 @@
 
 /// The system functions that the projection needs, and nothing else of the system's headers.
 ///
-/// Each function is declared in this namespace and bound to the system's name by an assembler label, so these headers
-/// work with or without <windows.h> and bring none of its macros along. Structures and handles are plain pointers here.
+/// Each function is declared in this namespace and bound to the system's name by an assembler label. So these headers
+/// work with or without <windows.h> and do not bring its macros. Structures and handles are plain pointers here.
 ///
-/// `calls` gathers the entries whose failure cannot be provoked from outside. Tests replace one for a scope; nothing
-/// else writes it, so it needs no lock.
+/// `calls` holds the functions whose failure cannot be provoked from outside. Tests replace one for a scope; nothing
+/// else writes to it, so it needs no lock.
 
 #include <cstddef>
 #include <cstdint>
 
 namespace winrt::impl::platform {
 extern "C" {
-/// Strings of the runtime: an immutable counted block, null for the empty string.
+/// Strings of the runtime: an immutable counted block; null for the empty string.
 int32_t createString(const wchar_t* text, uint32_t length, void** string) noexcept __asm__("WindowsCreateString");
 int32_t duplicateString(void* string, void** copy) noexcept __asm__("WindowsDuplicateString");
 int32_t deleteString(void* string) noexcept __asm__("WindowsDeleteString");
 const wchar_t* stringBuffer(void* string, uint32_t* length) noexcept __asm__("WindowsGetStringRawBuffer");
 
-/// BSTR: a pointer to text with its length in front.
+/// BSTR: a pointer to text that has its length in front.
 void freeBstr(wchar_t* text) noexcept __asm__("SysFreeString");
 uint32_t bstrLength(wchar_t* text) noexcept __asm__("SysStringLen");
 
-/// The calling thread's error object: taking it empties the slot.
+/// The calling thread's error object. Taking it empties the slot.
 int32_t takeErrorInfo(uint32_t reserved, void** info) noexcept __asm__("GetErrorInfo");
 int32_t setErrorInfo(uint32_t reserved, void* info) noexcept __asm__("SetErrorInfo");
 
@@ -58,13 +58,13 @@ inline constexpr uint32_t searchSystemFolder = 0x800;
 inline constexpr uint32_t utf8 = 65001;
 inline constexpr uint32_t forever = 0xFFFFFFFF;
 
-/// An optional function of the runtime's own library, or null. The library stays loaded for good.
+/// An optional function of the runtime's own library, or null. The library stays loaded.
 inline void* runtimeFunction(const char* name) noexcept {
     void* const library = loadLibrary(L"combase.dll", nullptr, searchSystemFolder);
     return library ? functionOf(library, name) : nullptr;
 }
 
-/// An unnamed manual-reset event, or null with the thread's last error set.
+/// An unnamed manual-reset event. On failure null, with the thread's last error set.
 inline void* createManualEvent() noexcept { return createEventW(nullptr, 1, 0, nullptr); }
 
 struct Calls {

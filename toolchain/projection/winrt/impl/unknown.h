@@ -3,7 +3,7 @@
 /// The two roots of every projected interface and class.
 ///
 /// A projected object is one counted pointer to its default binary interface, or null. Calling through null is a
-/// programming error and faults. Copies share the object; whether calls from several threads are allowed is up to it.
+/// programming error and faults. Copies share the object; the object decides whether several threads may call it.
 
 #include "winrt/impl/hresult_error.h"
 
@@ -15,7 +15,7 @@ struct IUnknown;
 }
 
 namespace winrt {
-/// The raw pointer: borrowed, as a place for an out parameter (what was held goes first), or handed over.
+/// The raw pointer: borrowed, as a place for an out parameter (which releases what was held), or detached.
 void* get_abi(const Windows::Foundation::IUnknown& object) noexcept;
 void** put_abi(Windows::Foundation::IUnknown& object) noexcept;
 void* detach_abi(Windows::Foundation::IUnknown& object) noexcept;
@@ -28,8 +28,8 @@ struct IUnknown {
 
     explicit operator bool() const noexcept { return static_cast<bool>(m_object); }
 
-    /// Another interface of the object, or a class by its default interface. The first throws what the object answers
-    /// when it does not have it, the second gives null. Null stays null.
+    /// Another interface of the object, or a class by its default interface. If the object lacks it, the first throws
+    /// what the object returns, and the second returns null. Null stays null.
     template <typename To>
     To as() const {
         void* result = nullptr;
@@ -52,7 +52,7 @@ struct IUnknown {
     friend void** winrt::put_abi(IUnknown& object) noexcept;
     friend void* winrt::detach_abi(IUnknown& object) noexcept;
 
-    /// The same object, asked through its identity: two interfaces of one object are equal.
+    /// Compares the objects' identities: two interfaces of one object are equal.
     friend bool operator==(const IUnknown& left, const IUnknown& right) noexcept {
         return left.m_object.try_as<impl::UnknownAbi>().get() == right.m_object.try_as<impl::UnknownAbi>().get();
     }
@@ -71,7 +71,7 @@ struct IActivationFactory : IInspectable {
     IActivationFactory(void* object, take_ownership_from_abi_t) noexcept
         : IInspectable(object, take_ownership_from_abi) {}
 
-    /// A new object of the factory's class. Null, without a throw, when the object lacks the wanted interface.
+    /// A new object of the factory's class. Null, without an exception, if the object lacks the wanted interface.
     template <typename T>
     T ActivateInstance() const {
         IInspectable instance;
@@ -107,7 +107,7 @@ abi_t<T>& abiOf(const T& object) noexcept {
     return *static_cast<abi_t<T>*>(get_abi(object));
 }
 
-/// The class's name as the runtime knows it; specialised beside each class.
+/// The name of a class as the runtime knows it. Specialised next to each class.
 template <typename T>
 inline constexpr const wchar_t* name_v = T::no_class_name_is_known_for_this_type;
 }  // namespace winrt::impl
@@ -122,7 +122,7 @@ inline void* get_abi(const Windows::Foundation::IUnknown& object) noexcept { ret
 inline void** put_abi(Windows::Foundation::IUnknown& object) noexcept { return object.m_object.put_void(); }
 inline void* detach_abi(Windows::Foundation::IUnknown& object) noexcept { return object.m_object.detach(); }
 
-/// Replaces what `object` holds by a borrowed binary pointer and takes a reference of its own.
+/// Replaces what `object` holds with a borrowed binary pointer, and adds a reference.
 template <typename T>
 void copy_from_abi(T& object, void* value) noexcept {
     if (value) {
