@@ -326,7 +326,7 @@ test('each call of the event log fails: script gets a text of the system, and no
 });
 
 // The last test, because it takes the components away.
-test('after shutdown and a collection nothing is left', async () => {
+test('after shutdown and a garbage collection nothing is left', async () => {
   for (const name of ['setMotionEventCallback', 'setButtonsEventCallback']) capture[name](null);
   addon.shutdown();
   await until('the end of the threads', () => harness.counts().threads === 0);

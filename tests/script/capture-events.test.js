@@ -189,7 +189,7 @@ captureTest('functions of every kind', async (capture) => {
   assert.deepEqual(calls, ['proxy', 'proxy', 'strict', 'strict', 'sloppy', 'sloppy', 'async', 'async']);
 });
 
-captureTest('a callback is kept alive while it is set, and let go when it is not', async (capture) => {
+captureTest('a callback is kept alive while it is set, and released when it is not', async (capture) => {
   const reference = (() => {
     const callback = () => {};
     capture.setMotionEventCallback(callback);

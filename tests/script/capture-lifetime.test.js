@@ -29,7 +29,7 @@ lifetimeTest('a capture that script loses while it runs is stopped', async () =>
   assert.deepEqual(addon.rawInputRegistrations(), []);
 });
 
-lifetimeTest('the collection of an idle capture ends the one that runs', async () => {
+lifetimeTest('the garbage collection of an idle capture ends the one that runs', async () => {
   const running = hardware.capturePointer();
   const recorder = desktop.record(running);
   await desktop.startCapturing(running);
@@ -45,7 +45,7 @@ lifetimeTest('the collection of an idle capture ends the one that runs', async (
   assert.deepEqual(recorder.events, [MIDDLE_DOWN, MIDDLE_UP]);
 });
 
-lifetimeTest('an ordinary collection does not touch a capture in use', async () => {
+lifetimeTest('an ordinary garbage collection does not touch a capture in use', async () => {
   const capture = hardware.capturePointer();
   const recorder = desktop.record(capture);
   await desktop.startCapturing(capture);

@@ -106,7 +106,7 @@ test('values that are no functions are accepted and never matter', () => {
   }
 });
 
-test('what the handler throws is swallowed, and logging goes on', () => {
+test('what the handler throws is ignored, and logging continues', () => {
   let calls = 0;
   diagnostics.setLogHandler(() => {
     ++calls;
@@ -168,7 +168,7 @@ test('a handler that replaces itself deep inside its own records', () => {
   assert.deepEqual(calls, ['a', 'a.2', 'a.2.1', 'a.2 ends', 'a ends']);
 });
 
-test('the handler is kept alive while it is installed and let go when it is replaced', () => {
+test('the handler is kept alive while it is installed and released when it is replaced', () => {
   const seen = [];
   const references = [0, 1, 2].map((index) => {
     const handler = () => seen.push(index);
@@ -201,7 +201,7 @@ test('a handler of another context', () => {
   assert.deepEqual(calls, [CAPTURE.join(' '), true]);
 });
 
-test('a worker that installs a handler takes the records of its own thread only, and its end removes it', async () => {
+test("a worker's handler gets only its own thread's log records, and the worker's end removes it", async () => {
   const calls = [];
   diagnostics.setLogHandler((...args) => calls.push(args));
   const worker = new Worker(
@@ -338,7 +338,7 @@ test('after shutdown no record reaches script', async () => {
   assert.equal(status, 0);
 });
 
-test('the script function is let go at shutdown', async () => {
+test('the script function is released at shutdown', async () => {
   const { status, stdout } = await runScript(`
     let handler = () => {};
     const reference = new WeakRef(handler);

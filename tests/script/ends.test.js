@@ -107,7 +107,7 @@ const ends = {
     12,
     'true\n',
   ],
-  'objects after shutdown and a collection': [
+  'objects after shutdown and a garbage collection': [
     `${END_WITH_CAPTURE}
     zebbridge.shutdown();
     setImmediate(() => {

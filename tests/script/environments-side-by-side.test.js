@@ -6,7 +6,7 @@ const { ends } = require('./support/hosts');
 
 // ---- each has its own ------------------------------------------------------------------------------------------------
 
-test('the first that loaded the module is freed: another goes on', () =>
+test('the first that loaded the module is freed: another continues', () =>
   ends(async () => {
     const [first, second] = [load(), load()];
     first.run(() => capturing(() => {}).stopCapturing());

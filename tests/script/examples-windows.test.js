@@ -33,7 +33,7 @@ describe('update.js', () => {
     assert.strictEqual(status, 1);
   });
 
-  test('does not try an address that is none', async () => {
+  test('does not try a text that is not an address', async () => {
     const { status, stderr } = await run('app.msix', {});
     assert.strictEqual(stderr, 'Invalid URL: it is not an absolute address\n');
     assert.strictEqual(status, 2);
@@ -72,7 +72,7 @@ describe('update-explained.js', () => {
     assert.strictEqual(status, 1);
   });
 
-  test('does not try an address that is none', async () => {
+  test('does not try a text that is not an address', async () => {
     const { status, stdout, stderr } = await run('app.msix', {});
     assert.match(stderr, /^not updated: Invalid URL.*\n$/);
     assert.strictEqual(stdout, '\n');

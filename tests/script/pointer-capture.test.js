@@ -30,7 +30,7 @@ test('the first start begins one native capture, the last stop ends it', async (
   assert.equal(harness.counts().threads, 0);
 });
 
-test('a stream that runs is held, whoever has lost it', async () => {
+test('a stream that runs is kept alive, even if script has lost it', async () => {
   let seen = 0;
   let stop;
   (() => {
@@ -49,7 +49,7 @@ test('a stream that runs is held, whoever has lost it', async () => {
   await until('the end', () => harness.counts().threads === 0);
 });
 
-test('a stopped stream is held by nobody, also while others run', async () => {
+test('nothing keeps a stopped stream alive, even while others run', async () => {
   const going = newStream();
   const seen = record(going);
   going.start();
@@ -120,7 +120,7 @@ test('a capture that another object ends is begun again', async () => {
   }
 });
 
-test('so is one that the collection of another object ends', async () => {
+test('so is one that the garbage collection of another object ends', async () => {
   const stream = newStream();
   const events = record(stream);
   stream.start();

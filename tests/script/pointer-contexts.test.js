@@ -19,7 +19,7 @@ test('what a listener throws ends the application, as any other exception', asyn
   assert.equal(stdout, '');
 });
 
-test('whoever catches uncaught exceptions gets each, and nobody misses an event', async () => {
+test('a handler of uncaught exceptions gets each one, and no listener misses an event', async () => {
   const { status, stderr, stdout } = await child(`
     const seen = [];
     process.on('uncaughtException', (error, origin) => seen.push(origin + ' ' + error.message));

@@ -154,7 +154,7 @@ describe('the process', () => {
   // worker and reaches the host's runtime library, which ends the process with a fast fail.
   const FAST_FAIL = 0xc0000409;
   const broken = {
-    'an address that is none': ['not an address', {}],
+    'a text that is not an address': ['not an address', {}],
     'a relative address': ['app.msix', {}],
     'the empty address': ['', {}],
     'no Uri class': [uri, { activation: { Uri: { code: -2147221164 } } }],

@@ -210,7 +210,7 @@ describe('the handler', () => {
     assert.deepStrictEqual(reports, []);
   });
 
-  test('is let go of when it is replaced', async () => {
+  test('is released when it is replaced', async () => {
     const gone = [];
     const registry = new FinalizationRegistry((name) => gone.push(name));
     const set = (name) => {

@@ -193,7 +193,7 @@ describe('applyUpdate', () => {
     assert.equal(status, 1);
   });
 
-  test('shutdown() waits for a running update, of which nobody hears then', async () => {
+  test('shutdown() waits for a running update, and its result is dropped', async () => {
     const { stdout, status } = await child(`
       harness.planDeployments('failed', false);
       applyUpdate(uri).then(console.log, console.log);

@@ -205,7 +205,7 @@ describe('openExternalIgnoringAppLinking', () => {
     ]);
   });
 
-  test('lets go of everything but the factories', () => {
+  test('releases everything except the factories', () => {
     open('mailto:someone@example.com');
     const live = winrt.live();
     for (const name of ['Uri', 'LauncherOptions', 'LaunchOperation']) assert.ok(!(name in live), name);

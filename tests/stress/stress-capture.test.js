@@ -171,7 +171,7 @@ const disturbances = {
   'exhausts the stack': function exhaust() {
     exhaust();
   },
-  'forces a collection': () => global.gc(),
+  'forces a garbage collection': () => global.gc(),
   'starts again': (capture) => capture.startCapturing(),
   'runs the event loop': () => harness.turnLoop(),
   'asks for a button': () => hardware.getButtonState(1),
@@ -179,7 +179,7 @@ const disturbances = {
 };
 
 for (const [name, disturb] of Object.entries(disturbances)) {
-  const records = (name === 'forces a collection' ? 2_000 : 20_000) * Math.min(scale, 10);
+  const records = (name === 'forces a garbage collection' ? 2_000 : 20_000) * Math.min(scale, 10);
   test(`a callback ${name} while records keep coming`, HOUR, async () => {
     const capture = hardware.capturePointer();
     const { feed } = feeder(records, 1_000);

@@ -283,12 +283,12 @@ const processes = {
     setImmediate(() => { gc(); gc(); });`,
     0,
   ],
-  'a collection in the middle of the end': [
+  'a garbage collection in the middle of the end': [
     `capturing(() => {}).stopCapturing(); harness.collectAtEnd();
     for (let count = 0; count < 20; ++count) hardware.capturePointer();`,
     0,
   ],
-  'a collection in the middle of an exit': [
+  'a garbage collection in the middle of an exit': [
     `capturing(() => {}); harness.collectAtEnd();
     for (let count = 0; count < 20; ++count) hardware.capturePointer();
     capture = null; process.exit(31);`,

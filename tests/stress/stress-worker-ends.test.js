@@ -30,7 +30,7 @@ const workers = {
     35,
   ],
   'exits in the error handler': ['updating(false); updater.setErrorHandler(() => process.exit(36));', 36],
-  'has a collection in the middle of its end': [
+  'has a garbage collection in the middle of its end': [
     `capturing(() => {}); harness.collectAtEnd();
     for (let count = 0; count < 20; ++count) hardware.capturePointer();
     capture = null; process.exit(40);`,

@@ -85,7 +85,7 @@ test('a channel that does not exist', { skip: onlyWindows('an event log that kno
   note(t, 'text', error.message);
 });
 
-test('a query that is none', { skip: onlyWindows('an event log that reads its queries') }, (t) => {
+test('a text that is not a query', { skip: onlyWindows('an event log that reads its queries') }, (t) => {
   assert.throws(
     () => updater.getUpdateErrors('no query'),
     (error) => {
