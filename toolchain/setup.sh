@@ -197,12 +197,15 @@ fetch_libcxx() {
     mv -T "$work/unpacked/libcxx" "$ZEB_LIBCXX" 2>/dev/null || true
 }
 
+configure_sysroot() {  # build folder, sysroot
+    cmake -G Ninja -S "$ROOT/toolchain/sysroot" -B "$1" --log-level=WARNING -DZEB_SYSROOT="$2" \
+        --toolchain "$ROOT/toolchain/cmake/windows-msabi.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+}
+
 build_sysroot() {
     local work
     make_work
-    cmake -G Ninja -S "$ROOT/toolchain/sysroot" -B "$work/build" --log-level=WARNING \
-        --toolchain "$ROOT/toolchain/cmake/windows-msabi.cmake" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-        -DZEB_SYSROOT="$work/sysroot" &&
+    configure_sysroot "$work/build" "$work/sysroot" &&
         ninja -C "$work/build" -j "$ZEB_JOBS" || die "the sysroot could not be built" "the compiler says why, above"
     mv -T "$work/sysroot" "$ZEB_SYSROOT" 2>/dev/null || true
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""lint.py LLVM_VERSION TOOLS BUILD_FOLDER WINDOWS_BUILD_FOLDER CACHE TOTALS: the static checks of `./zeb test lint`.
+"""lint.py LLVM_VERSION TOOLS CACHE TOTALS BUILD_FOLDER...: the static checks of `./zeb test lint`.
 
   format     C++ sources are formatted as clang-format does it
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in their layers
@@ -7,8 +7,8 @@
   shell      shellcheck finds nothing; see .shellcheckrc
   catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no address of a package registry, nothing that only its authors understand
-  tidy       clang-tidy over the product's sources, each as the first build that has it compiles it; results are kept
-             in CACHE
+  tidy       clang-tidy over the product, the projection's headers in it, the start-up code and the stand-ins of the tests,
+             each as the first build that has it compiles it and with the nearest .clang-tidy; results are kept in CACHE
 
 Each check is one case; "passed failed skipped" is appended to TOTALS.
 """
@@ -138,17 +138,20 @@ def check_words():
     return errors
 
 
+TIDY = [ROOT / folder for folder in ('src_native', 'tests/standins', 'toolchain/sysroot/runtime')]
+
+
 def tidy_jobs(build):
     """(source, object) of every compile command for a source of ours."""
     for entry in json.loads((build / 'compile_commands.json').read_text()):
         source = pathlib.Path(entry['directory'], entry['file']).resolve()
-        if (ROOT / 'src_native') in source.parents:
+        if any(folder in source.parents for folder in TIDY) and not source.name.endswith('.test.cpp'):
             yield source, entry['command']
 
 
 def dependencies(build):
     """{source: the checkout's files that it is compiled from}, according to the last build."""
-    listing = subprocess.run(['ninja', '-C', str(build), '-t', 'deps'], check=True, capture_output=True, text=True)
+    listing = subprocess.run(['ninja', '-C', str(build), '-t', 'deps'], capture_output=True, text=True)
     result = {}
     for block in listing.stdout.split('\n\n'):
         paths = [pathlib.Path(os.path.normpath(build / line.strip())) for line in block.splitlines()[1:]]
@@ -174,9 +177,12 @@ def check_tidy(llvm, builds, cache):
             if source in seen:
                 continue
             seen.add(source)
-            digest = hashlib.sha256(version + (ROOT / '.clang-tidy').read_bytes())
+            digest = hashlib.sha256(version)
+            for folder in source.parents:
+                if ROOT in (folder, *folder.parents) and (folder / '.clang-tidy').exists():
+                    digest.update((folder / '.clang-tidy').read_bytes())
             digest.update(command.replace(str(build), '').replace(str(ROOT), '').encode())
-            for path in used.get(source, [source]):
+            for path in used.get(source) or sorted(source.parent.iterdir()):
                 digest.update(path.read_bytes())
             stamp = cache / digest.hexdigest()
             if not stamp.exists():
@@ -197,8 +203,8 @@ def check_tidy(llvm, builds, cache):
 
 
 def main():
-    llvm, totals = sys.argv[1], sys.argv[6]
-    tools, *builds, cache = map(pathlib.Path, sys.argv[2:6])
+    llvm = sys.argv[1]
+    tools, cache, totals, *builds = map(pathlib.Path, sys.argv[2:])
     checks = {
         'format': lambda: check_format(llvm),
         'layers': check_layers,

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <exception>
 #include <stdexcept>
+#include <type_traits>
 
 namespace standins {
 namespace {
@@ -62,7 +63,7 @@ std::string quotedUnits(std::basic_string_view<Unit> text) {
     constexpr char digits[] = "0123456789abcdef";
     std::string result = "\"";
     for (const Unit unit : text) {
-        const auto value = static_cast<uint32_t>(unit);
+        const auto value = static_cast<uint32_t>(static_cast<std::make_unsigned_t<Unit>>(unit));
         if (value == '"' || value == '\\') {
             result += '\\';
             result += static_cast<char>(value);

@@ -48,7 +48,7 @@ void tell(const DelayLoadInfo& info) {
 [[noreturn]] void fail(const DelayLoadInfo& info) {
     tell(info);
     const LONG error = info.hmodCur ? ERROR_PROC_NOT_FOUND : ERROR_MOD_NOT_FOUND;
-    const ULONG_PTR argument = reinterpret_cast<ULONG_PTR>(&info);
+    const auto argument = reinterpret_cast<ULONG_PTR>(&info);
     RaiseException(static_cast<DWORD>(VcppException(ERROR_SEVERITY_ERROR, error)), EXCEPTION_NONCONTINUABLE, 1,
                    &argument);
     __builtin_unreachable();
@@ -98,7 +98,7 @@ __attribute__((used)) FARPROC zebBindDelayLoaded(PCImgDelayDescr descriptor, FAR
         info.dlp.fImportByName = TRUE;
         info.dlp.szProcName = at<IMAGE_IMPORT_BY_NAME>(entry.u1.AddressOfData)->Name;
     }
-    HMODULE* const module = at<HMODULE>(descriptor->rvaHmod);
+    auto* const module = at<HMODULE>(descriptor->rvaHmod);
     if (!*module) {
         *module = zebDelayLoadedModule(info.szDll);
     }

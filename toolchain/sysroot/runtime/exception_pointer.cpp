@@ -100,6 +100,7 @@ exception_ptr::exception_ptr(const exception_ptr& other) noexcept : __ptr1_(othe
     retain(__ptr1_);
 }
 exception_ptr& exception_ptr::operator=(const exception_ptr& other) noexcept {
+    if (this == &other) return *this;
     retain(other.__ptr1_);
     release(__ptr1_);
     __ptr1_ = other.__ptr1_;

@@ -7,7 +7,7 @@ ULONG_PTR __security_cookie =
     0x00002B992DDFA232ULL;  // the loader replaces this value, which the load configuration names
 
 void __cdecl __security_check_cookie(ULONG_PTR cookie) {
-    if (__builtin_expect(cookie != __security_cookie, 0)) {
+    if (__builtin_expect(static_cast<long>(cookie != __security_cookie), 0)) {
         __asm__ volatile("int $0x29" : : "c"(2));  // fast fail, reason: stack cookie
         __builtin_unreachable();
     }

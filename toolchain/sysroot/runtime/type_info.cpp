@@ -33,9 +33,9 @@ int type_info::__compare(const type_info& other) const noexcept {
 }
 
 size_t type_info::hash_code() const noexcept {  // FNV-1a of the decorated name
-    size_t hash = 14695981039346656037ull;
+    size_t hash = 14695981039346656037ULL;
     for (const char* c = &__data.__decorated_name[1]; *c; ++c) {
-        hash = (hash ^ static_cast<unsigned char>(*c)) * 1099511628211ull;
+        hash = (hash ^ static_cast<unsigned char>(*c)) * 1099511628211ULL;
     }
     return hash ^ (hash >> 32);
 }

@@ -229,6 +229,7 @@ bool report(std::string_view topic, std::string& json) {
         json = jsonArray(state.*found->second);
     } else if (topic == "updates") {
         std::vector<std::string> updates;
+        updates.reserve(state.updates.size());
         for (const auto& update : state.updates) {
             updates.push_back(jsonOf(*update));
         }

@@ -21,17 +21,17 @@ inline int32_t (*winrt_activation_handler)(void* classId, const winrt::guid& iid
 
 namespace winrt::impl {
 /// Asks libraries named after the class's namespaces, the longest first. A library that delivers stays loaded.
-inline bool findFactoryByNamespace(std::wstring path, void* name, const guid& id, void** factory) noexcept {
+inline bool findFactoryByNamespace(std::wstring path, void* name, const guid& id, void** factory) {
     using Entry = int32_t (*)(void* classId, void** factory) noexcept;
     for (auto dot = path.rfind(L'.'); dot != std::wstring::npos; dot = path.rfind(L'.')) {
         path.resize(dot);
         void* const library = platform::loadLibrary((path + L".dll").c_str(), nullptr, platform::searchDefaultFolders);
-        if (!library) {
+        if (library == nullptr) {
             continue;
         }
         const auto entry = reinterpret_cast<Entry>(platform::functionOf(library, "DllGetActivationFactory"));
         com_ptr<ActivationFactoryAbi> basic;
-        if (entry && entry(name, basic.put_void()) == 0 && basic->QueryInterface(id, factory) == 0) {
+        if (entry != nullptr && entry(name, basic.put_void()) == 0 && basic->QueryInterface(id, factory) == 0) {
             return true;
         }
         basic = nullptr;
@@ -43,7 +43,7 @@ inline bool findFactoryByNamespace(std::wstring path, void* name, const guid& id
 inline hresult askSystemForFactory(void* name, const guid& id, void** factory) noexcept {
     using Ask = int32_t (*)(void* classId, const guid& id, void** factory) noexcept;
     const auto ask = reinterpret_cast<Ask>(platform::calls.runtimeFunction("RoGetActivationFactory"));
-    if (!ask) {
+    if (ask == nullptr) {
         return error_class_not_available;
     }
     const hresult result = ask(name, id, factory);
@@ -52,7 +52,7 @@ inline hresult askSystemForFactory(void* name, const guid& id, void** factory) n
     }
     using Join = int32_t (*)(void** cookie) noexcept;
     const auto join = reinterpret_cast<Join>(platform::calls.runtimeFunction("CoIncrementMTAUsage"));
-    if (!join) {
+    if (join == nullptr) {
         return result;
     }
     void* cookie = nullptr;  // never given back, because the apartment must outlive every object
@@ -61,7 +61,7 @@ inline hresult askSystemForFactory(void* name, const guid& id, void** factory) n
 }
 
 inline hresult findFactory(const hstring& name, const guid& id, void** factory) {
-    if (winrt_activation_handler) {
+    if (winrt_activation_handler != nullptr) {
         return winrt_activation_handler(get_abi(name), id, factory);
     }
     const hresult result = askSystemForFactory(get_abi(name), id, factory);
@@ -110,7 +110,7 @@ inline com_ptr<UnknownAbi> keptFactory(const FactorySlot& slot) noexcept {
 /// If two threads find the same factory at the same time, the one that is cached first stays.
 inline void keepFactory(FactorySlot& slot, com_ptr<UnknownAbi> factory) noexcept {
     const FactoryCacheLock lock;
-    if (!slot.factory) {
+    if (slot.factory == nullptr) {
         slot.factory = factory.detach();
         slot.next = std::exchange(factoryCache.filled, &slot);
     }
@@ -140,7 +140,7 @@ inline void clear_factory_cache() noexcept {
         const impl::FactoryCacheLock lock;
         slot = std::exchange(impl::factoryCache.filled, nullptr);
     }
-    while (slot) {
+    while (slot != nullptr) {
         com_ptr<impl::UnknownAbi> factory;
         {
             const impl::FactoryCacheLock lock;

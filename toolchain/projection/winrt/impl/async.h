@@ -73,7 +73,7 @@ struct CompletedHandler : Windows::Foundation::IUnknown {
 class CompletionEvent {
 public:
     CompletionEvent() : m_event(platform::calls.createEvent()) {
-        if (!m_event) {
+        if (m_event == nullptr) {
             throw_last_error();
         }
     }

@@ -39,7 +39,7 @@ public:
             return error_no_interface;
         }
         auto* const made = new (std::nothrow) DelegateMarshaler(delegate, std::move(marshal));
-        if (!made) {
+        if (made == nullptr) {
             return error_bad_alloc;
         }
         *result = static_cast<MarshalAbi*>(made);

@@ -61,7 +61,7 @@ inline com_ptr<ErrorInfoAbi> takeErrorInfo() noexcept {
 inline com_ptr<RestrictedErrorInfoAbi> originate(hresult code, void* message) noexcept {
     using Function = int32_t (*)(int32_t code, void* message, void* exception) noexcept;
     const auto function = reinterpret_cast<Function>(platform::calls.runtimeFunction("RoOriginateLanguageException"));
-    if (!function) {
+    if (function == nullptr) {
         return nullptr;
     }
     function(code, message, nullptr);

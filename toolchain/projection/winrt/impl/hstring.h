@@ -120,7 +120,7 @@ auto operator<=>(const hstring& left, const Other& right) noexcept {
 namespace param {
 /// A string argument: accepts whatever converts to text and lends its handle to one call.
 struct hstring {
-    hstring(const winrt::hstring& text) : m_text(text) {}
+    hstring(winrt::hstring text) : m_text(std::move(text)) {}
     hstring(std::wstring_view text) : m_text(text) {}
     hstring(const std::wstring& text) : m_text(std::wstring_view(text)) {}
     hstring(const wchar_t* text) : m_text(text) {}

@@ -61,7 +61,7 @@ inline constexpr uint32_t forever = 0xFFFFFFFF;
 /// An optional function of the runtime's own library, or null. The library stays loaded.
 inline void* runtimeFunction(const char* name) noexcept {
     void* const library = loadLibrary(L"combase.dll", nullptr, searchSystemFolder);
-    return library ? functionOf(library, name) : nullptr;
+    return library != nullptr ? functionOf(library, name) : nullptr;
 }
 
 /// An unnamed manual-reset event. On failure null, with the thread's last error set.
