@@ -150,8 +150,8 @@ describe('the process', () => {
     { deployment: { ...errorText('unheard'), end: 'held' } },
   );
 
-  // Whoever ships such an update address must notice, so the handler hears nothing of this: the exception leaves the
-  // worker and reaches the host's runtime library, which ends the process with a fast fail.
+  // An application that ships such an update address must notice, so the handler hears nothing of this: the exception
+  // leaves the worker and reaches the host's runtime library, which ends the process with a fast fail.
   const FAST_FAIL = 0xc0000409;
   const broken = {
     'a text that is not an address': ['not an address', {}],

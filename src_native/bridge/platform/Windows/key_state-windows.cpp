@@ -4,7 +4,8 @@
 
 namespace zeb {
 
-// The top bit is the current state. The lowest bit, "pressed since the last query", belongs to whoever queried last.
+// The top bit is the current state. The lowest bit, "pressed since the last query", may have been read by another
+// query.
 bool isKeyDown(int virtualKey) noexcept { return (GetAsyncKeyState(virtualKey) & 0x8000) != 0; }
 
 }  // namespace zeb
