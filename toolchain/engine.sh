@@ -7,12 +7,13 @@
 
 unpack_engine() {  # archive, folder
     local work root
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX") root=$work/root
+    make_work
+    root=$work/root
     tar xJf "$1" -C "$work" && [ -x "$root/opt/node" ] && [ -e "$work/include/node/config.gypi" ] ||
-        { rm -rf "$work"; die "$1 cannot be unpacked as an engine" "is the archive complete? is there enough disk space? it takes 200 MB"; }
+        die "$1 cannot be unpacked as an engine" "is the archive complete? is there enough disk space? it takes 200 MB"
     chmod 755 "$work"
     [ -e "$root/usr/lib64" ] || mv "$root/lib64" "$root/usr/"  # this machine's /lib64 points there
-    mv -T "$work" "$2" 2>/dev/null || rm -rf "$work"
+    mv -T "$work" "$2" 2>/dev/null || true
 }
 
 # Sets ENGINE to the folder of this machine's engine; false if there is none.
