@@ -20,7 +20,7 @@
 inline int32_t (*winrt_activation_handler)(void* classId, const winrt::guid& iid, void** factory) noexcept = nullptr;
 
 namespace winrt::impl {
-/// Asks libraries named after the class's namespaces, the longest first. A library that delivers stays loaded.
+/// Asks libraries named after the class's namespaces, the longest first. A library that has the class stays loaded.
 inline bool findFactoryByNamespace(std::wstring path, void* name, const guid& id, void** factory) {
     using Entry = int32_t (*)(void* classId, void** factory) noexcept;
     for (auto dot = path.rfind(L'.'); dot != std::wstring::npos; dot = path.rfind(L'.')) {
