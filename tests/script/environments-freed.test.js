@@ -91,6 +91,18 @@ test('its functions as callbacks of another are not called any more', () =>
     { stdout: '' },
   ));
 
+test('its wrapped objects are disposed and released, once', () =>
+  ends(() => {
+    const [stays, goes] = [create(environments.probe), create(environments.probe)];
+    const takeEnds = () => [...stays.run(() => require(file).control.wrappedEnds())];
+    goes.run(() => {
+      globalThis.kept = require(file).probe.wrapped(3);
+    });
+    takeEnds();
+    goes.free();
+    assert.deepEqual(takeEnds(), ['dispose inside', 'destroy inside']);
+  }));
+
 test('nothing at all is held after the last', () =>
   ends(async () => {
     const nothing = { blocks: 0, asyncHandles: 0, threads: 0, handles: 0, deployments: 0 };

@@ -4,6 +4,7 @@
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
+const vm = require('node:vm');
 const { buildFile } = require('./support/built');
 
 const FLAGS = ['v8_enable_pointer_compression', 'v8_enable_sandbox', 'v8_enable_31bit_smis_on_64bit_arch'];
@@ -59,3 +60,23 @@ for (const [name, value] of Object.entries(configurations)) {
     assert.throws(() => require(file(elsewhere)), { name: 'Error', message });
   });
 }
+
+test('a time limit that ends script inside the check ends what called it', (t) => {
+  const own = Object.getOwnPropertyDescriptor(process, 'config');
+  t.after(() => Object.defineProperty(process, 'config', own));
+  const steps = [];
+  const get = () => {
+    steps.push('asked');
+    for (;;);
+  };
+  Object.defineProperty(process, 'config', { get, configurable: true });
+  globalThis.load = () => {
+    try {
+      require(file(elsewhere));
+    } catch {}
+    steps.push('went on');
+  };
+  t.after(() => delete globalThis.load);
+  assert.throws(() => vm.runInThisContext('load()', { timeout: 2000 }), { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' });
+  assert.deepEqual(steps, ['asked']);
+});

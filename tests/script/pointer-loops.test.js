@@ -102,7 +102,10 @@ test('a break, a return and an exception leave no listener', async () => {
     await end;
     assert.equal(stream.listenerCount('motion') + stream.listenerCount('buttons'), 0);
   }
+  const events = record(stream);
   const iterator = stream.events();
+  push(motion(1, 0));
+  await until('the event', () => events.length === 1);
   assert.deepEqual(await iterator.return('value'), { value: 'value', done: true });
   assert.deepEqual(await iterator.next(), { value: undefined, done: true });
   assert.equal(stream.capturing, true);
@@ -124,9 +127,9 @@ test('a signal ends the loop with an AbortError', async () => {
 
   const late = new AbortController();
   const events = record(stream);
-  const full = stream.events({ signal: late.signal });
-  push(motion(1, 0));
-  await until('the event', () => events.length === 1);
+  const full = stream.events({ signal: late.signal, limit: 1 });
+  push(motion(1, 0), motion(2, 0));
+  await until('both events', () => events.length === 2);
   late.abort();
   await assert.rejects(full.next(), aborted);
   assert.deepEqual(await full.next(), { value: undefined, done: true });
@@ -136,6 +139,19 @@ test('a signal ends the loop with an AbortError', async () => {
   const left = stream.events({ signal: early });
   await left.return();
   assert.deepEqual(await left.next(), { value: undefined, done: true });
+});
+
+test('a signal after a stop still ends a loop that has not taken all events', async () => {
+  const stream = newStream().start();
+  const controller = new AbortController();
+  const iterator = stream.events({ signal: controller.signal });
+  const events = record(stream);
+  push(motion(1, 0));
+  await until('the event', () => events.length === 1);
+  stream.stop();
+  controller.abort();
+  await assert.rejects(iterator.next(), { name: 'AbortError', code: 'ABORT_ERR' });
+  assert.deepEqual(await iterator.next(), { value: undefined, done: true });
 });
 
 test('a signal holds no loop but one that waits', async () => {

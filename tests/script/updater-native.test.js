@@ -141,6 +141,17 @@ describe('the process', () => {
     process.exitCode = 5;`,
     { status: 5 },
   );
+  ends(
+    'does not wait for it in the shutdown of another thread',
+    `
+    platform.plan('text', 'unheard', 0, ${LONG});
+    updater.setErrorHandler(console.log);
+    updater.applyUpdate(uri);
+    const { Worker } = require('node:worker_threads');
+    new Worker('require(' + JSON.stringify(${JSON.stringify(file)}) + ').shutdown()', { eval: true });
+    process.exitCode = 5;`,
+    { status: 5 },
+  );
   // Once an update has ended and was released, nothing keeps the loop running. A report that came now would be an old
   // one.
   ends(

@@ -67,12 +67,11 @@ private:
     std::ios_base::fmtflags m_flags;
 };
 
-/// The option `f.P`: fixed point with P digits for as long as this object lives. It leaves base and case alone, because
-/// later options may have set them.
+/// The option `f.P`: fixed point with P digits. The destructor restores the precision, which is not one of the flags
+/// that `FlagsSaver` restores.
 class FFixedFormatting {
 public:
-    FFixedFormatting(std::ostream& out, std::string_view token)
-        : m_out(out), m_notation(out.flags() & std::ios_base::floatfield), m_precision(out.precision()) {
+    FFixedFormatting(std::ostream& out, std::string_view token) : m_out(out), m_precision(out.precision()) {
         if (token.size() < 3) {
             throw common_internal::DefaultException(
                 {"common::zeb_internal::`anonymous-namespace'::FFixedFormatting::FFixedFormatting",
@@ -82,16 +81,12 @@ public:
         out.precision(toInt(std::string(token.substr(2))));
         out.setf(std::ios_base::fixed, std::ios_base::floatfield);
     }
-    ~FFixedFormatting() {
-        m_out.setf(m_notation, std::ios_base::floatfield);
-        m_out.precision(m_precision);
-    }
+    ~FFixedFormatting() { m_out.precision(m_precision); }
     FFixedFormatting(const FFixedFormatting&) = delete;
     FFixedFormatting& operator=(const FFixedFormatting&) = delete;
 
 private:
     std::ostream& m_out;
-    std::ios_base::fmtflags m_notation;
     std::streamsize m_precision;
 };
 
@@ -160,7 +155,6 @@ public:
         std::size_t position = 0;
         while (position < m_text.size()) position = scan(position);
         writeLiteral(m_text.size());
-        m_lasting.reset();
         return m_out.str();
     }
 
@@ -193,7 +187,6 @@ private:
         try {
             const Placeholder parsed = parsePlaceholder(spec, indexOffset);
             if (parsed.index < 0) {
-                m_lasting.reset();
                 m_lasting.emplace(m_out, parsed.options);
             } else if (static_cast<std::size_t>(parsed.index) < m_count) {
                 const AppliedOptions options(m_out, parsed.options);

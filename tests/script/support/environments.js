@@ -10,6 +10,7 @@ const { buildFile } = require('./built');
 
 const native = require(buildFile('node', 'environments.node'));
 const harness = buildFile('node', 'harness.node');
+const probe = buildFile('node', 'binding-probe.node');
 
 // What the scripts of every environment have.
 const main = (file) => `
@@ -43,6 +44,7 @@ module.exports = {
   LOAD,
   main,
   harness,
+  probe,
 
   create: (file = harness) => new Environment(file),
 
