@@ -50,9 +50,6 @@ v8::Local<v8::ObjectTemplate> Environment::wrapperTemplate() {
 void Environment::releaseAllComponents(v8::Isolate* isolate) noexcept {
     EnvironmentRegistry& registry = EnvironmentRegistry::instance();
     registry.requestReleaseOutside(isolate);
-    Receivers* const receivers = Receivers::of(isolate);
-    if (receivers == nullptr) return;
-    const Receivers::CallScope releasing(*receivers, nullptr);
     const auto hasComponents = [](const Environment& environment) {
         return std::ranges::any_of(environment.m_natives, &Receiver::isComponent);
     };
