@@ -3,6 +3,7 @@
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
+const vm = require('node:vm');
 const { addon, file, harness, counts, failing, caller, canFailNew, until } = require('../script/support/harness');
 
 const { hardware, diagnostics, msix_auto_updater: updater } = addon;
@@ -160,6 +161,23 @@ test('a setter that throws ends the load, and script gets what it threw', () => 
   assert.equal(exports.hardware.getButtonState(1), true);
 });
 
+test('a time limit that ends a setter during the load ends what called it', (t) => {
+  const steps = [];
+  const set = () => {
+    steps.push('set');
+    for (;;);
+  };
+  globalThis.load = () => {
+    try {
+      process.dlopen({ exports: Object.defineProperty({}, 'hardware', { set }) }, file);
+    } catch {}
+    steps.push('went on');
+  };
+  t.after(() => delete globalThis.load);
+  assert.throws(() => vm.runInThisContext('load()', { timeout: 2000 }), { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' });
+  assert.deepEqual(steps, ['set']);
+});
+
 // The exports of one more load: components of their own.
 function loadedAgain() {
   const module = { exports: {} };
@@ -274,6 +292,34 @@ test('script is busy until its queue fills the memory: the newest records are lo
   await until('the newest record', () => seen.at(-1) === 1000000);
   assert.ok(seen.length < 101001, 'some were lost');
   for (let index = 1; index < seen.length; ++index) assert.ok(seen[index] > seen[index - 1], 'in order');
+  capture.stopCapturing();
+  capture.setMotionEventCallback(null);
+});
+
+test('the queue keeps its memory between small bursts and gives that of a big one back', {
+  skip: canFailNew ? false : 'built with a sanitizer',
+}, async () => {
+  await idle();
+  let seen = 0;
+  capture.setMotionEventCallback(() => ++seen);
+  capture.startCapturing();
+  // How often the queue grew while all of the records waited in it.
+  const allocations = async (count) => {
+    seen = 0;
+    const before = harness.dispatched();
+    harness.fail('operatorNew', 1000000000, 1, caller.otherThreads);
+    harness.burst(count, 0, 0);
+    while (harness.dispatched() < before + count);
+    const calls = harness.calls('operatorNew');
+    harness.fail('operatorNew', 0, 0);
+    await until('the records', () => seen === count);
+    return calls;
+  };
+  // Two queues take turns.
+  let kept = false;
+  for (let round = 0; round < 20 && !kept; ++round) kept = (await allocations(10000)) === 0;
+  assert.ok(kept, 'between small bursts');
+  for (let round = 0; round < 6; ++round) assert.ok((await allocations(100000)) > 0);
   capture.stopCapturing();
   capture.setMotionEventCallback(null);
 });

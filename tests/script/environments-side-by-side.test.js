@@ -244,6 +244,23 @@ test('a capture that was stopped loses nothing either', () =>
     await until('the events', () => stays.run(() => events === 500));
   }));
 
+test('nor does one that nobody holds any more', () =>
+  ends(async () => {
+    const stays = load();
+    const before = held(stays);
+    stays.run(() => {
+      globalThis.events = 0;
+      capturing(() => ++events);
+      queue(500);
+      capture.stopCapturing();
+      globalThis.capture = null;
+      gc();
+    });
+    await until('the events', () => stays.run(() => events === 500));
+    await collected();
+    assert.equal(held(stays).asyncHandles, before.asyncHandles);
+  }));
+
 test('the report of an update is not lost while another is freed', () =>
   ends(async () => {
     const stays = load();

@@ -148,6 +148,41 @@ test('a stack names the file and its line', async () => {
   assert.match(stack, new RegExp(`at deliver \\(zebbridge:bridge/pointer_delivery\\.js:${line}:\\d+\\)`));
 });
 
+// The records wait until script runs the loop.
+function queue(count, first) {
+  const before = harness.dispatched();
+  harness.burst(count, first, 0);
+  while (harness.dispatched() < before + count);
+}
+
+test('a callback that has been replaced is not called for the records at hand', async () => {
+  const seen = [];
+  const see = (name) => (event) => seen.push(`${name} ${event.screenPoint.x}`);
+  capture.setButtonsEventCallback(null);
+  capture.setMotionEventCallback((event) => {
+    if (see('first')(event) === 2) capture.setMotionEventCallback(see('second'));
+  });
+  capture.startCapturing();
+  queue(4, 0);
+  await until('all', () => seen.length === 4);
+  assert.deepEqual(seen, ['first 0', 'first 1', 'second 2', 'second 3']);
+});
+
+test('what comes while a callback runs the loop is delivered after what waits', async () => {
+  const seen = [];
+  capture.setMotionEventCallback(({ screenPoint }) => {
+    seen.push(screenPoint.x);
+    if (screenPoint.x !== 0) return;
+    queue(3, 3);
+    for (const deadline = Date.now() + 60_000; seen.length < 6 && Date.now() < deadline; ) harness.turnLoop();
+    seen.push('back');
+  });
+  capture.startCapturing();
+  queue(3, 0);
+  await until('all', () => seen.includes('back'));
+  assert.deepEqual(seen, [0, 1, 2, 3, 4, 5, 'back']);
+});
+
 test('a time limit that ends a callback inside a loop of script loses no event', async () => {
   const events = [];
   let isLimited = false;

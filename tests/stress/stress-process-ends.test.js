@@ -202,6 +202,18 @@ const processes = {
     0,
     '1000\n',
   ],
+  'a callback stops its capture and runs the loop until all have come': [
+    `globalThis.events = 0;
+    capturing(() => {
+      if (++events > 1) return;
+      capture.stopCapturing();
+      for (const deadline = Date.now() + 60000; events < 1000 && Date.now() < deadline;) harness.turnLoop();
+      say(events);
+    });
+    queue(1000);`,
+    0,
+    '1000\n',
+  ],
   'another capture object stops a capture as the last work': [
     `const stop = counting(1000);
     const other = hardware.capturePointer();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <future>
 #include <limits>
@@ -159,6 +160,33 @@ TEST_F(PackageUpdateTest, threadThatCannotBeStartedIsReportedWithoutWaiting) {
     standins::failThreadCreation(false);
     EXPECT_EQ(standins::joinCalls(), joinsBefore);
     EXPECT_TRUE(standins::startedDeployments().empty());
+}
+
+TEST_F(PackageUpdateTest, anAbandonedUpdateEndsByItselfAndTellsNobody) {
+    std::promise<void> started;
+    std::promise<void> go;
+    planDeployments({nullptr, [&]() -> Report {
+                         started.set_value();
+                         go.get_future().wait();
+                         return "nobody hears this";
+                     }});
+    std::promise<void> destroyed;
+    std::shared_ptr<void> alive(nullptr, [&destroyed](void*) { destroyed.set_value(); });
+    auto update =
+        std::make_unique<PackageUpdate>(kUri, [alive = std::move(alive)] { ADD_FAILURE() << "it has told its end"; });
+    started.get_future().wait();
+    PackageUpdate::abandon(std::move(update));
+    go.set_value();
+    EXPECT_EQ(destroyed.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+}
+
+TEST_F(PackageUpdateTest, withoutAThreadAnAbandonedUpdateIsDestroyedAtOnce) {
+    const auto alive = std::make_shared<int>();
+    standins::failThreadCreation(true);
+    auto update = std::make_unique<PackageUpdate>(kUri, [alive] {});
+    standins::failThreadCreation(false);
+    PackageUpdate::abandon(std::move(update));
+    EXPECT_EQ(alive.use_count(), 1);
 }
 
 TEST_F(PackageUpdateTest, deploymentThatCannotStartEndsTheProcess) {
