@@ -182,7 +182,7 @@ def check_tidy(llvm, builds, cache):
                 if ROOT in (folder, *folder.parents) and (folder / '.clang-tidy').exists():
                     digest.update((folder / '.clang-tidy').read_bytes())
             digest.update(command.replace(str(build), '').replace(str(ROOT), '').encode())
-            for path in used.get(source) or sorted(source.parent.iterdir()):
+            for path in used.get(source) or sorted(filter(pathlib.Path.is_file, source.parent.iterdir())):
                 digest.update(path.read_bytes())
             stamp = cache / digest.hexdigest()
             if not stamp.exists():
