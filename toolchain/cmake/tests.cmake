@@ -43,7 +43,13 @@ endfunction()
 
 # A node:test file. On Windows, each Windows Node.js runs it in a desktop session for that release; a test with another
 # label than "script" runs only in the first release. With NATIVE it also runs in Linux builds, in the Linux Node.js; a
-# build for an engine runs it in that engine, with the label "engine". Its environment:
+# build for an engine runs it in that engine, with the label "engine".
+#
+# NATIVE scripts see no X server, because Wine 10's X11 driver is not safe when threads start and end side by side: a
+# plain program, eight of whose threads open and close a top-level window each, now and then corrupts Wine's heap or
+# stands still in XCloseDisplay.
+#
+# Its environment:
 #
 #   ZEB_BUILD        the build folder, written as the script's own system does
 #   ZEB_FLAVOUR      the folder in it for the Node.js that runs, <build>/<flavour>/zebbridge.node and so on; see
@@ -76,6 +82,9 @@ function(zeb_add_script_test stem)
       set(labels ${arg_LABEL} windows-node-${release})
       # This folder has the stand-ins for system DLLs.
       set(environment ZEB_FLAVOUR=${flavour} ZEB_SESSION=${release} ZEB_WINE_SYSTEM32=${CMAKE_BINARY_DIR}/system32)
+      if(arg_NATIVE)
+        list(APPEND environment ZEB_WINE_HEADLESS=1)
+      endif()
       if(further)
         list(APPEND environment ZEB_STRESS=0.2)
       endif()
