@@ -350,36 +350,32 @@ const company = {
     ${script}`,
 };
 
-// A short run has each end in one company, by turns.
-const companies = Object.entries(company);
+// The same ends where only a second environment has loaded the module. Its ticks run after an event of its own; up to
+// Node.js 24, every new environment has such an event. Not for scripts that need the first one's worker or its loop.
+const inSecondEnvironment = (script) => `
+  const environment = require(${environments}).create();
+  environment.run('globalThis').atExit = (work) => process.on('exit', work);
+  environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});
+  environment.run('setImmediate(() => {})');`;
+const needsFirst = /worker|thread|waits for a running|right after/;
+
+function programs(name, script) {
+  const all = Object.entries(company).map(([living, inCompany]) => [living, PRELUDE + inCompany(script)]);
+  if (!needsFirst.test(name)) all.push(['in a second environment', inSecondEnvironment(script)]);
+  return all;
+}
+
+// A short run has each end once, by turns alone, in company or in a second environment.
 const isShort = Number(process.env.ZEB_STRESS || 1) < 0.5;
 
 for (const [index, [name, [script, status, stdout = '']]] of Object.entries(processes).entries()) {
-  for (const [living, inCompany] of isShort ? [companies[index % companies.length]] : companies) {
+  const all = programs(name, script);
+  for (const [living, program] of isShort ? [all[index % all.length]] : all) {
     test(`a process, ${living}: ${name}`, async () => {
-      const ended = await runScript(PRELUDE + inCompany(script), { prelude: false, milliseconds: 60000 });
+      const ended = await runScript(program, { prelude: false, milliseconds: 60000 });
       assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);
       if (status === 1) assert.match(ended.stderr, /Error: own/);
       else assert.equal(ended.stderr, '');
     });
   }
-}
-
-// The same ends of the process, where only the second environment has loaded the module. Its ticks run after an event
-// of its own; up to Node.js 24, every new environment has such an event.
-for (const [name, [script, status, stdout = '']] of Object.entries(processes)) {
-  if (/worker|thread|waits for a running|right after/.test(name)) continue;
-  test(`a process, in a second environment: ${name}`, async () => {
-    const ended = await runScript(
-      `
-      const environment = require(${environments}).create();
-      environment.run('globalThis').atExit = (work) => process.on('exit', work);
-      environment.run(${JSON.stringify(`(() => { ${PRELUDE}${script} })();`)});
-      environment.run('setImmediate(() => {})');`,
-      { prelude: false },
-    );
-    assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);
-    if (status === 1) assert.match(ended.stderr, /Error: own/);
-    else assert.equal(ended.stderr, '');
-  });
 }

@@ -101,7 +101,7 @@ function(zeb_add_script_test stem)
     set(labels engine linux-engine)
     math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # built for tests, not for speed: its start alone takes a second
     set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
-    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.1)
+    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.05)
   else()
     set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
     set(command ${ZEB_NODE_LINUX}/bin/node)
@@ -109,7 +109,12 @@ function(zeb_add_script_test stem)
       _zeb_sanitizer_runtime(runtime)  # Node.js is built without it, so its process must load the runtime first
       # Only our code is checked, wherever it is called from, not what Node.js does among its own threads.
       list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
-        TSAN_OPTIONS=ignore_noninstrumented_modules=1 ZEB_STRESS=0.5)
+        TSAN_OPTIONS=ignore_noninstrumented_modules=1)
+      if(ZEB_SANITIZE STREQUAL "thread")
+        list(APPEND environment ZEB_STRESS=0.2)  # several times slower than the other sanitizers
+      else()
+        list(APPEND environment ZEB_STRESS=0.5)
+      endif()
     endif()
   endif()
   set(name ${arg_LABEL}-${stem})
