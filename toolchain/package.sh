@@ -35,8 +35,7 @@ lay_out_package() {
 verb_package() {
     local pair targets=()
     for pair in $PACKAGE_FLAVOURS; do targets+=("zebbridge_${pair%:*}"); done
-    setup_runtimes && make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_from_npm tests/package "$ZEB_PACKAGE_TOOLS" &&
-        step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
+    setup_package && step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
 }
 
 # Builds the product again from a copy of the sources in another folder, without sharing objects.

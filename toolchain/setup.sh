@@ -64,7 +64,8 @@ doctor() {
             missing+=("$name")
         fi
     done < <(packages)
-    for name in ZEB_NODE_LINUX ZEB_NODE_WIN ZEB_LIBCXX ZEB_SYSROOT ${ZEB_WINE_ROOT:+ZEB_WINE_ROOT} ZEB_WINE_TEMPLATE; do
+    for name in ZEB_NODE_LINUX ZEB_NODE_WIN ZEB_NODE2{4,6}_{LINUX,WIN} ZEB_LIBCXX ZEB_SYSROOT \
+        ${ZEB_WINE_ROOT:+ZEB_WINE_ROOT} ZEB_WINE_TEMPLATE ZEB_LIBRARIES ZEB_LINT_TOOLS ZEB_PACKAGE_TOOLS; do
         if [ -d "${!name}" ]; then printf '  ok        %s\n' "${!name}"; else printf '  to make   %s\n' "${!name}"; fi
     done
     if [ ${#missing[@]} -gt 0 ]; then
@@ -144,17 +145,17 @@ make_work() {
 }
 
 # The official Node.js, for Windows (it loads the module in tests) and for Linux (headers, native tests).
-fetch_node() {  # package, pinned hash, folder
+fetch_node() {  # package, version, pinned hash, folder
     local work
     make_work
-    (cd "$work" && npm pack --silent "$1@$NODE" >/dev/null) ||
-        die "npm could not fetch $1@$NODE" "is the network reachable? try: npm view $1@$NODE"
+    (cd "$work" && npm pack --silent "$1@$2" >/dev/null) ||
+        die "npm could not fetch $1@$2" "is the network reachable? try: npm view $1@$2"
     local hash
     hash=$(openssl dgst -sha512 -binary "$work"/*.tgz | base64 -w0)
-    [ "$hash" = "$2" ] || die "$1@$NODE does not have the pinned content: its sha512 is $hash" "see toolchain/versions"
+    [ "$hash" = "$3" ] || die "$1@$2 does not have the pinned content: its sha512 is $hash" "see toolchain/versions"
     mkdir "$work/package" && tar xzf "$work"/*.tgz -C "$work/package" --strip-components=1
-    mkdir -p "$(dirname "$3")"
-    mv -T "$work/package" "$3" 2>/dev/null || true
+    mkdir -p "$(dirname "$4")"
+    mv -T "$work/package" "$4" 2>/dev/null || true
 }
 
 # fetch_from_npm FOLDER PART [OPTION...]: fetches what FOLDER's package.json names, as its package-lock.json pins it.
@@ -234,9 +235,8 @@ fetch_wine() {
 
 setup_node() {  # pin (the prefix of its variables), system, package name
     local version=$1 folder=ZEB_$1_$2 hash=$1_$2_X64_SHA512
-    local NODE=${!version}
-    make_part "${!folder}" "fetch Node.js $NODE for $([ "$2" = WIN ] && echo Windows || echo Linux)" \
-        fetch_node "$3" "${!hash}" "${!folder}"
+    make_part "${!folder}" "fetch Node.js ${!version} for $([ "$2" = WIN ] && echo Windows || echo Linux)" \
+        fetch_node "$3" "${!version}" "${!hash}" "${!folder}"
 }
 
 setup_linux() {  # what native builds need
@@ -262,6 +262,11 @@ setup_windows() {  # what it takes to build and run Windows code
     [ -z "$ZEB_WINE_ROOT" ] ||
         make_part "$ZEB_WINE_ROOT" "fetch Wine from Debian's release $WINE_RELEASE (1 GB unpacked)" fetch_wine
     make_part "$ZEB_WINE_TEMPLATE" "make the Wine prefix template" "$ROOT/toolchain/wine/prefix" "$ZEB_WINE_TEMPLATE"
+}
+
+setup_package() {  # what makes and checks the package
+    setup_runtimes
+    make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_from_npm tests/package "$ZEB_PACKAGE_TOOLS"
 }
 
 setup_runtimes() {  # [release...]: the same for further releases of Node.js, by default all; the headers are in the Linux package

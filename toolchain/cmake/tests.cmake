@@ -107,13 +107,12 @@ function(zeb_add_script_test stem)
     set(command ${ZEB_NODE_LINUX}/bin/node)
     if(ZEB_SANITIZE)
       _zeb_sanitizer_runtime(runtime)  # Node.js is built without it, so its process must load the runtime first
-      # Only our code is checked, wherever it is called from, not what Node.js does among its own threads.
-      list(APPEND environment LD_PRELOAD=${runtime} ASAN_OPTIONS=detect_leaks=0
-        TSAN_OPTIONS=ignore_noninstrumented_modules=1)
+      list(APPEND environment LD_PRELOAD=${runtime})
       if(ZEB_SANITIZE STREQUAL "thread")
-        list(APPEND environment ZEB_STRESS=0.2)  # several times slower than the other sanitizers
+        # Only our code is checked, wherever it is called from, not what Node.js does among its own threads.
+        list(APPEND environment TSAN_OPTIONS=ignore_noninstrumented_modules=1)
       else()
-        list(APPEND environment ZEB_STRESS=0.5)
+        list(APPEND environment ASAN_OPTIONS=detect_leaks=0)
       endif()
     endif()
   endif()

@@ -33,13 +33,17 @@ void race(F&& body) {
     }
 }
 
+std::atomic<int> arrived{0};  // threads that are about to use the static
 std::atomic<int> made{0};
 std::atomic<int> refused{0};
 
 struct Slow {
     std::string text;
     explicit Slow(int failures) : text("made") {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));  // long enough for every thread to arrive
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (arrived < kThreads && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::yield();
+        }
         if (refused < failures) {
             ++refused;
             throw std::runtime_error("not yet");
@@ -49,11 +53,13 @@ struct Slow {
 };
 
 Slow& once() {
+    ++arrived;
     static Slow slow(0);
     return slow;
 }
 
 Slow& onceAfterFailures() {
+    ++arrived;
     static Slow slow(3);
     return slow;
 }
@@ -76,12 +82,12 @@ void checkThreads(Checks& checks) {
         checks.push_back({name, std::move(expected), std::move(actual)});
     };
 
-    made = 0;
+    made = arrived = 0;
     std::atomic<int> seen{0};
     race([&] { seen += once().text == "made"; });
     add("a raced static is made once", "1 8", std::to_string(made) + ' ' + std::to_string(seen));
 
-    made = refused = 0;
+    made = refused = arrived = 0;
     seen = 0;
     std::atomic<int> failures{0};
     race([&] {
