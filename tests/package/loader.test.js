@@ -184,7 +184,7 @@ describe('where there is no binary at all', () => {
         code: 'ERR_ZEBBRIDGE_UNAVAILABLE',
         message:
           `zebbridge has no binary for ${platform}-${arch} with module version 123; it runs on ` +
-          'win32-x64 in desktop runtimes with module version 123, Node.js 22, Node.js 24, Node.js 26.',
+          `win32-x64 in ${binaries.map(({ name }) => name).join(', ')}.`,
       };
       assert.deepStrictEqual(required, []);
       assert.deepStrictEqual(Object.keys(exports), [...Object.keys(components), 'shutdown', ...EXTRA]);

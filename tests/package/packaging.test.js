@@ -11,7 +11,7 @@ const { binaries, tarball } = require('./support/package.js');
 const { Image } = require('./support/pe.js');
 const { run, runInWindows } = require('./support/run.js');
 
-const ABI = '127'; // of the Windows Node.js that runs here
+const ABI = process.versions.modules; // the Windows Node.js that runs here is of the same release
 const REPORT = `console.log(supported, typeof hardware.getButtonState(MouseButton.Left));
 shutdown();`;
 const REQUIRE = `const { hardware, MouseButton, shutdown, supported } = require('zebbridge');\n${REPORT}`;
@@ -223,14 +223,14 @@ describe('an application', () => {
       );
     });
     test('because it is for another module version', () => {
-      const other = path.join(app.installed, 'prebuilds/win32-x64/zebbridge.abi137.node');
+      const other = path.join(app.installed, 'prebuilds/win32-x64', `zebbridge.abi${binaries.at(-1).abi}.node`);
       withImage(
         () => fs.copyFileSync(other, image()),
         () =>
           says(
             runInWindows([script()]),
             'ERR_ZEBBRIDGE_BINARY_FAILED',
-            /was built for another module version than this runtime's 127/,
+            new RegExp(`was built for another module version than this runtime's ${ABI}`),
           ),
       );
     });

@@ -12,15 +12,6 @@ const { binaries, manifest, root } = require('./support/package.js');
 // at run time.
 const SYSTEM = require('./system-imports.json');
 
-// The executables that the binaries are for, of which only the second runs here. The desktop runtime has the V8 of
-// Node.js 22 and therefore its exports.
-const HOSTS = {
-  123: process.env.ZEB_NODE_WIN,
-  127: process.env.ZEB_NODE_WIN,
-  137: process.env.ZEB_NODE24_WIN,
-  147: process.env.ZEB_NODE26_WIN,
-};
-
 const DYNAMIC_BASE = 0x40;
 const HIGH_ENTROPY = 0x20;
 const NX_COMPATIBLE = 0x100;
@@ -31,7 +22,7 @@ const GUARD_CONTINUATIONS = 0x400000;
 const CET_COMPATIBLE = 1;
 const SEARCH_SYSTEM32 = 0x800;
 
-for (const { abi, image: file } of binaries) {
+for (const { flavour, abi, image: file } of binaries) {
   describe(`the binary for module version ${abi}`, () => {
     const image = new Image(file);
 
@@ -52,7 +43,9 @@ for (const { abi, image: file } of binaries) {
     });
 
     test('finds everything it needs in its host', () => {
-      const offered = new Set(new Image(path.join(HOSTS[abi], 'bin/node.exe')).exports);
+      // The desktop runtime has the V8 of the first Node.js and therefore its exports.
+      const node = process.env[`ZEB_${flavour.toUpperCase()}_WIN`] ?? process.env.ZEB_NODE_WIN;
+      const offered = new Set(new Image(path.join(node, 'bin/node.exe')).exports);
       const { functions } = image.delayedImports.find(({ dll }) => dll === 'node.exe');
       assert.ok(functions.length > 50, `${functions.length} functions`);
       assert.deepStrictEqual(

@@ -5,7 +5,7 @@ const { execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const { test } = require('node:test');
-const { root } = require('./support/package.js');
+const { binaries, releases, root } = require('./support/package.js');
 
 const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
 const table = (name) => read(name).match(/^\| What ran \|.*\n(?:\|.*\n)+/m)[0];
@@ -31,9 +31,8 @@ function scriptTests() {
 
 test('the table of what ran where says what the lane "script" does', () => {
   const stems = scriptTests();
-  const all = stems[22].sort();
+  const all = stems[releases[0]].sort();
   assert.ok(all.length > 20, `${all.length} script tests`);
-  const releases = head.flatMap((name) => /^Node\.js (\d+)$/.exec(name)?.[1] ?? []);
   assert.deepStrictEqual(Object.keys(stems), releases);
   for (const release of releases) {
     assert.deepStrictEqual(stems[release].sort(), all, `Node.js ${release}`);
@@ -48,11 +47,54 @@ test('every lane of the table is there, and every runtime of the package is a co
   for (const [what, named] of rows) {
     for (const [, lane] of named.matchAll(/`(\w+)`/g)) assert.ok(lanes.includes(lane), `${what}: ${lane}`);
   }
-  const runtimes = [...read('lib/native.js').matchAll(/runtime: '([^']+)'/g)].map(([, name]) => name);
-  const columns = head.slice(2).map((name) => name.replace('desktop 123', 'desktop runtimes with module version 123'));
-  assert.deepStrictEqual(columns, runtimes);
+  assert.deepStrictEqual(
+    head.slice(2),
+    binaries.map(({ flavour, abi, release }) => (release ? `Node.js ${release}` : `${flavour} ${abi}`)),
+  );
 });
 
 test('README has the same table', () => {
   assert.strictEqual(table('README.md'), table('docs/decisions/flavours.md'));
+});
+
+// Files that cannot read toolchain/versions; lib/native.js is the business of loader.test.js.
+
+const oneLine = (name) => read(name).replace(/\s+(\* )?/g, ' ');
+const sentence = (list) => `${list.slice(0, -1).join(', ')} and ${list.at(-1)}`;
+const [desktop, ...nodes] = binaries;
+const PLACES = {
+  'docs/packaging.md':
+    `of Node.js ${sentence(releases)} are ${sentence(nodes.map(({ abi }) => abi))}. ` +
+    `Desktop runtimes with module version ${desktop.abi} use the binary ${desktop.abi}.`,
+  '.github/workflows/windows-check.yml': `node: [${releases.join(', ')}]`,
+  'tests/kit/check.cmd': `runtimes\\node${releases[0]}\\node.exe`,
+  'package.json': `"engines": { "node": "20 || ${releases.join(' || ')}" }`, // 20 is the desktop runtime's
+};
+for (const [file, text] of Object.entries(PLACES)) {
+  test(`${file} names every runtime`, () => assert.ok(oneLine(file).includes(text), `it does not say: ${text}`));
+}
+
+test('the table of flavours has every runtime', () => {
+  const listed = read('docs/decisions/flavours.md').matchAll(/^\| `(\w+)`.* \| (\d+) \| Node\.js (\d+)'s/gm);
+  assert.deepStrictEqual(
+    [...listed].map((row) => row.slice(1)),
+    binaries.map(({ flavour, abi, release = releases[0] }) => [flavour, abi, release]),
+  );
+});
+
+test('whoever lists releases of Node.js lists all of them, or all but the first', () => {
+  const known = [releases, releases.slice(1)].map((list) => `Node.js ${sentence(list)}`);
+  const files = execFileSync('git', ['ls-files', '*.md', '*.ts', '*.js', '*.yml'], { cwd: root, encoding: 'utf8' });
+  const found = files
+    .trim()
+    .split('\n')
+    .filter((file) => file !== 'CHANGELOG.md') // tells what was true of a version
+    .flatMap((file) => (oneLine(file).match(/Node\.js \d+(, \d+)* and \d+/g) ?? []).map((list) => ({ file, list })));
+  for (const page of ['README.md', 'index.d.ts', 'docs/testing.md', 'tests/kit/README.md'])
+    assert.ok(
+      found.some(({ file }) => file === page),
+      page,
+    );
+  const wrong = found.filter(({ list }) => !known.includes(list)).map(({ file, list }) => `${file}: ${list}`);
+  assert.deepStrictEqual(wrong, []);
 });

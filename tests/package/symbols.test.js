@@ -11,7 +11,7 @@ const { run, runInWindows } = require('./support/run.js');
 // The Windows Node.js runs each crash under our debugger, which notes where the fault happened. The PDB must give the
 // function for that place.
 describe('a crash, seen through the PDB', () => {
-  const { image, pdb } = binaries.find(({ abi }) => abi === '127');
+  const { image, pdb } = binaries.find(({ abi }) => abi === process.versions.modules);
   const helpers = path.join(process.env.ZEB_BUILD, 'node/desktop-control.node');
   let folder;
 

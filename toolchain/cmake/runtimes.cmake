@@ -1,6 +1,6 @@
-# The runtimes that Node add-ons are built for, and the add-ons. ZEB_FLAVOURS lists them:
+# The runtimes that Node add-ons are built for, and the add-ons. ZEB_FLAVOURS chooses from those in ../versions:
 #
-#   desktop      module version 123 with that runtime's V8 build flags: the product (Windows only)
+#   desktop      its own module version and that runtime's V8 build flags: the product (Windows only)
 #   node         the pinned Node.js's headers as they are: what the tests load
 #   node24 ...   further pinned releases; built only when one of their targets, such as runtime-24, is asked for
 #
@@ -9,10 +9,16 @@
 include_guard(GLOBAL)
 include(${CMAKE_CURRENT_LIST_DIR}/runtime_headers.cmake)
 
-if(ZEB_LINUX)
-  set(ZEB_FLAVOURS node CACHE STRING "the runtimes to build for")
-else()
-  set(ZEB_FLAVOURS desktop node CACHE STRING "the runtimes to build for")
+string(REGEX REPLACE ":[0-9]+" "" ZEB_ALL_FLAVOURS ${ZEB_RUNTIMES})
+string(REPLACE "," ";" ZEB_ALL_FLAVOURS ${ZEB_ALL_FLAVOURS})
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ZEB_TOOLCHAIN_DIR}/versions)
+set(ZEB_FLAVOURS "" CACHE STRING "the runtimes to build for; default: all those that this platform can build")
+if(NOT ZEB_FLAVOURS AND ZEB_CROSS)
+  set(ZEB_FLAVOURS ${ZEB_ALL_FLAVOURS})
+elseif(NOT ZEB_FLAVOURS AND ZEB_LINUX)
+  set(ZEB_FLAVOURS node)
+elseif(NOT ZEB_FLAVOURS)
+  set(ZEB_FLAVOURS desktop node)
 endif()
 set(ZEB_RUNTIME_HEADERS "" CACHE PATH "header set of the desktop runtime (include/node); default: Node.js's headers")
 set(ZEB_RUNTIME_LIB "" CACHE FILEPATH "node.lib of that runtime; default: looked for beside the headers")
@@ -80,7 +86,8 @@ foreach(_flavour IN LISTS ZEB_FLAVOURS)
       zeb_find_runtime_library(${ZEB_RUNTIME_HEADERS} ZEB_LIB_desktop)
     endif()
   elseif(_flavour STREQUAL "desktop")
-    set(_definitions NODE_EMBEDDER_MODULE_VERSION=123 V8_COMPRESS_POINTERS V8_COMPRESS_POINTERS_IN_SHARED_CAGE
+    string(REGEX MATCH "desktop:([0-9]+)" _ ${ZEB_RUNTIMES})
+    set(_definitions NODE_EMBEDDER_MODULE_VERSION=${CMAKE_MATCH_1} V8_COMPRESS_POINTERS V8_COMPRESS_POINTERS_IN_SHARED_CAGE
         V8_31BIT_SMIS_ON_64BIT_ARCH V8_ENABLE_SANDBOX)
   elseif(_flavour STREQUAL "node" AND ZEB_ENGINE)
     zeb_read_runtime_headers(${_headers} _definitions)

@@ -11,11 +11,25 @@ const tarball = path.join(folder, `zebbridge-${manifest.version}.tgz`);
 const symbols = path.join(folder, `zebbridge-${manifest.version}-symbols.tgz`);
 const sbom = path.join(folder, `zebbridge-${manifest.version}-sbom.cdx.json`);
 
-// One entry per binary: the module version, its image and its PDB.
-const binaries = ['123', '127', '137', '147'].map((abi) => ({
-  abi,
-  image: path.join(folder, 'content/prebuilds/win32-x64', `zebbridge.abi${abi}.node`),
-  pdb: path.join(folder, 'symbols', `abi${abi}`, 'zebbridge.pdb'),
-}));
+// One entry per runtime of toolchain/versions. Only a Node.js has a version and a release.
+const versions = fs.readFileSync(path.join(root, 'toolchain/versions'), 'utf8');
+const pinned = (name) => new RegExp(`^${name}=(.*)$`, 'm').exec(versions)?.[1];
+const binaries = pinned('RUNTIMES')
+  .split(',')
+  .map((runtime) => {
+    const [flavour, abi] = runtime.split(':');
+    const version = pinned(flavour.toUpperCase());
+    const release = version?.split('.')[0];
+    return {
+      flavour,
+      abi,
+      version,
+      release,
+      name: release ? `Node.js ${release}` : `desktop runtimes with module version ${abi}`,
+      image: path.join(folder, 'content/prebuilds/win32-x64', `zebbridge.abi${abi}.node`),
+      pdb: path.join(folder, 'symbols', `abi${abi}`, 'zebbridge.pdb'),
+    };
+  });
+const releases = binaries.flatMap(({ release }) => release ?? []);
 
-module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries };
+module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries, releases };
