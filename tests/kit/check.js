@@ -211,7 +211,9 @@ async function withButtonsAsFound(work) {
 async function main() {
   const args = process.argv.slice(2);
   const short = args.includes('--short');
-  const named = args.filter((each) => each !== '--short').map((each) => path.resolve(process.env.ZEB_KIT_CALLER || '.', each));
+  const named = args
+    .filter((each) => each !== '--short')
+    .map((each) => path.resolve(process.env.ZEB_KIT_CALLER || '.', each));
   const runtimes = named.length ? named : bundled();
   const begin = Date.now();
   tell(`zebbridge ${version}, checked on ${new Date(begin).toISOString()}${short ? ', the short way' : ''}`);

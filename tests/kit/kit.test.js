@@ -77,8 +77,7 @@ test('the workflow is one by the published schema', () => {
 
 test('the workflow runs what the kit has', () => {
   const text = fs.readFileSync(workflow, 'utf8');
-  assert.ok(text.includes(`node: [${releases.join(', ')}]`));
-  assert.match(text, /check\.cmd runtimes\\node\$\{\{ matrix\.node \}\}\\node\.exe/);
+  assert.match(text, /kit\\check\.cmd kit\\runtimes\\node\$\{\{ matrix\.node \}\}\\node\.exe/);
 });
 
 // ---- the rehearsal --------------------------------------------------------------------------------------------------
@@ -94,9 +93,10 @@ test('a rehearsal in a fresh Wine prefix', { timeout: 1_500_000 }, (t) => {
       '/c',
       `Z:${path.join(kit, 'check.cmd').replaceAll('/', '\\')}`,
       '--short',
-      `runtimes\\node${releases[0]}\\node.exe`,
+      `${name}\\runtimes\\node${releases[0]}\\node.exe`, // from the folder above, as the workflow does it
     ],
     {
+      cwd: work,
       env: {
         ...process.env,
         NODE_TEST_CONTEXT: undefined,
