@@ -3,11 +3,13 @@
 //
 //   node update-explained.js https://example.com/app.msix
 'use strict';
+const { windows } = require('zebbridge');
 const { applyUpdate, updateErrors, UpdateError } = require('zebbridge/updates');
 
 async function main(address) {
   const since = new Date();
   try {
+    windows.registerApplicationRestart(); // otherwise Windows does not restart the application after the update
     await applyUpdate(address); // if it succeeds, Windows closes the application
   } catch (error) {
     process.exitCode = 1;

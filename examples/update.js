@@ -2,7 +2,7 @@
 //
 //   node update.js https://example.com/app.msix
 'use strict';
-const { msix_auto_updater } = require('zebbridge');
+const { msix_auto_updater, windows } = require('zebbridge');
 
 msix_auto_updater.setErrorHandler((message) => {
   console.error('update failed:', message);
@@ -11,6 +11,7 @@ msix_auto_updater.setErrorHandler((message) => {
 
 const address = process.argv[2];
 try {
+  windows.registerApplicationRestart(); // otherwise Windows does not restart the application after the update
   msix_auto_updater.applyUpdate(address);
   console.log('updating from', address);
 } catch (error) {

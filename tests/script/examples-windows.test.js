@@ -9,7 +9,20 @@ const desktop = require('./support/desktop');
 const { runExample, startPiece } = require('./support/examples');
 
 const standins = JSON.stringify(path.join(__dirname, 'support', 'standins.js'));
-const scripted = (call) => ({ before: `const { winrt, eventlog } = require(${standins}); ${call}` });
+const scripted = (call) => ({ before: `const { winrt, eventlog, imports } = require(${standins}); ${call}` });
+
+// Windows restarts the application after an update only if the application has asked for it.
+const asksForARestart = async (name) => {
+  const { stdout } = await runExample(
+    name,
+    ['https://example.com/app.msix'],
+    scripted(`
+    imports.watch();
+    winrt.configure();
+    process.on('exit', () => console.log(imports.take().map(({ call }) => call).join()));`),
+  );
+  assert.match(stdout, /^RegisterApplicationRestart$/m);
+};
 
 describe('update.js', () => {
   before(() => winrt.install());
@@ -26,6 +39,8 @@ describe('update.js', () => {
       stderr: '',
     });
   });
+
+  test('asks for a restart', () => asksForARestart('update.js'));
 
   test('says why it failed', async () => {
     const { status, stderr } = await run(address, winrt.outcomes.errorText('0x80073CF3: in use'));
@@ -57,6 +72,8 @@ describe('update-explained.js', () => {
     eventlog.configure({ records: ${JSON.stringify(records)} });
     process.on('exit', () => console.log(eventlog.calls('EvtQuery').map(({ query }) => query).join()));`),
     );
+
+  test('asks for a restart', () => asksForARestart('update-explained.js'));
 
   test('says why it failed, with what the event log says', async () => {
     const { status, stdout, stderr } = await run(
