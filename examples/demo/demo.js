@@ -3,13 +3,14 @@
 'use strict';
 const path = require('node:path');
 const { drawTrail } = require('./trail');
+const { ButtonTransition, MouseButton } = require('../../lib/constants');
 const desktop = require('../../tests/script/support/desktop');
 const { until } = require('../../tests/script/support/until');
 const x11 = require('../../tests/script/support/x11');
 
 const zebbridge = require(path.join(process.env.ZEB_BUILD, 'node', 'zebbridge.node'));
 const BUTTONS = ['left', 'middle', 'right'];
-const TRANSITIONS = { 1: 'released', 2: 'pressed' };
+const TRANSITIONS = { [ButtonTransition.Released]: 'released', [ButtonTransition.Pressed]: 'pressed' };
 
 const trail = [];
 const transitions = [];
@@ -33,7 +34,7 @@ capture.setMotionEventCallback(({ offset, screenPoint }) => {
 });
 
 capture.setButtonsEventCallback((event) => {
-  for (const button of BUTTONS.filter((name) => event[name] !== 0)) {
+  for (const button of BUTTONS.filter((name) => event[name] !== ButtonTransition.None)) {
     transitions.push({ ...position(), button, transition: TRANSITIONS[event[button]] });
     console.log(`button  ${button} ${TRANSITIONS[event[button]]}`);
   }
@@ -62,7 +63,7 @@ async function movePointer() {
   await desktop.startCapturing(capture); // also makes Wine wake the input thread, as Windows does by itself
   const way = await movePointer();
   await until('the last event', () => transitions.length === 6 && travelled.x === way.x && travelled.y === way.y);
-  console.log(`left button is ${zebbridge.hardware.getButtonState(0) ? 'down' : 'up'}`);
+  console.log(`left button is ${zebbridge.hardware.getButtonState(MouseButton.Left) ? 'down' : 'up'}`);
   capture.stopCapturing();
 
   const picture = drawTrail(process.env.ZEB_DEMO_OUTPUT, trail, transitions);
