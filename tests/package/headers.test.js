@@ -70,8 +70,8 @@ for (const [variable, macro] of [
   });
 }
 
-test('a folder that is no header set, and one without a module version, are refused', () => {
-  assert.match(read(folder).text, /is no header set/);
+test('a folder that is not a header set, and one without a module version, are refused', () => {
+  assert.match(read(folder).text, /is not a header set/);
   assert.match(read(headerSet('versionless', {})).text, /names no node_module_version/);
 });
 

@@ -73,7 +73,7 @@ describe('an application that depends on the package', () => {
     assert.match(run(process.execPath, [write('resolve.js', text)], { cwd: app }).out, /zebbridge\.abi123\.node\n$/);
   });
 
-  test('loads it on this system and hears on first use why it does not work', () => {
+  test('loads it on this system and is told on first use why it does not work', () => {
     for (const [name, first] of [
       ['app.cjs', REQUIRE],
       ['app.mjs', IMPORT],

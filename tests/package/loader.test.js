@@ -164,7 +164,7 @@ describe('on win32-x64, loading fails', () => {
       'BINARY_FAILED',
       /does not start in this process: no such function: uv_async_init$/,
     ],
-    ['something that is no Error', 'thrown text', 'BINARY_FAILED', /thrown text$/],
+    ['something that is not an Error', 'thrown text', 'BINARY_FAILED', /thrown text$/],
   ];
   for (const [name, cause, code, message] of cases) {
     test(`with ${name}`, () => {

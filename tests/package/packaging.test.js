@@ -115,7 +115,7 @@ describe('an application', () => {
       assert.strictEqual(out, WORKS);
     });
 
-    test('hears what is wrong with its binaries inside', () => {
+    test('is told what is wrong with its binaries inside', () => {
       packed();
       fs.rmSync(app.path('app.archive.unpacked'), { recursive: true, force: true });
       const { err } = start();

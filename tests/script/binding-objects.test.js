@@ -33,7 +33,7 @@ test('a wrapper that the engine does not make: undefined, one record, the object
   assert.deepEqual(control.wrappedEnds(), ['destroy outside']);
 });
 
-test('what the engine throws when it does not make a wrapper, script sees after the record', () => {
+test('script sees what the engine throws when it makes no wrapper, after the log record', () => {
   control.recordLog();
   control.takeLog();
   takeEnds();
@@ -122,7 +122,7 @@ test('properties set by hostile scripts are not called for records and arrays', 
 });
 
 // The last test, because it takes the components away.
-test('a component that a method of it releases ends when the method has returned', () => {
+test('a component that is released by its own method ends when the method has returned', () => {
   const ended = control.endedProbes();
   assert.equal(
     probe.endedBy(() => {

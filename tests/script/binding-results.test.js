@@ -8,7 +8,7 @@ const FILE = 'src_native/common/include/common/v8binding/v8binding';
 const MARSHAL = 'src_native/common/include/common/v8binding/v8marshal';
 const UTILS = 'src_native/common/include/common/v8binding/v8utils';
 
-test('callbacks: null and undefined are none, everything else is kept', () => {
+test('null and undefined mean no callback, and any other value is kept', () => {
   for (const none of [null, undefined]) assert.equal(probe.mixed(0, 0, '', none), '0 0  none');
   for (const some of [() => {}, 0, false, '', 'text', {}, Symbol('s'), 1n, NaN]) {
     assert.equal(probe.mixed(0, 0, '', some), '0 0  callback');
@@ -31,7 +31,7 @@ test('a callback is called with its arguments and undefined as receiver', () => 
   ]);
 });
 
-test('what a callback throws is swallowed and later calls come all the same', () => {
+test('an exception in a callback is dropped, and later calls still come', () => {
   let calls = 0;
   probe.call(
     () => {
@@ -45,7 +45,7 @@ test('what a callback throws is swallowed and later calls come all the same', ()
   probe.call(class Uncallable {}, '', 1);
 });
 
-test('values that are no functions are called in vain', () => {
+test('a callback that is not a function does nothing', () => {
   for (const value of [0, 'text', {}, Symbol('s'), 1n, true]) assert.equal(probe.call(value, '', 2), undefined);
 });
 
@@ -97,7 +97,7 @@ test("the module's exceptions arrive as their message alone", () => {
   assertError(() => probe.throwModuleException('grüß 👋'), 'grüß 👋');
 });
 
-test('what script gets the message of alone was thrown where readers of dumps expect it', () => {
+test('an exception of the module carries the place where it was thrown', () => {
   assert.deepEqual(control.throwSites(), [
     'common::js_internal::initializeArguments::<lambda_1>::operator ()|' +
       'src_native/common/include/common/v8binding/v8binding|53',
@@ -139,7 +139,7 @@ test('a marshaller without a function is an assertion failure that names it', ()
 
 test("the empty text is the engine's own", () => assert.equal(control.emptyTextsAreTheEngines(), true));
 
-test('texts become strings with what is no UTF-8 replaced', () => {
+test('text becomes a string, with invalid UTF-8 replaced', () => {
   assert.equal(control.makeNarrow('grüß\u0007'), 'grüß\u0007');
   assert.equal(probe.utf8().codePointAt(8), 0xfffd);
 });

@@ -156,7 +156,7 @@ captureTest('a stack overflow inside a callback is dropped too', async (capture)
   await until('both', () => calls === 2);
 });
 
-captureTest('numbers and other values are accepted as callbacks and called in vain', async (capture) => {
+captureTest('a callback that is not a function is accepted and does nothing', async (capture) => {
   const recorder = desktop.record(capture);
   await desktop.startCapturing(capture);
   for (const value of [1, 'text', {}, Symbol('s'), 1n, true, class {}]) {
@@ -204,7 +204,7 @@ captureTest('a callback is kept alive while it is set, and released when it is n
   assert.equal(reference.deref(), undefined);
 });
 
-captureTest('keys are no pointer input', async (capture) => {
+captureTest('keys cause no pointer events', async (capture) => {
   const recorder = desktop.record(capture);
   await desktop.startCapturing(capture);
   addon.sendKey(0x41);

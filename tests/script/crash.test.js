@@ -140,7 +140,7 @@ test('the process stands still behind the box', { skip }, async () => {
   assert.equal(status, TERMINATED);
 });
 
-test('a method that throws what is no exception', { skip }, async () => {
+test('a method that throws something other than an exception', { skip }, async () => {
   const child = startScript(`${PROBE}${attempt('probe.probe.throwNumber(1)')}`);
   await dismissBox(
     child.pid,

@@ -99,7 +99,7 @@ test('null and undefined remove the handler', () => {
   assert.deepEqual(calls, []);
 });
 
-test('values that are no functions are accepted and never matter', () => {
+test('a handler that is not a function is accepted and does nothing', () => {
   for (const value of [1, 'text', {}, Symbol('s'), 1n, true, class {}]) {
     diagnostics.setLogHandler(value);
     writeRecord();

@@ -57,7 +57,7 @@ const ends = {
     'event\n',
   ],
   'a rejection in a callback': [capturing(`Promise.reject(new Error('own'));`), 1, 'event\n'],
-  'an exception in a callback is none': [
+  'an exception in a callback is dropped': [
     capturing(`setImmediate(() => process.exit(9)); throw new Error('dropped');`),
     9,
     'event\n',

@@ -278,7 +278,7 @@ test('shutdown in one reaches all of the isolate at once, and a second call does
     }
     all[0].free();
     all[2].run(() => harness.burst(10, 0, 0));
-    await until('the events of a capture, which is no component', () => all[2].run(() => events === 10));
+    await until('the events of a capture, which is not a component', () => all[2].run(() => events === 10));
     all[2].free();
     const again = load();
     assert.equal(

@@ -149,7 +149,7 @@ test("the system's swapped buttons", { skip }, async (t) => {
     assert.deepEqual(await consulted([0, 1, 2]), ['right', 'middle', 'left']);
   });
 
-  await t.test('leave numbers that name no button alone', async () => {
+  await t.test('do not affect numbers that name no button', async () => {
     assert.deepEqual(await consulted([7, -1]), ['left', 'left']);
   });
 

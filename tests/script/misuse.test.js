@@ -43,7 +43,7 @@ const strangers = {
   'an object with an empty field': control.stranger('empty'),
   'an object with a number in its field': control.stranger('number'),
   'an object with an unknown pointer': control.stranger('external'),
-  'an object with a pointer that is no External': control.stranger('aligned pointer'),
+  'an object with a pointer that is not an External': control.stranger('aligned pointer'),
   'an object with two fields': control.stranger('two fields'),
 };
 

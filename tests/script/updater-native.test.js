@@ -132,7 +132,7 @@ describe('the process', () => {
     { status: 7, stdout: 'failed\n' },
   );
   ends(
-    'waits for it in shutdown, whose report nobody hears',
+    'waits for it in shutdown, which drops its report',
     `
     platform.plan('text', 'unheard', 0, 300);
     updater.setErrorHandler(console.log);
@@ -163,7 +163,7 @@ describe('the process', () => {
     {},
   );
   ends(
-    'a disposed handler hears nothing, a late one nothing old',
+    'a disposed handler is not called, and a later one gets no old report',
     `
     platform.plan('text', 'unheard', 0, ${LONG});
     updater.setErrorHandler(console.log);

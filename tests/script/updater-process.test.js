@@ -59,7 +59,7 @@ describe('the process', () => {
     ['dispose drops, for good', "console.log(updater.dispose(), updater.dispose('again'));"],
   ]) {
     ends(
-      `a handler that ${how} hears nothing, and a later one nothing old`,
+      `a handler that ${how} is not called, and a later one gets no old report`,
       `
       ${clear && "updater.setErrorHandler((text) => console.log('heard', text));"}
       updater.applyUpdate(uri);

@@ -199,7 +199,7 @@ describe('the handler', () => {
     assert.deepStrictEqual(order, ['handler', 'tick', 'promise', 'immediate']);
   });
 
-  test('set while the update runs hears its report', async () => {
+  test('set while the update runs gets its report', async () => {
     const heard = [];
     winrt.deploymentsEnd({ ...errorText('late'), end: 'held' });
     updater.applyUpdate(uri);
@@ -246,7 +246,7 @@ describe('the handler', () => {
     assert.deepStrictEqual(heard, ['first', 'second']);
   });
 
-  test('that is no function hears nothing and breaks nothing', async () => {
+  test('that is not a function does nothing', async () => {
     for (const value of [42, 'text', {}, Symbol('s')]) {
       assert.strictEqual(updater.setErrorHandler(value), undefined);
       await silent(errorText('x'));

@@ -147,7 +147,7 @@ describe('setWindowPlacement', { skip: desktop.skip }, () => {
     );
   });
 
-  test('a handle that is no window changes nothing', () => {
+  test('a handle that is not a window changes nothing', () => {
     const dead = windows.open();
     windows.close(dead);
     for (const handle of [dead, 0, 0x7ffffff0]) {
@@ -244,7 +244,7 @@ describe('openExternalIgnoringAppLinking', () => {
   // Script could not handle a failing call of the Windows Runtime: the assertion's box appears, and the process ends.
   describe('what the runtime refuses ends the process', { skip: desktop.skip }, () => {
     const cases = {
-      'a text that is no address': ['not an address', {}],
+      'a text that is not an address': ['not an address', {}],
       'the empty text': ['', {}],
       'no Uri class': ['https://example.com', { activation: { Uri: { code: -2147221164 } } }],
       'no launcher options': ['https://example.com', { instance: { LauncherOptions: { code: -2147467259 } } }],

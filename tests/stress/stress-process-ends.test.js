@@ -110,7 +110,7 @@ const processes = {
     `capturing(() => { Promise.reject(new Error('own')); }); harness.burst(5000, 0, 0);`,
     1,
   ],
-  'an exception in a callback is none': [
+  'an exception in a callback is dropped': [
     `capturing(() => { setImmediate(() => process.exit(30)); throw new Error('no'); });
     harness.burst(5000, 0, 0);`,
     30,

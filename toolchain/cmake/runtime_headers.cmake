@@ -19,7 +19,7 @@ set(ZEB_V8_FLAGS
 # tested.
 function(zeb_read_runtime_headers dir result)
   if(NOT EXISTS ${dir}/config.gypi OR NOT EXISTS ${dir}/node.h)
-    message(FATAL_ERROR "${dir} is no header set: it has no config.gypi or no node.h")
+    message(FATAL_ERROR "${dir} is not a header set: it has no config.gypi or no node.h")
   endif()
   file(READ ${dir}/config.gypi gypi)
   if(NOT gypi MATCHES "['\"]node_module_version['\"]: *['\"]?([0-9]+)")

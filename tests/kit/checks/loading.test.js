@@ -84,7 +84,7 @@ test('with a binary that was cut off', async (t) => {
   assert.equal(await refusal(t, copy), 'ERR_ZEBBRIDGE_BINARY_FAILED');
 });
 
-test('with a binary that is no program', async (t) => {
+test('with a binary that is not a program', async (t) => {
   const copy = copyOfPackage(t, (file) => fs.writeFileSync(file, 'text'));
   assert.equal(await refusal(t, copy), 'ERR_ZEBBRIDGE_BINARY_FAILED');
 });

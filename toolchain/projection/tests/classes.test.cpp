@@ -260,7 +260,7 @@ TEST_F(Classes, UriIsMadeFromItsText) {
     EXPECT_FALSE(Uri{nullptr});
 }
 
-TEST_F(Classes, TextThatIsNoUriThrows) {
+TEST_F(Classes, TextThatIsNotAUriThrows) {
     EXPECT_THROW(Uri{L"page"}, winrt::hresult_invalid_argument);
     factories.clear();
     winrt::clear_factory_cache();

@@ -49,7 +49,7 @@ TEST(CrtAllocator, looksAtNoDescriptor) {
     allocator->deallocate(nullptr, {16, 1});
 }
 
-TEST(CrtAllocator, queryAnswersTheClassWhichIsNoInterface) {
+TEST(CrtAllocator, queryReturnsTheClassAlthoughItIsNotAnInterface) {
     CrtAllocator* const allocator = CrtAllocator::shared();
     EXPECT_EQ(allocator->query(typeid(CrtAllocator)), allocator);
     EXPECT_EQ(allocator->query(typeid(Allocator)), static_cast<Allocator*>(allocator));

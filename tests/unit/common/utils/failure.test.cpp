@@ -73,7 +73,7 @@ TEST(Exception, fullTextIsMadeOnce) {
     EXPECT_STREQ(failure.fullText(), "src_native/bridge/thing(12):It failed");
 }
 
-TEST(Exception, itsTextsAreNoFormats) {
+TEST(Exception, itsTextsAreNotFormats) {
     EXPECT_STREQ(DefaultException({"{0}", "%1", 3}, "{1}%%{abc}", 0).fullText(), "%1(3):{1}%%{abc}");
 }
 
@@ -208,7 +208,7 @@ TEST_F(Assertion, emptyTextsLeaveTheFrame) {
     EXPECT_EQ(raise({}, nullptr, nullptr, "").text, "\nASSERTION FAILURE: \n\nCallee:() in module:()\n(0):\n");
 }
 
-TEST_F(Assertion, itsTextsAreNoFormats) {
+TEST_F(Assertion, itsTextsAreNotFormats) {
     EXPECT_EQ(raise({"%1", "{0}", 1}, nullptr, "{abc}", "100%% {").text,
               "\nASSERTION FAILURE: {abc}\n\nCallee:(%1) in module:()\n{0}(1):100%% {\n");
 }

@@ -75,7 +75,7 @@ TEST_F(EnvironmentObserverTest, oneThatIsToldMayDestroyItselfAndOthersAndMakeNew
     EXPECT_EQ(m_told, "cbl");
 }
 
-TEST_F(EnvironmentObserverTest, withoutAnEnvironmentThereIsNothingToHear) {
+TEST_F(EnvironmentObserverTest, withoutAnEnvironmentNothingIsTold) {
     const Observer alone(nullptr, noting('a'));
     m_observers.notifyEnd();
     EXPECT_EQ(m_told, "");
