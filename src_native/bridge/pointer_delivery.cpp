@@ -44,7 +44,7 @@ constexpr std::size_t countFields() {
 }
 
 constexpr std::size_t kFields = countFields();
-static_assert(sizeof(Record) == kFields * sizeof(std::int32_t), "the script reads records as they lie in memory");
+static_assert(sizeof(Record) == kFields * sizeof(std::int32_t), "the script reads pointer records as memory");
 
 // Empty if the thread is being terminated.
 v8::MaybeLocal<v8::Function> compile(v8::Isolate* isolate, v8::Local<v8::Context> context) {

@@ -40,8 +40,8 @@ struct PointerCapture : virtual IRefCounted {
 /// Queues the driver's pointer records on the input thread and passes them to the callbacks on the script thread.
 ///
 /// A pointer record becomes a motion event if its offset is not (0, 0), then a buttons event if a button changed. Each
-/// drain delivers the records in order; what a callback throws is ignored. If a callback runs the event loop itself,
-/// the records after its own are delivered there, in the same order.
+/// drain delivers the pointer records in order; what a callback throws is ignored. If a callback runs the event loop
+/// itself, the pointer records after its own are delivered there, in the same order.
 /// The object keeps the event loop running while it captures and until what it has read is delivered. An idle object
 /// does not.
 /// Destroyed when its wrapper has been garbage-collected. That ends the component's running capture, even if another
@@ -91,7 +91,7 @@ private:
     // drain swaps with m_pending's.
     std::vector<RawInputDriver::PointerData> m_taken;
     PointerDelivery::Position m_next;
-    PointerDelivery* m_delivery = nullptr;  // delivers for this object right now, from record m_next on
+    PointerDelivery* m_delivery = nullptr;  // delivers for this object right now, from m_next on
     bool m_hasHandler = false;              // the driver has a handler of this object
     bool m_isClosed = false;
     // After a stop, until what was read is delivered, because script may have lost the wrapper by then.

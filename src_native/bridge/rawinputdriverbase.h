@@ -24,7 +24,7 @@ public:
     void releasePointerCapture() override;
     bool isPointerCaptured() override;
 
-    /// Passes a copy of `record` to the handler, if one is installed. Input thread.
+    /// Passes a copy of the pointer record to the handler, if one is installed. Input thread.
     void dispatchPointerData(const PointerData& record);
 
 private:

@@ -77,8 +77,8 @@ public:
 
 }  // namespace common_internal
 
-/// Receives assertion failures instead of the default report, which ends the process. The process has at most one
-/// handler.
+/// Receives assertion failures instead of the default assertion report, which ends the process. The process
+/// has at most one handler.
 class AssertionHandler {
 public:
     AssertionHandler() = default;
@@ -95,12 +95,12 @@ public:
 /// may fail.
 void setAssertionHandler(std::unique_ptr<AssertionHandler> handler);
 
-/// Reports a broken invariant. With a handler installed, calls it and returns. Without one, it sends the report to the
-/// debugger and stops there if one is attached, shows the report in a message box with the caption "FAILURE", and ends
-/// the process with `std::terminate`.
+/// Reports a broken invariant. With a handler installed, calls it and returns. Without one, it sends the assertion
+/// report to the debugger and stops there if one is attached, shows it in a message box with the caption "FAILURE", and
+/// ends the process with `std::terminate`.
 ///
-/// `module` is null everywhere in this module, and the report then shows empty parentheses for it. Any other value is
-/// shown as "unknown", because the report cannot tell modules apart.
+/// `module` is null everywhere in this module, and the assertion report then shows empty parentheses for it. Any other
+/// value is shown as "unknown", because the assertion report cannot tell modules apart.
 /// Any thread. The message box blocks the thread that failed.
 void raiseAssertionFailure(const SourceLocation& location, const char* module, const char* expression,
                            const std::string& message);

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What a failure report needs from the operating system. Each platform's folder defines these functions, and the build
-/// chooses the folder. Any thread may call them.
+/// What an assertion report needs from the operating system. Each platform's folder defines these functions, and the
+/// build chooses the folder. Any thread may call them.
 namespace common::platform {
 
 /// True while a debugger is attached to the process.

@@ -98,7 +98,7 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
 
 namespace js {
 
-// The handlers find out what kind of failure it is, because the Windows build has no dynamic_cast.
+// The handlers find out what kind of failure it is, because dynamic_cast would be one more import of the C runtime.
 void throwScriptError(v8::Isolate* isolate, const std::exception& failure) {
     const v8::Local<v8::Value> error = v8::Exception::Error(makeStr(isolate, std::string_view(failure.what())));
     try {

@@ -25,7 +25,7 @@ std::wstring wideFromSystemCodePage(const std::string& text) {
 
 std::string systemErrorText(std::uint32_t code) {
     constexpr DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    // One language for all users, because others read these texts in error reports.
+    // One language for all users, because others read these texts in bug reports.
     constexpr DWORD language = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
     char* allocated = nullptr;
     const DWORD length =
