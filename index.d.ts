@@ -33,8 +33,8 @@
  * capture.setMotionEventCallback(({ offset, screenPoint }) => console.log(offset, screenPoint));
  * capture.startCapturing();
  * setTimeout(() => {
- *     capture.stopCapturing();
- *     shutdown();
+ *   capture.stopCapturing();
+ *   shutdown();
  * }, 5000);
  */
 
@@ -154,7 +154,7 @@ export interface Hardware {
    * const { ButtonTransition, hardware } = require('zebbridge');
    * const capture = hardware.capturePointer();
    * capture.setButtonsEventCallback(({ left }) => {
-   *     if (left === ButtonTransition.Pressed) capture.stopCapturing();
+   *   if (left === ButtonTransition.Pressed) capture.stopCapturing();
    * });
    * capture.startCapturing();
    */
@@ -289,9 +289,9 @@ export interface MsixAutoUpdater {
    * @example
    * const { msix_auto_updater } = require('zebbridge');
    * const records = msix_auto_updater.getUpdateErrors(`
-   *     <QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Operational">
-   *         <Select>*[System[(Level=2) and TimeCreated[timediff(@SystemTime) &lt;= 86400000]]]</Select>
-   *     </Query></QueryList>`);
+   *   <QueryList><Query Path="Microsoft-Windows-AppXDeploymentServer/Operational">
+   *     <Select>*[System[(Level=2) and TimeCreated[timediff(@SystemTime) &lt;= 86400000]]]</Select>
+   *   </Query></QueryList>`);
    */
   getUpdateErrors(query: string): string[];
 

@@ -1,8 +1,8 @@
 /**
  * Raw pointer input for any number of listeners: a friendly layer over `hardware.capturePointer()`.
  *
- * All streams of a thread share one native capture. The first start begins it, and the last stop ends it. A running
- * capture keeps the process alive, and garbage collection does not end it.
+ * All streams of an environment (the main thread, a worker, a window) share one native capture. The first start begins
+ * it, and the last stop ends it. A running capture keeps the process alive, and garbage collection does not end it.
  *
  * The module loads on every system. If the native part is missing, `start()` throws an error that says why.
  *
@@ -13,7 +13,7 @@
  * const pointer = new PointerStream();
  * pointer.on('motion', ({ offset, screenPoint }) => console.log(offset, screenPoint));
  * pointer.on('buttons', ({ middle }) => {
- *     if (middle === ButtonTransition.Pressed) pointer.stop();
+ *   if (middle === ButtonTransition.Pressed) pointer.stop();
  * });
  * pointer.start();
  */
@@ -133,12 +133,12 @@ export class PointerStream {
    * const { PointerStream } = require('zebbridge/pointer');
    *
    * async function follow(turn, signal) {
-   *     const pointer = new PointerStream();
-   *     pointer.start();
-   *     for await (const event of pointer.events({ signal })) {
-   *         if (event.type === 'motion') turn(event.offset);
-   *         if (event.type === 'dropped') turn(event.offset); // the loop was too slow: their sum
-   *     }
+   *   const pointer = new PointerStream();
+   *   pointer.start();
+   *   for await (const event of pointer.events({ signal })) {
+   *     if (event.type === 'motion') turn(event.offset);
+   *     if (event.type === 'dropped') turn(event.offset); // the loop was too slow: their sum
+   *   }
    * }
    * follow(({ x }) => console.log('turned by', x));
    */

@@ -5,12 +5,14 @@
  * The module loads on every system. If the native part is missing, its functions reject with an error that says why.
  *
  * @example
+ * const { windows } = require('zebbridge');
  * const { applyUpdate, updateErrors } = require('zebbridge/updates');
  *
+ * windows.registerApplicationRestart(); // otherwise Windows does not restart the application
  * applyUpdate('https://example.com/app.msix').catch(async (error) => {
- *     console.error(error.message, error.code); // for example '0x80073CF3'
- *     const [last] = await updateErrors({ limit: 1 });
- *     if (last) console.error(last.time, last.text);
+ *   console.error(error.message, error.code); // for example '0x80073CF3'
+ *   const [last] = await updateErrors({ limit: 1 });
+ *   if (last) console.error(last.time, last.text);
  * });
  */
 
@@ -36,7 +38,8 @@ export interface UpdateSignal {
 export interface ApplyUpdateOptions {
   /**
    * Stops waiting and rejects with an error whose `name` is "AbortError", whose `code` is "ABORT_ERR" and whose `cause`
-   * is the signal's reason. Windows continues an update that has begun, and no other update starts until it has failed.
+   * is the signal's reason. Windows continues an update that has begun, and the environment starts no other until it has
+   * failed.
    */
   signal?: UpdateSignal | undefined;
   /** Schemes to accept in addition to `http`, `https` and `file`, without their colons. */
@@ -47,9 +50,9 @@ export interface ApplyUpdateOptions {
  * Has Windows update the application's package. The promise never resolves, because Windows closes the application when
  * the update succeeds. A running update keeps the process alive.
  *
- * One update runs at a time; a second call rejects at once with `code` "ERR_ZEBBRIDGE_UPDATE_RUNNING". This function
- * cannot tell an update that succeeded and left the application running from one that still runs, so no other update
- * starts after it.
+ * An environment (the main thread, a worker or a window) runs one update at a time: a second call rejects at once with
+ * `code` "ERR_ZEBBRIDGE_UPDATE_RUNNING". This function cannot tell an update that succeeded and left the application
+ * running from one that still runs, so the environment starts no other update after it.
  *
  * While an update runs, this function uses `msix_auto_updater.setErrorHandler`. Afterwards no handler is set.
  *

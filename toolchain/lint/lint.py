@@ -4,6 +4,7 @@
   format     C++ sources are formatted as clang-format does it
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in their layers
   scripts    JavaScript and TypeScript are formatted, and the linter finds nothing; see biome.json
+  snippets   the same for the scripts on the pages and in the examples of the types
   shell      shellcheck finds nothing; see .shellcheckrc
   catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no address of a package registry, nothing that only its authors understand
@@ -18,8 +19,10 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -42,11 +45,43 @@ def check_format(llvm):
     return [f'{name}: not formatted' for name in wrong] + ['to fix: ./zeb format']
 
 
-def check_scripts(tools):
+def run_biome(tools, folder, *options):
     biome = tools / 'node_modules/@biomejs/cli-linux-x64/biome'
-    done = subprocess.run([biome, 'ci', '--error-on-warnings', '--colors=off', '--max-diagnostics=50'], cwd=ROOT,
-                          capture_output=True, text=True)
-    return (done.stdout + done.stderr).splitlines() + ['to fix: ./zeb format'] if done.returncode else []
+    done = subprocess.run([biome, 'ci', '--error-on-warnings', '--colors=off', '--max-diagnostics=50', *options],
+                          cwd=folder, capture_output=True, text=True)
+    return (done.stdout + done.stderr).splitlines() if done.returncode else []
+
+
+def check_scripts(tools):
+    errors = run_biome(tools, ROOT)
+    return errors and errors + ['to fix: ./zeb format']
+
+
+SCRIPT_ON_PAGE = re.compile(r'^```([jt]s)\n(.*?)^```$', re.M | re.S)
+EXAMPLE_IN_TYPES = re.compile(r'^ *\* @(example)\n(.*?)^ *\*/', re.M | re.S)
+
+
+def snippets():
+    """(name, text) of each script on a page or in the types. The name tells where it starts."""
+    for name in tracked('.md', '.d.ts'):
+        text = (ROOT / name).read_text(encoding='utf-8')
+        for found in (SCRIPT_ON_PAGE if name.endswith('.md') else EXAMPLE_IN_TYPES).finditer(text):
+            kind, script = found.groups()
+            if kind == 'example':
+                script = re.sub(r'^ *\* ?', '', script, flags=re.M)
+            line = text.count('\n', 0, found.start()) + 2
+            yield f'{name}/line-{line}.{"ts" if kind == "ts" else "js"}', script
+
+
+def check_snippets(tools):
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        shutil.copy(ROOT / 'biome.json', folder)
+        for path, script in snippets():
+            (folder / path).parent.mkdir(parents=True, exist_ok=True)
+            (folder / path).write_text(script, encoding='utf-8')
+        # No checkout; and what a script defines, its reader uses.
+        return run_biome(tools, folder, '--vcs-enabled=false', '--skip=correctness/noUnusedVariables')
 
 
 def check_shell():
@@ -210,6 +245,7 @@ def main():
         'format': lambda: check_format(llvm),
         'layers': check_layers,
         'scripts': lambda: check_scripts(tools),
+        'snippets': lambda: check_snippets(tools),
         'shell': check_shell,
         'catches': check_catches,
         'words': check_words,
