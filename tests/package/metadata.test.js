@@ -9,6 +9,7 @@ const os = require('node:os');
 const path = require('node:path');
 const { after, before, describe, test } = require('node:test');
 const { App, tools } = require('./support/app.js');
+const { deadLinks } = require('./support/links.js');
 const { binaries, folder, manifest, root, sbom, tarball } = require('./support/package.js');
 const { run } = require('./support/run.js');
 
@@ -52,25 +53,8 @@ describe('the tarball', () => {
   });
 
   test('has no link that leads nowhere', () => {
-    const anchors = (text) =>
-      [...text.matchAll(/^#+ (.*)$/gm)].map(([, title]) =>
-        title
-          .toLowerCase()
-          .replace(/[^\w -]/g, '')
-          .replace(/ /g, '-'),
-      );
-    const dead = [];
-    for (const page of fs.readdirSync(app.installed, { recursive: true }).filter((name) => name.endsWith('.md'))) {
-      const text = fs.readFileSync(path.join(app.installed, page), 'utf8').replace(/```.*?```/gs, '');
-      for (const [, link] of text.matchAll(/\]\(([^)\s]+)\)/g)) {
-        if (/^https?:/.test(link)) continue;
-        const [file, anchor] = link.split('#');
-        const target = file ? path.join(app.installed, path.dirname(page), file) : path.join(app.installed, page);
-        if (!fs.existsSync(target) || (anchor && !anchors(fs.readFileSync(target, 'utf8')).includes(anchor)))
-          dead.push(`${page}: ${link}`);
-      }
-    }
-    assert.deepStrictEqual(dead, []);
+    for (const page of fs.readdirSync(app.installed, { recursive: true }).filter((name) => name.endsWith('.md')))
+      assert.deepStrictEqual(deadLinks(path.join(app.installed, page)), [], page);
   });
 
   test('has a manifest without what only the checkout can run', () => {

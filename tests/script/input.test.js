@@ -6,6 +6,7 @@ const { zebbridge } = require('./support/zebbridge');
 const { startScript } = require('./support/processes');
 const { until } = require('./support/until');
 const desktop = require('./support/desktop');
+const { CLICKS, MOVES } = require('./support/captures');
 const x11 = require('./support/x11');
 
 const { hardware } = zebbridge;
@@ -38,19 +39,9 @@ test.after(() => {
 
 test('moves by known amounts', { skip }, async () => {
   await place(600, 400);
-  const path = [
-    [7, 2],
-    [-3, 5],
-    [0, 1],
-    [1, 0],
-    [-20, -15],
-    [100, 0],
-    [0, -100],
-    [-85, 107],
-  ];
   const expected = [];
   const at = { x: 600, y: 400 };
-  for (const [x, y] of path) {
+  for (const [x, y] of MOVES) {
     await x11.move(x, y);
     at.x += x;
     at.y += y;
@@ -66,14 +57,7 @@ test('clicks of each button', { skip }, async () => {
   await place(600, 400);
   for (const button of [1, 2, 3]) await x11.click(button);
   await until('the clicks', () => recorder.events.length >= 6);
-  assert.deepEqual(recorder.events, [
-    [2, 0, 0],
-    [1, 0, 0],
-    [0, 2, 0],
-    [0, 1, 0],
-    [0, 0, 2],
-    [0, 0, 1],
-  ]);
+  assert.deepEqual(recorder.events, CLICKS);
 });
 
 test('wheel and further buttons give nothing', { skip }, async () => {

@@ -4,7 +4,7 @@ const assert = require('node:assert/strict');
 const test = require('node:test');
 const { zebbridge, collect } = require('../../script/support/zebbridge');
 const desktop = require('../../script/support/desktop');
-const { settled: allArrived } = require('../../script/support/captures');
+const { settled: allArrived, CLICKS, MOVES } = require('../../script/support/captures');
 const { until, turn, short, wine, runScript, note } = require('../support/kit');
 
 const { hardware } = zebbridge;
@@ -51,24 +51,14 @@ function inputCheck(name, run, options = {}) {
 inputCheck(
   'motion arrives with the offsets that were sent, in order',
   async (t) => {
-    const moves = [
-      [7, 2],
-      [-3, 5],
-      [0, 1],
-      [1, 0],
-      [-20, -15],
-      [100, 0],
-      [0, -100],
-      [-85, 107],
-    ];
-    for (const [index, [x, y]] of moves.entries()) {
+    for (const [index, [x, y]] of MOVES.entries()) {
       mouse(MOUSE.move, x, y);
       await until('the motion', () => recorder.motions().length > index);
     }
     await settled();
     assert.deepEqual(
       recorder.events.map(({ x, y }) => [x, y]),
-      moves,
+      MOVES,
     );
     assert.deepEqual(recorder.events.at(-1).screen, addon.cursor());
     note(
@@ -84,14 +74,7 @@ inputCheck('buttons, each with its press and release', async () => {
   for (const flags of [MOUSE.leftDown, MOUSE.leftUp, MOUSE.middleDown, MOUSE.middleUp, MOUSE.rightDown, MOUSE.rightUp])
     mouse(flags);
   await settled();
-  assert.deepEqual(recorder.events, [
-    [2, 0, 0],
-    [1, 0, 0],
-    [0, 2, 0],
-    [0, 1, 0],
-    [0, 0, 2],
-    [0, 0, 1],
-  ]);
+  assert.deepEqual(recorder.events, CLICKS);
 });
 
 inputCheck(

@@ -12,6 +12,28 @@ const { addon, mouse, MOUSE, KEY, skip } = desktop;
 const kept = [];
 const newCapture = () => kept[kept.push(hardware.capturePointer()) - 1];
 
+// A path of the pointer in single steps, long ones and turns. It ends where it begins.
+const MOVES = [
+  [7, 2],
+  [-3, 5],
+  [0, 1],
+  [1, 0],
+  [-20, -15],
+  [100, 0],
+  [0, -100],
+  [-85, 107],
+];
+
+// What is recorded of a click of each button: left, middle, right.
+const CLICKS = [
+  [2, 0, 0],
+  [1, 0, 0],
+  [0, 2, 0],
+  [0, 1, 0],
+  [0, 0, 2],
+  [0, 0, 1],
+];
+
 function clickMiddle() {
   mouse(MOUSE.middleDown);
   mouse(MOUSE.middleUp);
@@ -49,6 +71,8 @@ module.exports = {
   LEFT_UP: [1, 0, 0],
   MIDDLE_DOWN: [0, 2, 0],
   MIDDLE_UP: [0, 1, 0],
+  MOVES,
+  CLICKS,
   newCapture,
   clickMiddle,
   send,
