@@ -103,6 +103,17 @@ test('its wrapped objects are disposed and released, once', () =>
     assert.deepEqual(takeEnds(), ['dispose inside', 'destroy inside']);
   }));
 
+test('a garbage collection while it ends does not destroy an object that is being told', () =>
+  ends(() => {
+    const [stays, goes] = [create(environments.probe), create(environments.probe)];
+    const takeEnds = () => [...stays.run(() => require(file).control.wrappedEnds())];
+    goes.run(() => {
+      globalThis.kept = require(file).probe.wrapped(4);
+    });
+    goes.free();
+    assert.deepEqual(takeEnds(), ['collected inside', 'destroy inside']);
+  }));
+
 test('nothing at all is held after the last', () =>
   ends(async () => {
     const nothing = { blocks: 0, asyncHandles: 0, threads: 0, handles: 0, deployments: 0 };

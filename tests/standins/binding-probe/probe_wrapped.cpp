@@ -7,6 +7,7 @@
 #include "common/com/disposable.h"
 #include "common/com/shared_state.h"
 #include "common/utils/log.h"
+#include "common/v8binding/environment.h"
 #include "common/v8binding/weak_reference_holder.h"
 
 namespace probe {
@@ -51,6 +52,27 @@ public:
     }
 };
 
+class Collecting : public Wrapped, public V8WeakReferenceHolder, private common::js::EnvironmentObserver {
+public:
+    using Interfaces = TypeList<Wrapped, V8WeakReferenceHolder>;
+    Collecting()
+        : EnvironmentObserver(common::js::Environment::running(v8::Isolate::GetCurrent())),
+          m_context(v8::Isolate::GetCurrent(), v8::Isolate::GetCurrent()->GetCurrentContext()) {}
+    ~Collecting() override { note("destroy"); }
+    std::int32_t value() override { return 4; }
+    void onEnvironmentEnd() noexcept override {
+        v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+        const v8::Local<v8::Context> context = m_context.Get(isolate);
+        const v8::Local<v8::String> name = v8::String::NewFromUtf8Literal(isolate, "kept");
+        static_cast<void>(context->Global()->Delete(context, name));
+        isolate->LowMemoryNotification();
+        note("collected");
+    }
+
+private:
+    v8::Global<v8::Context> m_context;
+};
+
 }  // namespace
 
 common::ComPtr<Wrapped> makeWrapped(WrappedKind kind) {
@@ -63,6 +85,8 @@ common::ComPtr<Wrapped> makeWrapped(WrappedKind kind) {
             return common::makeInstance<WithoutHolder, common::StrictSingleThreadRC>();
         case WrappedKind::disposable:
             return common::makeInstance<DisposableObject, common::StrictSingleThreadRC>();
+        case WrappedKind::collecting:
+            return common::makeInstance<Collecting, common::StrictSingleThreadRC>();
     }
     return {};
 }

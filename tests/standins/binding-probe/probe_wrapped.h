@@ -16,12 +16,13 @@ struct Wrapped : virtual IRefCounted {
     static common::js::MethodTable methods();
 };
 
-enum class WrappedKind : std::int32_t { none, plain, withoutHolder, disposable };
+/// When a `collecting` one hears that its environment ends, it deletes script's global `kept` and collects garbage.
+enum class WrappedKind : std::int32_t { none, plain, withoutHolder, disposable, collecting };
 
 /// Empty for `none` and for unknown kinds.
 common::ComPtr<Wrapped> makeWrapped(WrappedKind kind);
 
-/// What wrapped objects recorded when they ended: "dispose inside", "destroy outside" and so on, where "inside" means
+/// What wrapped objects recorded at an end: "dispose inside", "destroy outside" and so on, where "inside" means
 /// inside a weak callback. Empties the list.
 std::vector<std::string> takeWrappedEnds();
 
