@@ -8,8 +8,9 @@
   shell      shellcheck finds nothing; see .shellcheckrc
   catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no address of a package registry, nothing that only its authors understand
-  tidy       clang-tidy over the product, the projection's headers in it, the start-up code and the system's stand-ins,
-             each as the first build that has it compiles it and with the nearest .clang-tidy; results are kept in CACHE
+  tidy       clang-tidy over the product, the projection's headers in it, the start-up code, the stand-ins and the add-ons
+             for tests, each as the first build that has it compiles it and with the nearest .clang-tidy; results are kept
+             in CACHE
 
 Each check is one case; "passed failed skipped" is appended to TOTALS.
 """
@@ -173,8 +174,7 @@ def check_words():
     return errors
 
 
-TIDY = [ROOT / folder for folder in ('src_native', 'tests/standins/Linux', 'tests/standins/Windows',
-                                    'toolchain/sysroot/runtime')]
+TIDY = [ROOT / folder for folder in ('src_native', 'tests/standins', 'toolchain/sysroot/runtime')]
 
 
 def tidy_jobs(build):

@@ -6,9 +6,9 @@
 #define GLOBALIZE "?GlobalizeReference@api_internal@v8@@YAPEA_KPEAVIsolate@internal@2@_K@Z"
 #define DISPOSE "?DisposeGlobal@api_internal@v8@@YAXPEA_K@Z"
 #define SELF_CLEARING "?MakeWeak@api_internal@v8@@YAXPEAPEA_K@Z"
-#define INTERPOSE(variable, name, function)                           \
-    extern decltype(&function) const variable __asm__("__imp_" name); \
-    decltype(&function) const variable = &function
+#define INTERPOSE(variable, name, function)                             \
+    extern decltype(&(function)) const variable __asm__("__imp_" name); \
+    decltype(&(function)) const variable = &function
 
 extern "C" {
 
