@@ -1,6 +1,5 @@
 #include "bridge/pointer_delivery.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <string_view>
@@ -118,11 +117,12 @@ void PointerDelivery::interrupt() noexcept {
 }
 
 PointerDelivery::Position PointerDelivery::position() const noexcept {
+    // A debugger can take the memory away or write anything there. Then the position is lost, and with it what is left
+    // of these pointer records.
     const std::int32_t* const head = memory();
-    if (head == nullptr) return {m_count, false};  // the position is lost
-    // A debugger can write there too.
-    const auto record = static_cast<std::size_t>(std::max(head[kRecord], 0));
-    return {std::min(record, m_count), record < m_count && head[kIsMotionDone] != 0};
+    const std::size_t record = head == nullptr ? m_count : static_cast<std::size_t>(head[kRecord]);
+    if (record >= m_count) return {m_count, false};
+    return {record, head[kIsMotionDone] != 0};
 }
 
 std::unique_ptr<PointerDelivery> PointerDeliveries::take(v8::Isolate* isolate) {
