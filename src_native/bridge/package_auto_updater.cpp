@@ -122,7 +122,6 @@ void WindowsPackageAutoUpdater::dispose() { m_errorHandler.reset(); }
 
 void WindowsPackageAutoUpdater::onUpdateSignal(uv_async_t* handle) {
     const auto* const ended = static_cast<Update*>(handle->data);
-    if (ended == nullptr) return;
     const v8::HandleScope scope(v8::Isolate::GetCurrent());
     WindowsPackageAutoUpdater& updater = ended->updater();
     if (updater.environment() != nullptr && updater.environment()->isScriptRefused()) {

@@ -153,7 +153,7 @@ void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
 }
 
 void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
-    if (auto* const capture = static_cast<PointerCaptureImpl*>(handle->data)) capture->drain();
+    static_cast<PointerCaptureImpl*>(handle->data)->drain();
 }
 
 void PointerCaptureImpl::drain() {

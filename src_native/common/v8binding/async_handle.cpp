@@ -13,7 +13,6 @@ struct OwnedAsyncHandle {
 }  // namespace
 
 void AsyncHandleCloser::operator()(uv_async_t* handle) const noexcept {
-    handle->data = nullptr;
     uv_close(reinterpret_cast<uv_handle_t*>(handle), [](uv_handle_t* closed) {
         const std::unique_ptr<OwnedAsyncHandle> owned(reinterpret_cast<OwnedAsyncHandle*>(closed));
         owned->maker->handleClosed();

@@ -76,7 +76,6 @@ void Environment::releaseWrappers() noexcept {
 
 void Environment::onRequest(uv_async_t* handle) {
     auto* const environment = static_cast<Environment*>(handle->data);
-    if (environment == nullptr) return;
     const v8::HandleScope scope(environment->m_isolate);
     const std::shared_ptr<ThreadRequests> requests = environment->m_requests;  // a release may run anything
     if (requests->takeReleaseRequest()) {

@@ -7,8 +7,8 @@
 
 namespace common::js {
 
-/// Closes an async handle through its loop and clears its `data`. The close callback frees the memory on a later turn
-/// of the loop. Script thread only.
+/// Closes an async handle through its loop: its callback no longer runs, and the close callback frees the memory on a
+/// later turn of the loop. Script thread only.
 struct AsyncHandleCloser {
     void operator()(uv_async_t* handle) const noexcept;
 };
