@@ -82,6 +82,13 @@ void initializeArguments(const v8::FunctionCallbackInfo<v8::Value>& info, std::t
     std::apply([&](auto&... parameter) { (read(parameter), ...); }, parameters);
 }
 
+/// Whether a conversion of these parameters can stop the call. Methods without such parameters are spared the check.
+template <typename Parameters>
+constexpr bool canStopCall = false;
+
+template <typename... Parameters>
+constexpr bool canStopCall<std::tuple<Parameters...>> = (std::is_same_v<Parameters, std::string> || ...);
+
 /// What a method's signature says: parameters and result.
 template <typename Method>
 struct Signature;
@@ -118,7 +125,9 @@ void callMethod(const v8::FunctionCallbackInfo<v8::Value>& info) {
         typename MethodSignature::Parameters parameters{};
         js::ConversionFailure failure;
         initializeArguments(info, parameters, failure);
-        if (failure.stopsCall()) return failure.rethrow(isolate);
+        if constexpr (canStopCall<typename MethodSignature::Parameters>) {
+            if (failure.stopsCall()) return failure.rethrow(isolate);
+        }
         js::Receivers* const receivers = js::Receivers::of(isolate);
         js::Receiver* const receiver = receivers != nullptr ? receivers->find(info.This()) : nullptr;
         Class* const native = receiver != nullptr ? nativeOf<Class>(*receiver) : nullptr;
