@@ -56,7 +56,6 @@ void fillExports(v8::Isolate* isolate, v8::Local<v8::Object> exports, v8::Local<
                 if (Environment::running(isolate) == environment) continue;
                 throw std::runtime_error(kNoEnvironment);  // a setter has ended this environment
             }
-            common::js::keepTermination(isolate, tryCatch);
             tryCatch.ReThrow();
             return;
         }

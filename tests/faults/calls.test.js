@@ -3,6 +3,7 @@
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
+const vm = require('node:vm');
 const { addon, file, harness, counts, failing, caller, canFailNew, until } = require('../script/support/harness');
 
 const { hardware, diagnostics, msix_auto_updater: updater } = addon;
@@ -158,6 +159,32 @@ test('a setter that throws ends the load, and script gets what it threw', () => 
   const exports = {};
   load(exports);
   assert.equal(exports.hardware.getButtonState(1), true);
+});
+
+test('a time limit that ends a setter ends the script that loads the module', (t) => {
+  const steps = [];
+  const setter = {
+    set() {
+      steps.push('set');
+      for (;;);
+    },
+    configurable: true,
+  };
+  globalThis.load = (exports) => {
+    try {
+      process.dlopen({ exports }, file);
+    } catch {}
+    steps.push('went on');
+  };
+  t.after(() => delete globalThis.load);
+  for (const name of ['crash_emitter', 'hardware', 'shutdown']) {
+    globalThis.exportsWithSetter = Object.defineProperty({}, name, setter);
+    assert.throws(() => vm.runInThisContext('load(exportsWithSetter)', { timeout: 2000 }), {
+      code: 'ERR_SCRIPT_EXECUTION_TIMEOUT',
+    });
+    assert.deepEqual(steps.splice(0), ['set'], name);
+  }
+  delete globalThis.exportsWithSetter;
 });
 
 // The exports of one more load: components of their own.

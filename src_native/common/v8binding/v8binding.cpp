@@ -77,7 +77,6 @@ v8::Local<v8::Value> wrap(v8::Isolate* isolate, ComPtr<IRefCounted> native, js::
     if (!environment->wrapperTemplate()->NewInstance(isolate->GetCurrentContext()).ToLocal(&object) ||
         !js::bindCollectableMethods(isolate, object, methods)) {
         logAt(321, common::format("Fail to create object-wrapper for types instance:  ComPtr<{0}>", type));
-        js::keepTermination(isolate, tryCatch);
         tryCatch.ReThrow();
         return v8::Undefined(isolate);
     }

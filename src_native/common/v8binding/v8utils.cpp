@@ -69,7 +69,6 @@ void setProperty(v8::Local<v8::Context> context, v8::Local<v8::Object> object, v
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     v8::TryCatch tryCatch(isolate);
     if (object->Set(context, name, value).IsJust()) return;
-    keepTermination(isolate, tryCatch);
     tryCatch.ReThrow();
 }
 
