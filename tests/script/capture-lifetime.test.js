@@ -114,11 +114,13 @@ lifetimeTest('a capture with nothing but its callback', async () => {
 });
 
 lifetimeTest('many captures that nobody keeps', async () => {
+  const references = [];
   for (let round = 0; round < 5; ++round) {
-    for (let count = 0; count < 200; ++count) hardware.capturePointer();
+    for (let count = 0; count < 200; ++count) references.push(new WeakRef(hardware.capturePointer()));
+    await turn(); // until then, each reference keeps its object
     collect();
-    await turn();
   }
+  assert.ok(references.every((each) => each.deref() === undefined));
 });
 
 // ---- inside a callback -------------------------------------------------------------------------------------------------
