@@ -19,6 +19,7 @@ let recorder;
 async function place(x, y) {
   await x11.moveTo(x, y);
   await until('the pointer is there', () => addon.cursor().x === x && addon.cursor().y === y);
+  recorder.events.length = 0; // of the test before, too
   await x11.click(2);
   await until('the click', () => recorder.buttons().length >= 2);
   recorder.events.length = 0;
