@@ -181,7 +181,7 @@ test('one is freed while it captures, logs and updates at once', () =>
       { ...held(stays), deployments: 0, threads: 1, blocks: 0 },
       { ...capturing, deployments: 0, threads: 1, blocks: 0 },
     );
-    assert.equal(held(stays).deployments, 3, 'they go on');
+    await until('the deployments, which threads of their own begin', () => held(stays).deployments === 3);
     stays.run(() => {
       harness.releaseDeployments();
       diagnostics.setLogHandler((text) => records.push(text));
