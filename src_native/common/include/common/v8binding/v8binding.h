@@ -87,7 +87,7 @@ template <typename Parameters>
 constexpr bool canStopCall = false;
 
 template <typename... Parameters>
-constexpr bool canStopCall<std::tuple<Parameters...>> = (std::is_same_v<Parameters, std::string> || ...);
+constexpr bool canStopCall<std::tuple<Parameters...>> = std::disjunction_v<std::is_same<Parameters, std::string>...>;
 
 /// What a method's signature says: parameters and result.
 template <typename Method>
