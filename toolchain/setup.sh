@@ -54,7 +54,7 @@ packages_needed() {
 }
 
 doctor() {
-    local name probe version missing=()
+    local name probe version folder missing=()
     while read -r name probe; do
         if present "$probe"; then
             version=$(dpkg-query -W -f '${Version}' "$name" 2>/dev/null) || version="not from Debian's package"
@@ -64,10 +64,10 @@ doctor() {
             missing+=("$name")
         fi
     done < <(packages)
-    for name in ZEB_NODE_LINUX ZEB_NODE_WIN ZEB_NODE2{4,6}_{LINUX,WIN} ZEB_LIBCXX ZEB_SYSROOT \
-        ${ZEB_WINE_ROOT:+ZEB_WINE_ROOT} ZEB_WINE_TEMPLATE ZEB_LIBRARIES ZEB_LINT_TOOLS ZEB_PACKAGE_TOOLS; do
-        if [ -d "${!name}" ]; then printf '  ok        %s\n' "${!name}"; else printf '  to make   %s\n' "${!name}"; fi
-    done
+    while IFS='=' read -r name folder; do
+        [ -n "$folder" ] || continue  # a part that this machine does not need
+        if [ -d "$folder" ]; then printf '  ok        %s\n' "$folder"; else printf '  to make   %s\n' "$folder"; fi
+    done < <("$ROOT/toolchain/locate")
     if [ ${#missing[@]} -gt 0 ]; then
         die "packages are missing" "apt-get install ${missing[*]}   (./zeb setup does this)"
     fi
