@@ -5,6 +5,7 @@
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in their layers
   scripts    JavaScript and TypeScript are formatted, and the linter finds nothing; see biome.json
   snippets   the same for the scripts on the pages and in the examples of the types
+  guides     the C++ on the pages compiles and is formatted; the guides' paths fit the tree; see guides.py
   shell      shellcheck finds nothing; see .shellcheckrc
   catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no address of a package registry, nothing that only its authors understand
@@ -24,6 +25,8 @@ import shutil
 import subprocess
 import sys
 import tempfile
+
+import guides
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
@@ -246,6 +249,7 @@ def main():
         'layers': check_layers,
         'scripts': lambda: check_scripts(tools),
         'snippets': lambda: check_snippets(tools),
+        'guides': lambda: guides.check(ROOT, llvm, builds[0], tracked()),
         'shell': check_shell,
         'catches': check_catches,
         'words': check_words,
