@@ -139,16 +139,18 @@ function pureScript(total) {
   return Number(process.hrtime.bigint() - begin) / total;
 }
 
-// What a listener of a stream costs, as a multiple of the plain callback: the fastest of many short rounds of each, in
-// turn, because the machine's other work can only make a round slower.
+// What a listener of a stream costs, as a multiple of the plain callback, from many short rounds of each, in turn. The
+// lower quartile of each, because the machine's other work can only make a round slower, and because now and then its
+// clock steps back and makes one look too fast.
 async function streamRatio(batch) {
-  const best = { zebbridge: Infinity, 'zebbridge/pointer': Infinity };
+  const times = { zebbridge: [], 'zebbridge/pointer': [] };
   for (let round = 0; round < 300; round++) {
-    for (const name of Object.keys(best)) {
-      best[name] = Math.min(best[name], await stream(...contenders[name], batch * Math.ceil(2048 / batch), batch));
+    for (const [name, rounds] of Object.entries(times)) {
+      rounds.push(await stream(...contenders[name], batch * Math.ceil(2048 / batch), batch));
     }
   }
-  return best['zebbridge/pointer'] / best.zebbridge;
+  const quartile = (rounds) => rounds.sort((a, b) => a - b)[rounds.length >> 2];
+  return quartile(times['zebbridge/pointer']) / quartile(times.zebbridge);
 }
 
 async function events() {

@@ -36,6 +36,14 @@ check_engine() {
             "bubblewrap needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1"
 }
 
+# The engine has no start-up snapshot of its own, and without one each start takes a second instead of a third of it.
+make_snapshot() {
+    local work=$ENGINE/start.blob.$$
+    [ ! -e "$ENGINE/start.blob" ] || return 0
+    toolchain/in-root "$ENGINE/root" /opt/node --snapshot-blob "$work" --build-snapshot /dev/null &&
+        mv "$work" "$ENGINE/start.blob"
+}
+
 verb_engine() {
     local work=$ZEB_CACHE/engine-build folder free made
     setup_linux
@@ -60,5 +68,5 @@ lane_engine() {  # [stem]
         return
     fi
     (check_engine) || return  # in a subshell, because the other lanes do not need an engine
-    build linux-engine "engine-${1:-tests}" && run_tests linux-engine engine "${1:-}"
+    make_snapshot && build linux-engine "engine-${1:-tests}" && run_tests linux-engine engine "${1:-}"
 }

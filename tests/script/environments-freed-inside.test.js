@@ -104,46 +104,44 @@ const inside = {
   },
 };
 
+// The freed one is the first that loaded the module in its process, then a later one.
 for (const [name, site] of Object.entries(inside)) {
-  for (const [which, isFirst] of [
-    ['the first', true],
-    ['a later one', false],
-  ]) {
-    test(`${which} is freed inside ${name} of another`, () =>
-      ends(`async () => {
-      let goes = ${isFirst} ? load() : undefined;
-      const stays = load();
-      goes ??= load();
-      goes.run(() => {
-        const touch = () => {
-          if (globalThis.isFreed) say('called after its end');
-          setTimeout(() => {}, 0);
-        };
-        updater.setErrorHandler(touch);
-        globalThis.idle = hardware.capturePointer();
-        capturing(touch, touch);
-        queue(100, 0, 1);
-        capture.stopCapturing();
-      });
-      stays.run(() => { globalThis.events = 0; });
-      stays.run('globalThis').free = () => {
+  test(`one is freed inside ${name} of another`, () =>
+    ends(`async () => {
+      for (const isFirst of [true, false]) {
+        let goes = isFirst ? load() : undefined;
+        const stays = load();
+        goes ??= load();
         goes.run(() => {
-          globalThis.isFreed = true;
-          capture.startCapturing();
+          const touch = () => {
+            if (globalThis.isFreed) say('called after its end');
+            setTimeout(() => {}, 0);
+          };
+          updater.setErrorHandler(touch);
+          globalThis.idle = hardware.capturePointer();
+          capturing(touch, touch);
+          queue(100, 0, 1);
+          capture.stopCapturing();
         });
-        const other = held(stays).threads;
-        goes.free();
-        assert.equal(held(stays).threads, other - 1);
-      };
-      stays.run(${site});
-      await until('all events', () => stays.run(() => events >= 1000));
-      assert.equal(goes.free(), false, 'it has been freed');
-      stays.run(() => {
-        diagnostics.setLogHandler(null);
-        hardware.capturePointer().stopCapturing();
-      });
+        stays.run(() => { globalThis.events = 0; });
+        stays.run('globalThis').free = () => {
+          goes.run(() => {
+            globalThis.isFreed = true;
+            capture.startCapturing();
+          });
+          const other = held(stays).threads;
+          goes.free();
+          assert.equal(held(stays).threads, other - 1);
+        };
+        stays.run(${site});
+        await until('all events', () => stays.run(() => events >= 1000));
+        assert.equal(goes.free(), false, 'it has been freed');
+        stays.run(() => {
+          diagnostics.setLogHandler(null);
+          hardware.capturePointer().stopCapturing();
+        });
+      }
     }`));
-  }
 }
 
 // An environment ends while one of its methods runs. Its script does not run then: another environment's script called
@@ -190,33 +188,30 @@ const insideItsMethod = {
 };
 
 for (const [name, site] of Object.entries(insideItsMethod)) {
-  for (const [which, isFirst] of [
-    ['the first', true],
-    ['a later one', false],
-  ]) {
-    test(`${which} is freed inside ${name} of its own, called by another`, () =>
-      ends(`async () => {
-      let goes = ${isFirst} ? load() : undefined;
-      const stays = load();
-      const before = held(stays);
-      goes ??= load();
-      goes.run(() => {
-        capturing(() => say('called'), () => say('called'));
-        globalThis.idle = hardware.capturePointer();
-      });
-      const globals = stays.run('globalThis');
-      globals.other = goes.run('({ hardware, capture, updater })');
-      globals.free = () => goes.free();
-      stays.run(${site});
-      assert.equal(goes.free(), false, 'it has been freed');
-      globals.other = globals.free = globals.result = null;
-      stays.run(() => diagnostics.setLogHandler(null));
-      await collected();
-      if (!${isFirst}) assert.deepEqual(held(stays), before);
-      assert.equal(held(stays).threads, 0);
-      assert.equal(stays.run(() => hardware.getButtonState(1)), true);
+  test(`one is freed inside ${name} of its own, called by another`, () =>
+    ends(`async () => {
+      for (const isFirst of [true, false]) {
+        let goes = isFirst ? load() : undefined;
+        const stays = load();
+        const before = held(stays);
+        goes ??= load();
+        goes.run(() => {
+          capturing(() => say('called'), () => say('called'));
+          globalThis.idle = hardware.capturePointer();
+        });
+        const globals = stays.run('globalThis');
+        globals.other = goes.run('({ hardware, capture, updater })');
+        globals.free = () => goes.free();
+        stays.run(${site});
+        assert.equal(goes.free(), false, 'it has been freed');
+        globals.other = globals.free = globals.result = null;
+        stays.run(() => diagnostics.setLogHandler(null));
+        await collected();
+        if (!isFirst) assert.deepEqual(held(stays), before);
+        assert.equal(held(stays).threads, 0);
+        assert.equal(stays.run(() => hardware.getButtonState(1)), true);
+      }
     }`));
-  }
 }
 
 test('one is freed while it loads the module', () =>

@@ -99,9 +99,9 @@ function(zeb_add_script_test stem)
   if(ZEB_ENGINE)
     set(arg_LABEL engine)
     set(labels engine linux-engine)
-    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # built for tests, not for speed: its start alone takes a second
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # built for tests, not for speed
     set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
-    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.05)
+    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.05 NODE_OPTIONS=--snapshot-blob=${ZEB_ENGINE}/start.blob)
   else()
     set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
     set(command ${ZEB_NODE_LINUX}/bin/node)
