@@ -45,8 +45,10 @@ const inside = {
       free();
       harness.turnLoop();
     });
+    const before = harness.dispatched();
     queue(500);
     harness.burst(500, 500, 0);
+    spin('that this capture takes them, not the one that starts later', () => harness.dispatched() > before + 500);
   },
   'a callback inside a callback that runs the loop': () => {
     capturing(() => {
