@@ -1,7 +1,7 @@
 # Shared by ./run, ./desktop and ./prefix. The arrays `wine` and `wineserver` are the commands to run them.
 export WINEARCH=win64 LC_ALL=C.UTF-8  # file names and system texts do not depend on the user
 export WINEDEBUG=${WINEDEBUG:--all}
-unset TMPDIR  # if it is set, to any folder, Wine 10's X11 driver crashes
+unset TMPDIR  # if it is set, to any folder, Wine 10 ends with "free(): invalid pointer" and shows no desktop
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winedbg.exe=d}  # a crash must not open the debugger's dialog
 [ -n "${ZEB_WINE_TEMPLATE:-}" ] || eval "$("$here/../locate")"
 
