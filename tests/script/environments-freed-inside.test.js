@@ -3,6 +3,7 @@
 'use strict';
 const test = require('node:test');
 const { ends } = require('./support/hosts');
+const { byTurns } = require('./support/length');
 
 // What the environment that stays does, as functions of its own; `free` is one of its globals.
 const inside = {
@@ -106,11 +107,13 @@ const inside = {
   },
 };
 
-// The freed one is the first that loaded the module in its process, then a later one.
-for (const [name, site] of Object.entries(inside)) {
+// The freed one is the first that loaded the module in its process, or a later one.
+const places = (number) => JSON.stringify(byTurns([true, false], number));
+
+for (const [number, [name, site]] of Object.entries(inside).entries()) {
   test(`one is freed inside ${name} of another`, () =>
     ends(`async () => {
-      for (const isFirst of [true, false]) {
+      for (const isFirst of ${places(number)}) {
         let goes = isFirst ? load() : undefined;
         const stays = load();
         goes ??= load();
@@ -199,10 +202,10 @@ const insideItsMethod = {
   },
 };
 
-for (const [name, site] of Object.entries(insideItsMethod)) {
+for (const [number, [name, site]] of Object.entries(insideItsMethod).entries()) {
   test(`one is freed inside ${name} of its own, called by another`, () =>
     ends(`async () => {
-      for (const isFirst of [true, false]) {
+      for (const isFirst of ${places(number)}) {
         let goes = isFirst ? load() : undefined;
         const stays = load();
         const before = held(stays);

@@ -2,6 +2,7 @@
 
 SOAK_CALLS=1000000  # of the script fuzzer
 SOAK_SCALE=50       # of the stress tests: 10,000,000 records
+SOAK_CROSSINGS="delivery-array environments-freed-inside"  # tests whose variants the lanes run by turns
 
 preset_of() { case $1 in linux) echo linux-debug ;; asan) echo linux-asan ;; windows) echo windows-release ;; esac; }
 
@@ -38,6 +39,10 @@ verb_soak() {  # [linux|asan|windows]
         for file in capture environments process-ends worker-ends; do
             ZEB_STRESS=$SOAK_SCALE step "$file on $system, $SOAK_SCALE times as long" \
                 run node_on "$system" --test-reporter=spec "$ROOT/tests/stress/stress-$file.test.js" || status=1
+        done
+        for file in $SOAK_CROSSINGS; do
+            step "$file on $system, every variant" run node_on "$system" --test-reporter=spec "$ROOT/tests/script/$file.test.js" ||
+                status=1
         done
         random_script "$system" harness "$SOAK_CALLS" || status=1
     done

@@ -5,10 +5,11 @@
 const assert = require('node:assert/strict');
 const test = require('node:test');
 const { addon, harness, counts, until, turn } = require('../script/support/harness');
+const length = require('../script/support/length');
 const progress = require('./support/progress');
 
 const { hardware } = addon;
-const scale = Math.max(1, Number(process.env.ZEB_STRESS || 1));
+const scale = Math.max(1, length.scale);
 const RECORDS = 200_000 * scale;
 const STARTS = 1_000 * scale;
 const OBJECTS = 1_000 * scale;

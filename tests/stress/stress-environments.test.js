@@ -4,8 +4,8 @@
 'use strict';
 const test = require('node:test');
 const { ends } = require('../script/support/hosts');
+const { scale } = require('../script/support/length');
 
-const scale = Number(process.env.ZEB_STRESS || 1);
 const COUNT = Math.round(1000 * Math.min(scale, 1));
 const PROCESSES = Math.min(Math.ceil(scale), 10);
 const HOURS = { timeout: 4 * 3_600_000 };

@@ -3,6 +3,7 @@
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
+const { byTurns } = require('../script/support/length');
 const { runScript } = require('../script/support/processes');
 const { environments, file, PRELUDE } = require('./support/ends');
 
@@ -365,13 +366,8 @@ function programs(name, script) {
   return all;
 }
 
-// A short run has each end once, by turns alone, in company or in a second environment. Under ThreadSanitizer, a process
-// takes seconds.
-const isShort = Number(process.env.ZEB_STRESS || 1) < 0.5 || 'TSAN_OPTIONS' in process.env;
-
-for (const [index, [name, [script, status, stdout = '']]] of Object.entries(processes).entries()) {
-  const all = programs(name, script);
-  for (const [living, program] of isShort ? [all[index % all.length]] : all) {
+for (const [number, [name, [script, status, stdout = '']]] of Object.entries(processes).entries()) {
+  for (const [living, program] of byTurns(programs(name, script), number)) {
     test(`a process, ${living}: ${name}`, async () => {
       const ended = await runScript(program, { prelude: false, milliseconds: 60000 });
       assert.deepEqual({ status: ended.status, stdout: ended.stdout }, { status, stdout }, ended.stderr);

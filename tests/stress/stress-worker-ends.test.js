@@ -4,6 +4,7 @@ const assert = require('node:assert/strict');
 const test = require('node:test');
 const { Worker } = require('node:worker_threads');
 const { addon, harness, counts, until } = require('../script/support/harness');
+const { scale } = require('../script/support/length');
 const { PRELUDE } = require('./support/ends');
 
 // script, exit code, whether the main thread ends it once it says "ready"
@@ -148,7 +149,7 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
 
 test('many workers at once, ended in every way while they are at work', async () => {
   const before = await counts();
-  const rounds = Math.ceil(4 * Number(process.env.ZEB_STRESS || 1));
+  const rounds = Math.ceil(4 * scale);
   for (let round = 0; round < rounds; ++round) {
     await Promise.all(
       Array.from(

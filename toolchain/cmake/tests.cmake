@@ -56,7 +56,8 @@ endfunction()
 #                    tests/script/support/built.js
 #   NODE_PATH        the libraries of the package's own script, which the finished package contains
 #   ZEB_PATIENCE     how many times longer deadlines are than elsewhere (engines only)
-#   ZEB_STRESS       how many times longer stress tests are; below 1 if another runtime has run them at full length
+#   ZEB_STRESS       how many times longer stress tests are: short here, because `./zeb soak` runs long ones
+#   ZEB_TURN         which variants the short ones have, another number in each runtime; see tests/script/support/length.js
 #   ZEB_X11_PORT     only in a desktop session: see tests/script/support/x11.js
 #
 # FILE defaults to <stem>.test.js in the current folder. The test is named <label>-<stem>; for further releases of
@@ -74,6 +75,7 @@ function(zeb_add_script_test stem)
     if(arg_LABEL STREQUAL "script")
       set(flavours ${ZEB_NODE_FLAVOURS})
     endif()
+    set(turn 4)
     foreach(flavour IN LISTS flavours)
       set(release ${ZEB_MAJOR_${flavour}})
       string(REPLACE "node" "" further ${flavour})
@@ -85,9 +87,8 @@ function(zeb_add_script_test stem)
       if(arg_NATIVE)
         list(APPEND environment ZEB_WINE_HEADLESS=1)
       endif()
-      if(further)
-        list(APPEND environment ZEB_STRESS=0.2)
-      endif()
+      list(APPEND environment ZEB_STRESS=0.1 ZEB_TURN=${turn})
+      math(EXPR turn "${turn} + 1")
       _zeb_add_node_test(${name} Z: ${ZEB_RUNNER} ${${node}}/bin/node.exe)
       set_tests_properties(${name} PROPERTIES RESOURCE_LOCK desktop-${release})
     endforeach()
@@ -101,20 +102,26 @@ function(zeb_add_script_test stem)
     set(labels engine linux-engine)
     math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 5")  # built for tests, not for speed
     set(command ${ZEB_TOOLCHAIN_DIR}/in-root ${ZEB_ENGINE}/root /opt/node)
-    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.05 NODE_OPTIONS=--snapshot-blob=${ZEB_ENGINE}/start.blob)
+    list(APPEND environment ZEB_PATIENCE=10 ZEB_STRESS=0.05 ZEB_TURN=3 NODE_OPTIONS=--snapshot-blob=${ZEB_ENGINE}/start.blob)
   else()
     set(labels ${arg_LABEL} linux-node-${ZEB_MAJOR_node})
     set(command ${ZEB_NODE_LINUX}/bin/node)
+    set(turn 0)
+    set(stress 0.2)
     if(ZEB_SANITIZE)
       _zeb_sanitizer_runtime(runtime)  # Node.js is built without it, so its process must load the runtime first
       list(APPEND environment LD_PRELOAD=${runtime})
       if(ZEB_SANITIZE STREQUAL "thread")
         # Only our code is checked, wherever it is called from, not what Node.js does among its own threads.
         list(APPEND environment TSAN_OPTIONS=ignore_noninstrumented_modules=1)
+        set(turn 2)
+        set(stress 0.1)
       else()
         list(APPEND environment ASAN_OPTIONS=detect_leaks=0)
+        set(turn 1)
       endif()
     endif()
+    list(APPEND environment ZEB_STRESS=${stress} ZEB_TURN=${turn})
   endif()
   set(name ${arg_LABEL}-${stem})
   _zeb_add_node_test(${name} "" ${command})

@@ -9,7 +9,6 @@ On a page that makes a file, every path must be in the tree, or belong to that e
 """
 import concurrent.futures
 import json
-import os
 import pathlib
 import re
 import shlex
@@ -83,10 +82,11 @@ def compile_command(build):
     return shlex.split(command.split(' -o ')[0])
 
 
-def check(root, llvm, build, tracked):
+def check(root, llvm, build, cache, tracked, parallel):
     scratch, errors, jobs = build / 'pages', [], []
     shutil.rmtree(scratch, ignore_errors=True)
     compiler, *flags = compile_command(build)
+    launcher = ['env', f'CCACHE_DIR={cache}', 'ccache'] if shutil.which('ccache') else []
     for page in (name for name in tracked if name.endswith('.md')):
         text = (root / page).read_text(encoding='utf-8')
         files, new, wrong = typed(root, page, text)
@@ -101,9 +101,11 @@ def check(root, llvm, build, tracked):
             jobs.append([f'clang-format-{llvm}', '--dry-run', '-Werror', f'--style=file:{root}/.clang-format', path])
             if path.suffix == '.h' and f'{name[:-2]}.cpp' in files:  # which includes it first
                 continue
-            source = ['-x', 'c++', '-include', path, '/dev/null'] if path.suffix == '.h' else [path]
-            jobs.append([compiler, f'-I{include}', *flags, '-fsyntax-only', *source])
-    with concurrent.futures.ThreadPoolExecutor(int(os.environ.get('ZEB_JOBS') or os.cpu_count())) as pool:
+            if path.suffix == '.h':
+                path = path.with_suffix('.h.cpp')
+                path.write_text(f'#include "{name.removeprefix("src_native/")}"\n', encoding='utf-8')
+            jobs.append([*launcher, compiler, f'-I{include}', *flags, '-c', path, '-o', path.with_suffix('.o')])
+    with concurrent.futures.ThreadPoolExecutor(parallel) as pool:
         for done in pool.map(lambda job: subprocess.run(job, cwd=scratch, capture_output=True, text=True), jobs):
             if done.returncode:
                 errors += done.stderr.replace(f'{scratch}/', '').replace(f'{root}/', '').splitlines()

@@ -29,6 +29,7 @@ import tempfile
 import guides
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+JOBS = int(os.environ.get('ZEB_JOBS') or os.cpu_count())
 
 
 def tracked(*suffixes):
@@ -193,8 +194,9 @@ def dependencies(build):
     listing = subprocess.run(['ninja', '-C', str(build), '-t', 'deps'], capture_output=True, text=True)
     result = {}
     for block in listing.stdout.split('\n\n'):
-        paths = [pathlib.Path(os.path.normpath(build / line.strip())) for line in block.splitlines()[1:]]
-        own = [path for path in paths if ROOT in path.parents]
+        # Most of these many lines are the engine's and the library's headers, so paths stay text until they are ours.
+        paths = (os.path.normpath(os.path.join(build, line.strip())) for line in block.splitlines()[1:])
+        own = [pathlib.Path(path) for path in paths if path.startswith(f'{ROOT}/')]
         if own:
             result[own[0]] = own
     return result
@@ -229,7 +231,7 @@ def check_tidy(llvm, builds, cache):
     if todo:
         print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
     errors = []
-    with concurrent.futures.ThreadPoolExecutor(int(os.environ.get('ZEB_JOBS') or os.cpu_count())) as pool:
+    with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
         results = zip(todo, pool.map(lambda path: run_tidy(llvm, todo[path][0], path), todo))
         for number, (source, output) in enumerate(results, 1):
             if sys.stdout.isatty():
@@ -249,18 +251,18 @@ def main():
         'layers': check_layers,
         'scripts': lambda: check_scripts(tools),
         'snippets': lambda: check_snippets(tools),
-        'guides': lambda: guides.check(ROOT, llvm, builds[0], tracked()),
+        'guides': lambda: guides.check(ROOT, llvm, builds[0], cache.parent / 'objects', tracked(), JOBS),
         'shell': check_shell,
         'catches': check_catches,
         'words': check_words,
         'tidy': lambda: check_tidy(llvm, builds, cache),
     }
     failed = 0
-    for name, check in checks.items():
-        errors = check()
-        failed += bool(errors)
-        print(f'{name}: {"failed" if errors else "passed"}')
-        print(''.join(f'  {error}\n' for error in errors), end='')
+    with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
+        for name, errors in zip(checks, pool.map(lambda check: check(), checks.values())):
+            failed += bool(errors)
+            print(f'{name}: {"failed" if errors else "passed"}')
+            print(''.join(f'  {error}\n' for error in errors), end='', flush=True)
     with open(totals, 'a', encoding='ascii') as out:
         print(len(checks) - failed, failed, 0, 'static checks', file=out)
     sys.exit(bool(failed))

@@ -2,12 +2,14 @@
 // is done.
 'use strict';
 
-const quiet = !(Number(process.env.ZEB_STRESS) > 1);
+const { scale } = require('../../script/support/length');
+
+const isQuiet = scale <= 1;
 
 module.exports = function progress(what, total) {
   let told = Date.now();
   return (done) => {
-    if (quiet || Date.now() - told < 10_000) return;
+    if (isQuiet || Date.now() - told < 10_000) return;
     told = Date.now();
     console.log(`   ${done} of ${total} ${what}, ${(process.memoryUsage().rss / 2 ** 20).toFixed()} MB`);
   };

@@ -1,0 +1,16 @@
+// How long the tests run. The crossings of what happens, when and beside whom multiply, so a short run has each case once,
+// with its variants by turns: what one runtime of `./zeb test` leaves out, another has. Without ZEB_STRESS, a test has
+// all of them everywhere, as in `./zeb soak`.
+'use strict';
+
+const scale = Number(process.env.ZEB_STRESS || 1);
+const turn = Number(process.env.ZEB_TURN || 0);
+const isShort = scale < 1;
+
+module.exports = {
+  scale,
+  isShort,
+
+  // Which of its variants the case of this number runs in.
+  byTurns: (variants, number) => (isShort ? [variants[(number + turn) % variants.length]] : variants),
+};
