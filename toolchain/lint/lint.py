@@ -182,11 +182,11 @@ TIDY = [ROOT / folder for folder in ('src_native', 'tests/standins', 'toolchain/
 
 
 def tidy_jobs(build):
-    """(source, object) of every compile command for a source of ours."""
+    """(source, entry) of every compile command for a source of ours."""
     for entry in json.loads((build / 'compile_commands.json').read_text()):
         source = pathlib.Path(entry['directory'], entry['file']).resolve()
         if any(folder in source.parents for folder in TIDY) and not source.name.endswith('.test.cpp'):
-            yield source, entry['command']
+            yield source, entry
 
 
 def dependencies(build):
@@ -202,9 +202,17 @@ def dependencies(build):
     return result
 
 
-def run_tidy(llvm, build, source):
-    done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '-p', str(build), str(source)], capture_output=True,
-                          text=True)
+# clang-tidy takes this for the name of an output and removes it, so that -Xclang stands before something else.
+OBJECT_NAME = re.compile(r'-Xclang -object-file-name=\S+ ')
+
+
+def run_tidy(llvm, entry, source):
+    # A database of its own for each, because clang-tidy runs over a source as often as it finds a command for it.
+    with tempfile.TemporaryDirectory() as folder:
+        entry = {**entry, 'command': OBJECT_NAME.sub('', entry['command'])}
+        pathlib.Path(folder, 'compile_commands.json').write_text(json.dumps([entry]), encoding='utf-8')
+        done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '-p', folder, str(source)], capture_output=True,
+                              text=True)
     return done.stdout.strip() if done.returncode else ''
 
 
@@ -214,7 +222,7 @@ def check_tidy(llvm, builds, cache):
     todo, seen = {}, set()
     for build in builds:
         used = dependencies(build)
-        for source, command in tidy_jobs(build):
+        for source, entry in tidy_jobs(build):
             if source in seen:
                 continue
             seen.add(source)
@@ -222,12 +230,12 @@ def check_tidy(llvm, builds, cache):
             for folder in source.parents:
                 if ROOT in (folder, *folder.parents) and (folder / '.clang-tidy').exists():
                     digest.update((folder / '.clang-tidy').read_bytes())
-            digest.update(command.replace(str(build), '').replace(str(ROOT), '').encode())
+            digest.update(entry['command'].replace(str(build), '').replace(str(ROOT), '').encode())
             for path in used.get(source) or sorted(filter(pathlib.Path.is_file, source.parent.iterdir())):
                 digest.update(path.read_bytes())
             stamp = cache / digest.hexdigest()
             if not stamp.exists():
-                todo[source] = (build, stamp)
+                todo[source] = (entry, stamp)
     if todo:
         print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
     errors = []
