@@ -9,7 +9,6 @@ const isShort = scale < 1;
 
 module.exports = {
   scale,
-  isShort,
 
   // Which of its variants the case of this number runs in.
   byTurns: (variants, number) => (isShort ? [variants[(number + turn) % variants.length]] : variants),
