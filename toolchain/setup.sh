@@ -158,6 +158,15 @@ fetch_node() {  # package, version, pinned hash, folder
     mv -T "$work/package" "$4" 2>/dev/null || true
 }
 
+# A node.exe that starts faster in Wine, for the lane that starts the most.
+align_node() {  # folder
+    local work
+    make_work
+    python3 "$ROOT/toolchain/wine/aligned.py" "$1/bin/node.exe" "$work/node.exe" ||
+        die "$1/bin/node.exe cannot be laid out for Wine" "see above"
+    mv -T "$work" "$1/aligned" 2>/dev/null || true
+}
+
 # fetch_from_npm FOLDER PART [OPTION...]: fetches what FOLDER's package.json names, as its package-lock.json pins it.
 fetch_from_npm() {
     local work
@@ -237,6 +246,7 @@ setup_node() {  # pin (the prefix of its variables), system, package name
     local version=$1 folder=ZEB_$1_$2 hash=$1_$2_X64_SHA512
     make_part "${!folder}" "fetch Node.js ${!version} for $([ "$2" = WIN ] && echo Windows || echo Linux)" \
         fetch_node "$3" "${!version}" "${!hash:-}" "${!folder}"
+    [ "$2" != WIN ] || make_part "${!folder}/aligned" "lay it out for Wine" align_node "${!folder}"
 }
 
 setup_linux() {  # what native builds need

@@ -6,6 +6,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const { test } = require('node:test');
 const { binaries, releases, root } = require('./support/package.js');
+const { Image } = require('./support/pe.js');
 
 const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
 const table = (name) => read(name).match(/^\| What ran \|.*\n(?:\|.*\n)+/m)[0];
@@ -72,6 +73,29 @@ test('the runs have all variants of a case between them, and each has its own tu
     whole,
   );
 });
+
+// The lane "script" runs a copy of the official program, laid out for Wine.
+for (const { flavour, release } of binaries.filter((each) => each.release)) {
+  test(`the node.exe ${release} that the tests run is in memory what the official one is`, () => {
+    const folder = process.env[`ZEB_${flavour.toUpperCase()}_WIN`];
+    const [official, copy] = ['bin', 'aligned'].map((name) => new Image(path.join(folder, name, 'node.exe')));
+    const content = ({ bytes, sections }, index) => {
+      const { offset, fileSize } = sections[index];
+      return bytes.subarray(offset, offset + fileSize);
+    };
+    const described = ({ sections }) => sections.map(({ name, size, rva, flags }) => ({ name, size, rva, flags }));
+    assert.deepStrictEqual(described(copy), described(official));
+    for (const [index, { name, fileSize, offset }] of copy.sections.entries()) {
+      const bytes = content(official, index);
+      assert.ok(bytes.equals(content(copy, index).subarray(0, bytes.length)), name);
+      assert.deepStrictEqual([offset % 4096, fileSize - bytes.length < 4096], [0, true], name);
+    }
+    const SIGNATURE = 4;
+    const directories = (image) => image.directories.filter((_, index) => index !== SIGNATURE);
+    assert.deepStrictEqual(directories(copy), directories(official));
+    assert.deepStrictEqual([copy.base, copy.characteristics], [official.base, official.characteristics]);
+  });
+}
 
 test('every lane of the table is there, and every runtime of the package is a column', () => {
   const lanes = execFileSync(path.join(root, 'zeb'), { encoding: 'utf8' })

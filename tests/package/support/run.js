@@ -12,7 +12,7 @@ function run(command, args, options = {}) {
 }
 
 // Runs a script in the Windows Node.js, or another program, with the stand-ins for system DLLs in system32.
-function runInWindows(args, { program = path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), seconds = 120 } = {}) {
+function runInWindows(args, { program = path.join(process.env.ZEB_NODE_WIN, 'aligned/node.exe'), seconds = 120 } = {}) {
   return run(path.join(root, 'toolchain/wine/run'), [program, ...args], {
     env: {
       ...process.env,
