@@ -6,6 +6,7 @@
 # Every test leaves a JUnit file in <build>/results. The developer command adds up their cases.
 include_guard(GLOBAL)
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/results)
+add_custom_target(unit-tests)
 if(ZEB_ENGINE)
   add_custom_target(engine-tests)
 endif()
@@ -27,18 +28,27 @@ else()
   target_compile_options(zeb_gtest PRIVATE $<IF:$<BOOL:${ZEB_MSVC}>,/w,-w>)
 endif()
 
+add_library(zeb_gtest_main OBJECT EXCLUDE_FROM_ALL ${ZEB_TOOLCHAIN_DIR}/cmake/gtest_main.cpp)
+zeb_target_defaults(zeb_gtest_main)
+target_link_libraries(zeb_gtest_main PRIVATE zeb_gtest_headers)
+
 # A GoogleTest program; main() is supplied. Target and test are named <label>-<stem>. Lanes select tests by label; the
-# default is "unit".
+# default is "unit", whose programs the target unit-tests makes.
 function(zeb_add_unit_test stem)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;TIMEOUT" "SOURCES;LIBS")
   _zeb_test_defaults(unit)
   set(name ${arg_LABEL}-${stem})
-  zeb_add_executable(${name} SOURCES ${arg_SOURCES} ${ZEB_TOOLCHAIN_DIR}/cmake/gtest_main.cpp
-    LIBS ${arg_LIBS} ${ZEB_GTEST} zeb_gtest_headers)
+  zeb_add_executable(${name} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS} zeb_gtest_main ${ZEB_GTEST} zeb_gtest_headers)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   add_test(NAME ${name} COMMAND ${ZEB_RUNNER} $<TARGET_FILE:${name}> --gtest_output=xml:results/${name}.xml
     WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
   _zeb_test_properties(${name})
+  if(arg_LABEL STREQUAL "unit")
+    add_dependencies(unit-tests ${name})
+    if(ZEB_CROSS)  # where one build runs the unit tests and the other everything else
+      set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+    endif()
+  endif()
 endfunction()
 
 # A node:test file. On Windows, each Windows Node.js runs it in a desktop session for that release; a test with another
