@@ -2,8 +2,8 @@
 #
 #   ZEB_ENGINE   the archive of an engine; by default ../shared/engine/engine.tar.xz beside the checkout, if it exists
 #
-# The archive is unpacked into the cache, where every checkout finds it from then on. ./zeb engine builds an engine into the
-# same place. See engine/README.md.
+# The archive is unpacked into the cache, where every checkout finds it from then on. An engine that ./zeb engine has
+# built there comes before an archive that merely lies beside the checkout. See engine/README.md.
 
 unpack_engine() {  # archive, folder
     local work root
@@ -19,7 +19,9 @@ unpack_engine() {  # archive, folder
 # Sets ENGINE to the folder of this machine's engine; false if there is none.
 find_engine() {
     local archive=${ZEB_ENGINE:-$ROOT/../shared/engine/engine.tar.xz} folder
-    if [ -e "$archive" ]; then
+    if [ -z "${ZEB_ENGINE:-}" ] && ENGINE=$(realpath -e "$ZEB_CACHE/engine-built" 2>/dev/null); then
+        return
+    elif [ -e "$archive" ]; then
         folder=engine-$(sha256sum <"$archive" | cut -c1-12)
         make_part "$ZEB_CACHE/$folder" "unpack the engine" unpack_engine "$archive" "$ZEB_CACHE/$folder"
         ln -sfnT "$folder" "$ZEB_CACHE/engine"
@@ -29,17 +31,26 @@ find_engine() {
     ENGINE=$(realpath -e "$ZEB_CACHE/engine" 2>/dev/null)
 }
 
-check_engine() {
+check_bubblewrap() {
     local refusal
-    refusal=$(toolchain/in-root "$ENGINE/root" /opt/node --version 2>&1 >/dev/null) ||
-        die "the engine does not start here: $refusal" \
-            "bubblewrap needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1"
+    refusal=$(toolchain/in-root /nowhere true 2>&1) ||
+        die "bubblewrap cannot run an engine here: $refusal" \
+            "it needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1"
 }
 
-# The engine has no start-up snapshot of its own, and without one each start takes a second instead of a third of it.
+check_engine() {
+    local refusal
+    check_bubblewrap
+    refusal=$(toolchain/in-root "$ENGINE/root" /opt/node --version 2>&1 >/dev/null) ||
+        die "the engine does not start here: $refusal" "remove $ENGINE, and unpack or build it again"
+}
+
+# Without a start-up snapshot, each start takes a second instead of a third of it.
 make_snapshot() {
     local work=$ENGINE/start.blob.$$
+    rm -f "$ENGINE"/start.blob.*
     [ ! -e "$ENGINE/start.blob" ] || return 0
+    ! grep -q '"node_use_node_snapshot": "true"' "$ENGINE/include/node/config.gypi" || return 0  # it has one of its own
     toolchain/in-root "$ENGINE/root" /opt/node --snapshot-blob "$work" --build-snapshot /dev/null &&
         mv "$work" "$ENGINE/start.blob"
 }
@@ -48,15 +59,16 @@ verb_engine() {
     local work=$ZEB_CACHE/engine-build folder free made
     setup_linux
     mkdir -p "$work"
+    check_bubblewrap
     free=$(df --output=avail -B1G "$work" | tail -n 1)
     [ -e "$work/.compiled" ] || [ "$free" -ge 12 ] || die "the disk has $free GB left" "12 GB are needed below $ZEB_CACHE"
-    step "build the engine (two hours on two processors; an interrupted ./zeb engine continues where it stopped)" \
+    step "build the engine (over an hour on two processors; an interrupted ./zeb engine continues where it stopped)" \
         nice toolchain/engine/build "$work" "$ENGINE_RELEASE" "$ZEB_JOBS" ||
         die "the engine is not complete" "./zeb engine continues where it stopped; its folder: $work"
     made=$work/engine
     folder=engine-$(sha256sum <"$made/root"/opt/node | cut -c1-12)
     [ -d "$ZEB_CACHE/$folder" ] || mv -T "$made" "$ZEB_CACHE/$folder" || exit
-    ln -sfnT "$folder" "$ZEB_CACHE/engine" && rm -rf "$work"
+    ln -sfnT "$folder" "$ZEB_CACHE/engine-built" && rm -rf "$work"
     echo "./zeb test engine now runs in $ZEB_CACHE/$folder"
 }
 
@@ -67,6 +79,6 @@ lane_engine() {  # [stem]
         echo 0 0 1 engine >>"$BUILD/totals"
         return
     fi
-    (check_engine) || return  # in a subshell, because the other lanes do not need an engine
+    check_engine
     make_snapshot && build linux-engine "engine-${1:-tests}" && run_tests linux-engine engine "${1:-}"
 }
