@@ -42,7 +42,7 @@ verb_package() {
 build_again() {
     local again=$BUILD/again
     rm -rf "$again"
-    mkdir -p "$again/sources" && tar c --exclude=.git --exclude=./build --exclude=node_modules . |
+    mkdir -p "$again/sources" && tar c --exclude=.git --exclude=./build --exclude="./${BUILD#"$ROOT/"}" --exclude=node_modules . |
         tar x -C "$again/sources" || return
     run cmake --preset windows-release -S "$again/sources" -B "$again/build" -DZEB_FLAVOURS=desktop \
         --log-level=WARNING >/dev/null &&

@@ -127,7 +127,7 @@ install_packages() {
         sudo=sudo
     fi
     # One package first: without a network, apt would try hundreds of files, each several times.
-    step "look for Debian's packages" quietly eval "$sudo apt-get -q update &&
+    step "look for Debian's packages" quietly eval "$sudo apt-get -q -o APT::Update::Error-Mode=any update &&
         $sudo apt-get -q -y --no-install-recommends --download-only -o Acquire::Retries=0 install ${missing[0]}" ||
         die "Debian's packages cannot be fetched" "is the network reachable? try: ${sudo:+sudo }apt-get update"
     step "install ${missing[*]}" quietly $sudo env DEBIAN_FRONTEND=noninteractive $command ||
@@ -139,7 +139,7 @@ export npm_config_prefer_offline=true npm_config_fetch_retry_mintimeout=1000 npm
 
 # Sets the caller's `work` to a folder for a part that is being made. The folder is removed however `quietly` ends.
 make_work() {
-    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX")
+    work=$(mktemp -d "$ZEB_CACHE/fetch.XXXXXX") || exit
     # shellcheck disable=SC2064 # expand now, because the variable is local
     trap "rm -rf '$work'" EXIT
 }
@@ -153,8 +153,8 @@ fetch_node() {  # package, version, pinned hash, folder
     local hash
     hash=$(openssl dgst -sha512 -binary "$work"/*.tgz | base64 -w0)
     [ "$hash" = "$3" ] || die "$1@$2 does not have the pinned content: its sha512 is $hash" "see toolchain/versions"
-    mkdir "$work/package" && tar xzf "$work"/*.tgz -C "$work/package" --strip-components=1
-    mkdir -p "$(dirname "$4")"
+    mkdir "$work/package" && tar xzf "$work"/*.tgz -C "$work/package" --strip-components=1 && mkdir -p "$(dirname "$4")" ||
+        die "$1@$2 could not be unpacked" "see what tar says above"
     mv -T "$work/package" "$4" 2>/dev/null || true
 }
 
@@ -189,7 +189,8 @@ fetch_libcxx() {
     [ -s "$work/sources.list" ] || die "apt knows no Debian archive" "as root: apt-get update"
     options=(-o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
         -o "Dir::State::Lists=$work/lists" -o "Dir::Cache=$work/cache" -o APT::Sandbox::User=root)
-    apt-get -q "${options[@]}" update
+    apt-get -q "${options[@]}" -o APT::Update::Error-Mode=any update ||
+        die "Debian's lists of sources cannot be fetched" "is the network reachable? try: apt-get update"
     read -r uri file _ hash < <(apt-get -qq "${options[@]}" source --print-uris --download-only "llvm-toolchain-$LLVM" |
         tr -d "'" | grep '\.orig\.tar\.xz ')
     [ -n "$uri" ] || die "apt does not know the source package llvm-toolchain-$LLVM" "is the network reachable? try: apt-get update"

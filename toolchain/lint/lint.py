@@ -213,7 +213,7 @@ def run_tidy(llvm, entry, source):
         pathlib.Path(folder, 'compile_commands.json').write_text(json.dumps([entry]), encoding='utf-8')
         done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '-p', folder, str(source)], capture_output=True,
                               text=True)
-    return done.stdout.strip() if done.returncode else ''
+    return done.stdout.strip() or done.stderr.strip() or f'{source}: ended with {done.returncode}' if done.returncode else ''
 
 
 def check_tidy(llvm, builds, cache):
