@@ -21,6 +21,7 @@ const GUARD_TABLE = 0x400;
 const GUARD_CONTINUATIONS = 0x400000;
 const CET_COMPATIBLE = 1;
 const SEARCH_SYSTEM32 = 0x800;
+const WRITABLE = 0x80000000;
 
 for (const { flavour, abi, image: file } of binaries) {
   describe(`the binary for module version ${abi}`, () => {
@@ -62,7 +63,7 @@ for (const { flavour, abi, image: file } of binaries) {
       const wanted = DYNAMIC_BASE | HIGH_ENTROPY | NX_COMPATIBLE;
       assert.strictEqual(image.characteristics & wanted, wanted);
       for (const { name, flags } of image.sections) {
-        assert.ok(!(flags & 0x20000000 && flags & 0x80000000), `${name} is writable and executable`);
+        assert.ok(!(flags & 0x20000000 && flags & WRITABLE), `${name} is writable and executable`);
       }
     });
 
@@ -72,6 +73,14 @@ for (const { flavour, abi, image: file } of binaries) {
       const wanted = GUARD_INSTRUMENTED | GUARD_TABLE;
       assert.strictEqual(flags & wanted, wanted);
       assert.ok(functions > 100, `${functions} functions in the guard table`);
+    });
+
+    test('has stack cookies', () => {
+      const { name, flags } = image.sections.find(
+        ({ rva, size }) =>
+          image.securityCookie >= image.base + BigInt(rva) && image.securityCookie < image.base + BigInt(rva + size),
+      );
+      assert.ok(flags & WRITABLE, name);
     });
 
     // A table of continuations would also have to list those in the C runtime's exception machinery.

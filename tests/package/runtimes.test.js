@@ -6,7 +6,9 @@ const fs = require('node:fs');
 const path = require('node:path');
 const { test } = require('node:test');
 const { binaries, releases, root } = require('./support/package.js');
+const { App } = require('./support/app.js');
 const { Image } = require('./support/pe.js');
+const { runInWindows } = require('./support/run.js');
 
 const read = (name) => fs.readFileSync(path.join(root, name), 'utf8');
 const table = (name) => read(name).match(/^\| What ran \|.*\n(?:\|.*\n)+/m)[0];
@@ -94,6 +96,25 @@ for (const { flavour, release } of binaries.filter((each) => each.release)) {
     const directories = (image) => image.directories.filter((_, index) => index !== SIGNATURE);
     assert.deepStrictEqual(directories(copy), directories(official));
     assert.deepStrictEqual([copy.base, copy.characteristics], [official.base, official.characteristics]);
+  });
+}
+
+// What users have, and what no other test of this lane and of "script" runs.
+const CAPTURE = `const { hardware } = require('zebbridge');
+  const capture = hardware.capturePointer();
+  capture.startCapturing();
+  capture.stopCapturing();
+  console.log(process.versions.modules);`;
+for (const { flavour, abi, release } of binaries.filter((each) => each.release)) {
+  test(`the official node.exe ${release} captures and ends`, () => {
+    const app = new App();
+    try {
+      const program = path.join(process.env[`ZEB_${flavour.toUpperCase()}_WIN`], 'bin/node.exe');
+      const { status, out, err } = runInWindows([app.write('main.js', CAPTURE)], { program });
+      assert.deepStrictEqual([status, out], [0, `${abi}\n`], err);
+    } finally {
+      app.remove();
+    }
   });
 }
 

@@ -99,6 +99,10 @@ class Image {
     };
   }
 
+  get securityCookie() {
+    return this.u64(this.directories[10].rva + 88);
+  }
+
   get dependentLoadFlags() {
     return this.bytes.readUInt16LE(this.offset(this.directories[10].rva + 78));
   }
