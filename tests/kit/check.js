@@ -1,17 +1,17 @@
 // node check.js [--short] [RUNTIME...]: runs every check in each runtime (by default those in the kit's folder), prints
-// its progress, and writes one report beside check.cmd. Exits with 1 if a check failed. Everything else that it writes
-// is in one temporary folder, which it removes.
+// its progress, and writes one report beside check.cmd. Exits with 1 if a check failed or could not run. Everything else
+// that it writes is in one temporary folder, which it removes.
 'use strict';
 const { spawn } = require('node:child_process');
 const crypto = require('node:crypto');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
+const remove = require('./support/remove.js');
 
 const root = path.resolve(__dirname, '..', '..');
 const { version } = require(path.join(root, 'zebbridge', 'package.json'));
 const reportFile = path.join(root, `zebbridge-${version}-windows-check.txt`);
-const work = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-check-'));
 
 // The folders of native parts are named by flavour and module version, such as native/node24-137.
 const natives = path.join(root, 'native');
@@ -49,14 +49,11 @@ const CHECKS = [
   own('exit-codes', 7200),
 ];
 
-const report = [];
 const totals = { passed: 0, failed: 0, skipped: 0 };
 const sentence = ({ passed, failed, skipped }) => `${passed} passed, ${failed} failed, ${skipped} skipped`;
 
 // What describes the machine or its user, but not the module, is kept out of the report.
 const PRIVATE = [
-  [work, '<temporary>'],
-  [fs.realpathSync(work), '<temporary>'],
   [root, '<kit>'],
   [os.homedir(), '<home>'],
 ];
@@ -69,14 +66,30 @@ function plain(text) {
   return result;
 }
 
-const say = (text) => console.log(text);
-const tell = (text, indent = '') => report.push(plain(text).trimEnd().replaceAll(/^/gm, indent));
+// The report, which grows with every line, so that a run that somebody stops leaves what it has found.
+let report;
+let unwritten; // why a line is not in it
 
-// Runs a program with its output in a file: { status, output }. A program that takes too long is ended with all its
-// children.
-function run(program, args, { environment = {}, seconds = 60 } = {}) {
-  return new Promise((resolve) => {
-    const file = path.join(work, 'output');
+const say = (text) => console.log(text);
+function tell(text, indent = '') {
+  const lines = plain(text).trimEnd().replaceAll('\r\n', '\n').replaceAll(/^/gm, indent);
+  try {
+    fs.writeFileSync(report, `${lines}\n`.replaceAll('\n', '\r\n'));
+  } catch (error) {
+    unwritten ??= error;
+  }
+}
+function announce(text) {
+  say(text);
+  tell(text);
+}
+
+// Runs a program with its output in a file of the folder: { status, output }. A program that takes too long is ended
+// with all its children.
+async function run(program, args, folder, { environment = {}, seconds = 60 } = {}) {
+  const file = path.join(folder, 'output');
+  let late = '';
+  const status = await new Promise((resolve) => {
     const descriptor = fs.openSync(file, 'w');
     const child = spawn(program, args, {
       cwd: root,
@@ -84,7 +97,6 @@ function run(program, args, { environment = {}, seconds = 60 } = {}) {
       env: { ...process.env, ...environment },
     });
     fs.closeSync(descriptor);
-    let late = '';
     const timer = setTimeout(() => {
       late = `\nended after ${seconds} s`;
       spawn('taskkill.exe', ['/t', '/f', '/pid', String(child.pid)], { stdio: 'ignore' }).on('error', () =>
@@ -93,10 +105,11 @@ function run(program, args, { environment = {}, seconds = 60 } = {}) {
     }, seconds * 1000);
     const end = (status) => {
       clearTimeout(timer);
-      resolve({ status, output: fs.readFileSync(file, 'utf8') + late });
+      resolve(status);
     };
     child.on('error', (error) => end(error.message)).on('exit', end);
   });
+  return { status, output: fs.readFileSync(file, 'utf8') + late };
 }
 
 function count(results) {
@@ -111,17 +124,19 @@ function count(results) {
   return counts;
 }
 
-// The results of one file of checks, as reporter.js has written them.
-async function resultsOf(runtime, { file, needs, seconds }, environment) {
-  const folder = path.join(environment.ZEB_BUILD, 'node');
-  const missing = needs.find((name) => !fs.existsSync(path.join(folder, name)));
+// The results of one file of checks, as reporter.js has written them. Its files are in the folder.
+async function resultsOf(runtime, { file, needs, seconds }, folder, environment) {
+  const addons = path.join(environment.ZEB_BUILD, 'node');
+  const missing = needs.find((name) => !fs.existsSync(path.join(addons, name)));
   if (missing) return [{ name: file, result: 'skipped', reason: `the kit has no ${missing} for this runtime` }];
-  const results = path.join(work, 'results');
-  fs.rmSync(results, { force: true });
+  const results = path.join(folder, 'results');
+  const temporary = path.join(folder, 'files');
+  fs.mkdirSync(temporary);
   const { status, output } = await run(
     runtime,
     ['--expose-gc', '--test-reporter=./tests/kit/support/reporter.js', `--test-reporter-destination=${results}`, file],
-    { environment, seconds },
+    folder,
+    { environment: { ...environment, TMP: temporary, TEMP: temporary }, seconds },
   );
   const lines = fs.existsSync(results) ? fs.readFileSync(results, 'utf8').split('\n').filter(Boolean) : [];
   const list = lines.map((line) => JSON.parse(line));
@@ -142,14 +157,13 @@ async function resultsOf(runtime, { file, needs, seconds }, environment) {
 
 const sha256 = (file) => crypto.createHash('sha256').update(fs.readFileSync(file)).digest('hex');
 
-async function checkRuntime(runtime, short) {
-  const about = await run(runtime, [path.join(__dirname, 'support', 'about.js')]);
+async function checkRuntime(runtime, short, work) {
+  const about = await run(runtime, [path.join(__dirname, 'support', 'about.js')], work);
   let versions;
   try {
     versions = JSON.parse(about.output);
   } catch {
-    say(`${runtime} does not run as Node.js: ${about.output.trim() || about.status}`);
-    tell(`\n${runtime} does not run as Node.js: ${about.output.trim() || about.status}`);
+    announce(`\n${runtime} does not run as Node.js: ${about.output.trim() || about.status}`);
     ++totals.failed;
     return;
   }
@@ -163,28 +177,28 @@ async function checkRuntime(runtime, short) {
     ++totals.failed;
     return;
   }
-  const temporary = path.join(work, 'files');
   const environment = {
     ZEB_BUILD: path.join(natives, native),
     ZEB_KIT_FLAVOUR: native.split('-')[0],
     ZEB_FLAVOUR: undefined,
     ZEB_KIT_SHORT: short ? '1' : '',
-    TMP: temporary,
-    TEMP: temporary,
     NODE_TEST_CONTEXT: undefined,
     NODE_OPTIONS: undefined,
   };
   const binary = path.join(root, 'zebbridge', 'prebuilds', 'win32-x64', `zebbridge.abi${versions.modules}.node`);
   tell(`the binary: sha256 ${sha256(binary)}`);
   for (const check of CHECKS) {
-    fs.mkdirSync(temporary, { recursive: true });
+    // Each check has a folder of its own, because that of the last one may still be held.
+    const folder = fs.mkdtempSync(work + path.sep);
     const begin = Date.now();
     tell(`\n${check.name}`);
-    const results = await resultsOf(runtime, check, environment);
+    const results = await resultsOf(runtime, check, folder, environment).catch((error) => [
+      { name: `${check.file} has no results`, result: 'failed', ms: 0, reason: error.stack },
+    ]);
     const counts = count(results);
     say(`  ${check.name.padEnd(30)} ${sentence(counts)}, ${Math.round((Date.now() - begin) / 1000)} s`);
     for (const { result, name } of results) if (result === 'failed') say(`      failed: ${plain(name)}`);
-    fs.rmSync(temporary, { recursive: true, force: true, maxRetries: 10 });
+    remove(folder);
   }
 }
 
@@ -197,26 +211,25 @@ function bundled() {
 }
 
 // Checks swap the buttons for a moment. Whatever happens to a check, the buttons are as before at the end.
-async function withButtonsAsFound(work) {
+async function withButtonsAsFound(action) {
   const addon = require(path.join(natives, nativeFolder(process.versions.modules), 'node', 'desktop-control.node'));
   const swapped = addon.buttonsSwapped();
   try {
     if (swapped) addon.swapButtons(false);
-    await work();
+    await action();
   } finally {
     if (addon.buttonsSwapped() !== swapped) addon.swapButtons(swapped);
   }
 }
 
-async function main() {
+async function checkAll(work) {
   const args = process.argv.slice(2);
   const short = args.includes('--short');
   const named = args
     .filter((each) => each !== '--short')
     .map((each) => path.resolve(process.env.ZEB_KIT_CALLER || '.', each));
   const runtimes = named.length ? named : bundled();
-  const begin = Date.now();
-  tell(`zebbridge ${version}, checked on ${new Date(begin).toISOString()}${short ? ', the short way' : ''}`);
+  tell(`zebbridge ${version}, checked on ${new Date().toISOString()}${short ? ', the short way' : ''}`);
   tell(
     `${os.version()}, ${os.release()}, ${os.arch()}; ${os.cpus().length} x ${os.cpus()[0]?.model.trim()}; ${Math.round(os.totalmem() / 2 ** 30)} GB`,
   );
@@ -225,18 +238,36 @@ async function main() {
     `zebbridge ${version}: ${runtimes.length} runtime${runtimes.length > 1 ? 's' : ''}. Please leave mouse and keyboard alone until the last line.`,
   );
   await withButtonsAsFound(async () => {
-    for (const runtime of runtimes) await checkRuntime(runtime, short);
+    for (const runtime of runtimes) await checkRuntime(runtime, short, work);
   });
-  tell(`\n${sentence(totals)} in ${Math.round((Date.now() - begin) / 1000)} s`);
-  fs.writeFileSync(reportFile, `${report.join('\n')}\n`.replaceAll('\r\n', '\n').replaceAll('\n', '\r\n'));
-  say(`\n${sentence(totals)}`);
-  say(`The report: ${reportFile}`);
-  process.exitCode = totals.failed ? 1 : 0;
 }
 
-main()
-  .catch((error) => {
-    console.error(error);
-    process.exitCode = 1;
-  })
-  .finally(() => fs.rmSync(work, { recursive: true, force: true, maxRetries: 10 }));
+async function main() {
+  process.exitCode = 1;
+  try {
+    report = fs.openSync(reportFile, 'w');
+  } catch (error) {
+    say(
+      `The report cannot be written (${error.message}): close the program that has it open, or unpack the archive into a folder of your own, and start the check again.`,
+    );
+    return;
+  }
+  const begin = Date.now();
+  let work;
+  try {
+    work = fs.mkdtempSync(path.join(os.tmpdir(), 'zebbridge-check-'));
+    PRIVATE.unshift([work, '<temporary>'], [fs.realpathSync(work), '<temporary>']);
+    await checkAll(work);
+  } catch (error) {
+    ++totals.failed;
+    announce(`\nThe check has stopped early: ${error.stack}`);
+  }
+  const held = work && remove(work);
+  if (held) announce(`\nThe temporary folder ${work} could not be removed; please delete it. ${held.message}`);
+  tell(`\n${sentence(totals)} in ${Math.round((Date.now() - begin) / 1000)} s`);
+  say(`\nThe report${unwritten ? ` is incomplete (${unwritten.message})` : ''}: ${reportFile}`);
+  say(sentence(totals));
+  process.exitCode = totals.failed || unwritten ? 1 : 0;
+}
+
+main();

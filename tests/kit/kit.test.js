@@ -1,6 +1,7 @@
 // The kit for a real Windows: its contents, the workflow that runs it there, and a rehearsal in a fresh Wine prefix.
 'use strict';
 const assert = require('node:assert');
+const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
@@ -82,6 +83,122 @@ test('the workflow is one by the published schema', () => {
 test('the workflow runs what the kit has', () => {
   const text = fs.readFileSync(workflow, 'utf8');
   assert.match(text, /kit\\check\.cmd kit\\runtimes\\node\$\{\{ matrix\.node \}\}\\node\.exe/);
+});
+
+// ---- the report -----------------------------------------------------------------------------------------------------
+
+// Runs check.js here, in a kit whose checks all pass unless the script of one is given: { status, signal, lines, text,
+// temporary }, with the lines on the screen, the report's text, and the paths below the temporary folder.
+function check(
+  scripts = {},
+  { before = () => {}, preload = '', buttons = 'exports.buttonsSwapped = () => false;' } = {},
+) {
+  const kit = fs.mkdtempSync(path.join(work, 'kit-'));
+  const write = (file, text) => {
+    fs.mkdirSync(path.dirname(path.join(kit, file)), { recursive: true });
+    fs.writeFileSync(path.join(kit, file), text);
+  };
+  const { modules } = process.versions;
+  for (const file of ['check.js', 'support/about.js', 'support/remove.js', 'support/reporter.js'])
+    write(`tests/kit/${file}`, fs.readFileSync(path.join(__dirname, file), 'utf8'));
+  write('zebbridge/package.json', JSON.stringify(manifest));
+  write(`zebbridge/prebuilds/win32-x64/zebbridge.abi${modules}.node`, 'a binary');
+  // A folder in the add-on's place, because require() accepts one.
+  write(`native/node-${modules}/node/desktop-control.node/index.js`, buttons);
+  for (const file of fs.readdirSync(path.join(__dirname, 'checks')).concat('../../script/ends.test.js')) {
+    const script = scripts[path.basename(file, '.test.js')] ?? '';
+    write(`tests/kit/checks/${file}`, `require('node:test').test('a check', () => { ${script} });`);
+  }
+  write('preload.js', preload);
+  fs.mkdirSync(path.join(kit, 'temporary'));
+  const report = path.join(kit, `${name}.txt`);
+  before(report);
+  const done = spawnSync(
+    process.execPath,
+    ['--require', './preload.js', path.join(kit, 'tests/kit/check.js'), process.execPath],
+    {
+      cwd: kit,
+      encoding: 'utf8',
+      env: { ...process.env, NODE_TEST_CONTEXT: undefined, TMPDIR: path.join(kit, 'temporary') },
+      timeout: 120_000,
+    },
+  );
+  return {
+    status: done.status,
+    signal: done.signal,
+    lines: (done.stdout + done.stderr).trimEnd().split('\n'),
+    text: fs.statSync(report).isFile() ? fs.readFileSync(report, 'utf8') : '',
+    temporary: fs.readdirSync(path.join(kit, 'temporary'), { recursive: true }),
+  };
+}
+const inTemporary = `require('fs').writeFileSync(require('path').join(process.env.TEMP, 'held'), '');`;
+
+test('a report has every check, and its last line is that of the screen', () => {
+  const { status, lines, text, temporary } = check({ image: `throw Error('an image')`, system: inTemporary });
+  assert.strictEqual(lines.at(-1), '6 passed, 1 failed, 9 skipped');
+  assert.match(text, /\r\n6 passed, 1 failed, 9 skipped in \d+ s\r\n$/);
+  assert.match(text, /\r\nimage\r\n {2}failed {2}a check \(\d+ ms\)\r\n {6}Error: an image\r\n/);
+  assert.strictEqual(status, 1);
+  assert.deepStrictEqual(temporary, []);
+});
+
+test('without a report, no check runs', () => {
+  const before = (report) => fs.mkdirSync(report);
+  const { status, lines } = check({}, { before });
+  assert.strictEqual(lines.length, 1, lines.join('\n'));
+  assert.match(lines[0], /^The report cannot be written \(EISDIR.*unpack the archive into a folder of your own/);
+  assert.strictEqual(status, 1);
+});
+
+test('a check that is ended leaves the report up to there', () => {
+  const { signal, text } = check({ image: `process.kill(process.ppid, 'SIGKILL')` });
+  assert.strictEqual(signal, 'SIGKILL');
+  assert.match(text, /\r\nprograms\r\n {2}passed {2}a check \(\d+ ms\)\r\n\r\nimage\r\n$/);
+});
+
+test('a file that is held fails no check, and the screen and the report name it', () => {
+  const preload = `const fs = require('fs');
+    const { rmSync } = fs;
+    fs.rmSync = (folder, options) => {
+      const held = fs.readdirSync(folder, { recursive: true }).find((file) => file.endsWith('held'));
+      if (held) throw Error('EBUSY: ' + require('path').join(folder, held));
+      rmSync(folder, options);
+    };`;
+  const { status, lines, text, temporary } = check({ programs: inTemporary }, { preload });
+  assert.strictEqual(lines.at(-1), '7 passed, 0 failed, 9 skipped');
+  assert.match(text, /\r\n7 passed, 0 failed, 9 skipped in \d+ s\r\n$/);
+  assert.strictEqual(status, 0);
+  const file = temporary.find((each) => each.endsWith('held'));
+  const told = lines.find((line) => line.includes('please delete it'));
+  assert.ok(told.includes(file.split(path.sep)[0]) && told.includes(file), told);
+  const [, inside] = /please delete it\. EBUSY: <temporary>\/(.*)\r\n/.exec(text);
+  assert.ok(file.endsWith(inside), inside);
+  assert.strictEqual(temporary.filter((each) => each.endsWith('results')).length, 1, 'of one check only');
+});
+
+test('a check whose output cannot be read fails, and the next ones run', () => {
+  const image = `require('fs').rmSync(require('path').join(process.env.TEMP, '../output'));`;
+  const { lines, text } = check({ image });
+  assert.match(text, /\r\nimage\r\n {2}failed {2}\S*image\.test\.js has no results \(0 ms\)\r\n {6}Error: ENOENT/);
+  assert.strictEqual(lines.at(-1), '6 passed, 1 failed, 9 skipped');
+});
+
+test('what ends the run early is in the report, after the results', () => {
+  const buttons = `exports.buttonsSwapped = () => { exports.buttonsSwapped = () => { throw Error('no desktop'); }; };`;
+  const { status, lines, text, temporary } = check({}, { buttons });
+  assert.match(text, /\r\n\r\nThe check has stopped early: Error: no desktop\r\n/);
+  assert.match(text, /\r\n7 passed, 1 failed, 9 skipped in \d+ s\r\n$/);
+  assert.strictEqual(lines.at(-1), '7 passed, 1 failed, 9 skipped');
+  assert.strictEqual(status, 1);
+  assert.deepStrictEqual(temporary, []);
+});
+
+test('a full disk does not hide the results', () => {
+  const before = (report) => fs.symlinkSync('/dev/full', report);
+  const { status, lines } = check({}, { before });
+  assert.match(lines.at(-2), /^The report is incomplete \(ENOSPC/);
+  assert.strictEqual(lines.at(-1), '7 passed, 0 failed, 9 skipped');
+  assert.strictEqual(status, 1);
 });
 
 // ---- the rehearsal --------------------------------------------------------------------------------------------------

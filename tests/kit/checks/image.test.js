@@ -5,7 +5,18 @@ const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const { file, buildFile } = require('../../script/support/zebbridge');
-const { programs, wine, onlyWindows, temporaryFolder, run, runScript, until, note, hex } = require('../support/kit');
+const {
+  programs,
+  wine,
+  onlyWindows,
+  temporaryFolder,
+  run,
+  runScript,
+  until,
+  note,
+  hex,
+  remove,
+} = require('../support/kit');
 
 const addon = require(buildFile('node', 'desktop-control.node'));
 
@@ -33,7 +44,7 @@ const PLANTED = wine
 
 test('DLLs that lie beside the module are not loaded', async (t) => {
   const folder = temporaryFolder();
-  t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));
+  t.after(() => remove(folder));
   const module = path.join(folder, 'zebbridge.node');
   fs.copyFileSync(file, module);
   for (const name of PLANTED) fs.copyFileSync(path.join(programs, 'probe.dll'), path.join(folder, name));

@@ -6,7 +6,7 @@ const path = require('node:path');
 const { pathToFileURL } = require('node:url');
 const test = require('node:test');
 const { Worker } = require('node:worker_threads');
-const { root, flavour, runScript, temporaryFolder, note } = require('../support/kit');
+const { root, flavour, runScript, temporaryFolder, note, remove } = require('../support/kit');
 
 const EXPORTS = ['crash_emitter', 'diagnostics', 'hardware', 'windows', 'msix_auto_updater', 'shutdown'];
 const installed = path.join(root, 'zebbridge');
@@ -43,7 +43,7 @@ test('so does a worker, and ends', async () => {
 // A copy of the package with binaries that the check chooses. It is removed when the check ends.
 function copyOfPackage(t, change) {
   const folder = temporaryFolder();
-  t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));
+  t.after(() => remove(folder));
   const copy = path.join(folder, 'zebbridge');
   fs.cpSync(installed, copy, { recursive: true, filter: (source) => !/[\\/](docs|examples)$/.test(source) });
   change(path.join(copy, 'prebuilds', 'win32-x64', mine));
@@ -97,7 +97,7 @@ test('in a host whose executable has another name', {
   skip: flavour === 'desktop' && 'a desktop runtime needs its folder',
 }, async (t) => {
   const folder = temporaryFolder();
-  t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));
+  t.after(() => remove(folder));
   const renamed = path.join(folder, 'Application.exe');
   fs.copyFileSync(process.execPath, renamed);
   const { status, output } = await runScript('console.log(zebbridge.hardware.getButtonState(0));', {

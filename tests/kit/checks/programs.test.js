@@ -5,13 +5,13 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
-const { programs, flavour, short, run, note, temporaryFolder } = require('../support/kit');
+const { programs, flavour, short, run, note, remove, temporaryFolder } = require('../support/kit');
 
 // Each program is one test, with one test inside it for each case of the program.
 for (const program of fs.readdirSync(programs).filter((name) => name.endsWith('.exe'))) {
   test(program, async (t) => {
     const folder = temporaryFolder();
-    t.after(() => fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 }));
+    t.after(() => remove(folder));
     const results = path.join(folder, 'results.json');
     const { status, output, ms } = await run(path.join(programs, program), [`--gtest_output=json:${results}`], {
       folder: programs,

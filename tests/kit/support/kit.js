@@ -4,6 +4,7 @@ const { spawn } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
+const remove = require('./remove.js');
 
 const root = path.resolve(__dirname, '..', '..', '..');
 const scripts = path.join(root, 'tests', 'script', 'support');
@@ -42,7 +43,7 @@ async function run(program, args = [], { environment = {}, folder, milliseconds 
     };
   } finally {
     clearTimeout(timer);
-    fs.rmSync(path.dirname(output), { recursive: true, force: true, maxRetries: 10 });
+    remove(path.dirname(output));
   }
 }
 
@@ -62,7 +63,7 @@ async function runScript(
     fs.writeFileSync(path.join(folder, 'script.js'), prelude + script);
     return await run(executable, [...flags, path.join(folder, 'script.js')], options);
   } finally {
-    fs.rmSync(folder, { recursive: true, force: true, maxRetries: 10 });
+    remove(folder);
   }
 }
 
@@ -76,6 +77,7 @@ module.exports = {
   system,
   wine,
   temporaryFolder,
+  remove,
   run,
   runScript,
   programs: path.join(root, 'programs'),
