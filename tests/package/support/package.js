@@ -32,4 +32,4 @@ const binaries = pinned('RUNTIMES')
   });
 const releases = binaries.flatMap(({ release }) => release ?? []);
 
-module.exports = { root, folder, manifest, tarball, symbols, sbom, binaries, releases };
+module.exports = { root, folder, manifest, tarball, symbols, sbom, pinned, binaries, releases };
