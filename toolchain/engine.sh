@@ -80,5 +80,6 @@ lane_engine() {  # [stem]
         return
     fi
     check_engine
-    make_snapshot && build linux-engine "engine-${1:-tests}" && run_tests linux-engine engine "${1:-}"
+    make_snapshot && configure linux-engine && need_test linux-engine engine "${1:-}" -R "^engine-${1:-}\$" &&
+        build linux-engine "engine-${1:-tests}" && run_tests linux-engine engine "${1:-}"
 }
