@@ -153,13 +153,15 @@ describe('an application', () => {
 
   test('that is a single executable under a name of its own', () => {
     app.write('sea.js', `${mentioning('createRequire')}console.log(supported);`);
-    app.write('sea.json', '{ "main": "sea.js", "output": "sea.blob", "disableExperimentalSEAWarning": true }');
-    const made = run(process.execPath, ['--experimental-sea-config', 'sea.json'], { cwd: app.folder });
-    assert.strictEqual(made.status, 0, made.err);
-    fs.copyFileSync(path.join(process.env.ZEB_NODE_WIN, 'bin/node.exe'), app.path('calculator.exe'));
-    fs.chmodSync(app.path('calculator.exe'), 0o755);
-    const fuse = ['--sentinel-fuse', 'NODE_SEA_FUSE_fce680ab2cc467b6e072b8b5df1996b2'];
-    built(app.tool('postject/dist/cli.js', ['calculator.exe', 'NODE_SEA_BLOB', 'sea.blob', ...fuse]));
+    const config = {
+      main: 'sea.js',
+      output: 'calculator.exe',
+      executable: path.join(process.env.ZEB_NODE26_WIN, 'bin/node.exe'),
+      disableExperimentalSEAWarning: true,
+    };
+    app.write('sea.json', JSON.stringify(config));
+    const node = path.join(process.env.ZEB_NODE26_LINUX, 'bin/node');
+    built(run(node, ['--build-sea', 'sea.json'], { cwd: app.folder }));
     const { status, out, err } = runInWindows([], { program: app.path('calculator.exe') });
     assert.strictEqual(status, 0, err);
     assert.strictEqual(out, 'true\n');

@@ -4,8 +4,8 @@
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
-const vm = require('node:vm');
 const { buildFile } = require('./support/built');
+const timeLimit = require('./support/time_limit');
 
 const FLAGS = ['v8_enable_pointer_compression', 'v8_enable_sandbox', 'v8_enable_31bit_smis_on_64bit_arch'];
 const CASES = { plain: [0, 0, 0], integers: [0, 0, 1], compressed: [1, 0, 1], sandboxed: [1, 1, 1] };
@@ -72,11 +72,11 @@ test('a time limit that ends script inside the check ends what called it', (t) =
   Object.defineProperty(process, 'config', { get, configurable: true });
   globalThis.load = () => {
     try {
-      require(file(elsewhere));
+      process.dlopen({ exports: {} }, file(elsewhere));
     } catch {}
     steps.push('went on');
   };
   t.after(() => delete globalThis.load);
-  assert.throws(() => vm.runInThisContext('load()', { timeout: 2000 }), { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' });
+  timeLimit('load()', () => steps.length > 0);
   assert.deepEqual(steps, ['asked']);
 });
