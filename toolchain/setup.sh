@@ -17,8 +17,10 @@ g++ g++
 git git
 googletest /usr/src/googletest/googletest/src/gtest-all.cc
 libclang-rt-$LLVM-dev /usr/lib/llvm-$LLVM/lib/clang/$LLVM/lib/linux/libclang_rt.asan-x86_64.a
+libclang-$LLVM-dev /usr/lib/llvm-$LLVM/include/clang-tidy/ClangTidyCheck.h
 lld-$LLVM lld-link-$LLVM
 llvm-$LLVM llvm-lib-$LLVM
+llvm-$LLVM-dev /usr/lib/llvm-$LLVM/include/llvm/ADT/StringRef.h
 mingw-w64-x86-64-dev /usr/x86_64-w64-mingw32/include/windows.h
 ninja-build ninja
 npm npm
@@ -221,6 +223,15 @@ build_sysroot() {
     mv -T "$work/sysroot" "$ZEB_SYSROOT" 2>/dev/null || true
 }
 
+build_tidy_module() {
+    local work
+    make_work
+    "clang++-$LLVM" -std=c++17 -O1 -fPIC -fno-rtti -shared -Wall -Wextra -Werror -isystem "/usr/lib/llvm-$LLVM/include" \
+        "$ROOT/toolchain/lint/own_code.cpp" -o "$work/own_code.so" ||
+        die "clang-tidy's module could not be built" "the compiler says why, above"
+    mv -T "$work" "$ZEB_TIDY_MODULE" 2>/dev/null || true
+}
+
 # need_room FOLDER MEGABYTES VARIABLE: makes the folder; exits if that fails or its disk is too full
 need_room() {
     local left
@@ -262,6 +273,7 @@ setup_linux() {  # what native builds need
 setup_lint() {  # what checks and formats the sources
     setup_linux
     make_part "$ZEB_LINT_TOOLS" "fetch the linter for JavaScript" fetch_from_npm toolchain/lint "$ZEB_LINT_TOOLS"
+    make_part "$ZEB_TIDY_MODULE" "build clang-tidy's module" build_tidy_module
 }
 
 setup_windows() {  # what it takes to build and run Windows code

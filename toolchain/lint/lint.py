@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""lint.py LLVM_VERSION TOOLS CACHE TOTALS BUILD_FOLDER...: the static checks of `./zeb test lint`.
+"""lint.py LLVM_VERSION TOOLS MODULE CACHE TOTALS BUILD_FOLDER...: the static checks of `./zeb test lint`.
 
   format     C++ sources are formatted as clang-format does it
   layers     includes point one way: utils, com, v8binding, bridge, platform; engine and system headers stay in their layers
@@ -10,8 +10,8 @@
   catches    exceptions of the standard library are caught by reference
   words      no paths of one machine, no address of a package registry, nothing that only its authors understand
   tidy       clang-tidy over the product, the projection's headers in it, the start-up code, the stand-ins and the add-ons
-             for tests, each as the first build that has it compiles it and with the nearest .clang-tidy; results are kept
-             in CACHE
+             for tests, each as the first build that has it compiles it and with the nearest .clang-tidy, without what
+             own_code.cpp, the MODULE, keeps them out of; results are kept in CACHE
 
 Each check is one case; "passed failed skipped" is appended to TOTALS.
 """
@@ -206,19 +206,20 @@ def dependencies(build):
 OBJECT_NAME = re.compile(r'-Xclang -object-file-name=\S+ ')
 
 
-def run_tidy(llvm, entry, source):
+def run_tidy(llvm, module, entry, source):
     # A database of its own for each, because clang-tidy runs over a source as often as it finds a command for it.
     with tempfile.TemporaryDirectory() as folder:
         entry = {**entry, 'command': OBJECT_NAME.sub('', entry['command'])}
         pathlib.Path(folder, 'compile_commands.json').write_text(json.dumps([entry]), encoding='utf-8')
-        done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '-p', folder, str(source)], capture_output=True,
-                              text=True)
+        done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '--load', str(module), '--checks=zeb-own-code', '-p', folder,
+                               str(source)], capture_output=True, text=True)
     return done.stdout.strip() or done.stderr.strip() or f'{source}: ended with {done.returncode}' if done.returncode else ''
 
 
-def check_tidy(llvm, builds, cache):
+def check_tidy(llvm, module, builds, cache):
     cache.mkdir(parents=True, exist_ok=True)
     version = subprocess.run([f'clang-tidy-{llvm}', '--version'], check=True, capture_output=True).stdout
+    version += (ROOT / 'toolchain/lint/own_code.cpp').read_bytes()
     todo, seen = {}, set()
     for build in builds:
         used = dependencies(build)
@@ -240,7 +241,7 @@ def check_tidy(llvm, builds, cache):
         print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
     errors = []
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
-        results = zip(todo, pool.map(lambda path: run_tidy(llvm, todo[path][0], path), todo))
+        results = zip(todo, pool.map(lambda path: run_tidy(llvm, module, todo[path][0], path), todo))
         for number, (source, output) in enumerate(results, 1):
             if sys.stdout.isatty():
                 print(f'\r\033[Kclang-tidy: {number} of {len(todo)}', end='' if number < len(todo) else '\n', flush=True)
@@ -253,7 +254,7 @@ def check_tidy(llvm, builds, cache):
 
 def main():
     llvm = sys.argv[1]
-    tools, cache, totals, *builds = map(pathlib.Path, sys.argv[2:])
+    tools, module, cache, totals, *builds = map(pathlib.Path, sys.argv[2:])
     checks = {
         'format': lambda: check_format(llvm),
         'layers': check_layers,
@@ -263,7 +264,7 @@ def main():
         'shell': check_shell,
         'catches': check_catches,
         'words': check_words,
-        'tidy': lambda: check_tidy(llvm, builds, cache),
+        'tidy': lambda: check_tidy(llvm, module, builds, cache),
     }
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
