@@ -216,6 +216,21 @@ def run_tidy(llvm, module, entry, source):
     return done.stdout.strip() or done.stderr.strip() or f'{source}: ended with {done.returncode}' if done.returncode else ''
 
 
+# The module must not hide what is ours.
+CANARY = {'own.h': 'inline int* first() { return 0; }\n', 'own.cpp': '#include "own.h"\nint* second() { return 0; }\n'}
+
+
+def check_module(llvm, module):
+    with tempfile.TemporaryDirectory() as folder:
+        for name, text in CANARY.items():
+            pathlib.Path(folder, name).write_text(text, encoding='ascii')
+        done = subprocess.run([f'clang-tidy-{llvm}', '--quiet', '--load', str(module),
+                               '--checks=-*,modernize-use-nullptr,zeb-own-code', '--header-filter=own', f'{folder}/own.cpp', '--'],
+                              capture_output=True, text=True)
+    return [f'clang-tidy does not see what is wrong in {name}' for name in CANARY
+            if not re.search(rf'/{re.escape(name)}:\d+:\d+: warning: use nullptr', done.stdout)]
+
+
 def check_tidy(llvm, module, builds, cache):
     cache.mkdir(parents=True, exist_ok=True)
     version = subprocess.run([f'clang-tidy-{llvm}', '--version'], check=True, capture_output=True).stdout
@@ -237,9 +252,10 @@ def check_tidy(llvm, module, builds, cache):
             stamp = cache / digest.hexdigest()
             if not stamp.exists():
                 todo[source] = (entry, stamp)
-    if todo:
-        print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
-    errors = []
+    if not todo:
+        return []
+    print(f'clang-tidy: {len(todo)} of {len(seen)} sources are new or changed')
+    errors = check_module(llvm, module)
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
         results = zip(todo, pool.map(lambda path: run_tidy(llvm, module, todo[path][0], path), todo))
         for number, (source, output) in enumerate(results, 1):
