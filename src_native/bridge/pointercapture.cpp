@@ -153,7 +153,9 @@ void PointerCaptureImpl::enqueue(const RawInputDriver::PointerData& record) {
 }
 
 void PointerCaptureImpl::onPendingPointerData(uv_async_t* handle) {
-    static_cast<PointerCaptureImpl*>(handle->data)->drain();
+    auto* const capture = static_cast<PointerCaptureImpl*>(handle->data);
+    // While the destructor releases the driver, a log handler may run the loop. Nobody may refer to the object then.
+    if (!capture->m_isClosed) capture->drain();
 }
 
 void PointerCaptureImpl::drain() {

@@ -296,6 +296,22 @@ const processes = {
     setImmediate(() => { gc(); gc(); });`,
     0,
   ],
+  'a log handler runs the loop while a drain frees its capture': [
+    `let events = 0;
+    (() => capturing(() => {
+      if (++events > 1) return;
+      capture = null;
+      gc(); gc();
+      const from = Date.now();
+      spin('the time', () => Date.now() > from + 3); // so that the drain leaves the next records for another one
+      queue(10);
+      diagnostics.setLogHandler((text) => { say(text); harness.turnLoop(); });
+    }))();
+    queue(1000);
+    atExit(() => say(events));`,
+    0,
+    'Pointer capture released\n1000\n',
+  ],
   'a garbage collection in the middle of the end': [
     `capturing(() => {}).stopCapturing(); harness.collectAtEnd();
     for (let count = 0; count < 20; ++count) hardware.capturePointer();`,
