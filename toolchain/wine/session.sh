@@ -1,6 +1,6 @@
 # Shared by ./run, ./desktop and ./prefix. The arrays `wine` and `wineserver` are the commands to run them.
 export WINEARCH=win64 LC_ALL=C.UTF-8  # file names and system texts do not depend on the user
-export TZ=UTC   # a zone that Wine and Node.js know without a list
+export TZ=UTC  # a zone that Wine and Node.js know without a list
 export WINEDEBUG=${WINEDEBUG:--all}
 unset TMPDIR  # if it is set, to any folder, Wine 10 ends with "free(): invalid pointer" and shows no desktop
 export WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-winedbg.exe=d}  # a crash must not open the debugger's dialog
