@@ -8,7 +8,8 @@
  * is one of `LoadErrorCode`, and its `cause`, if there is one, is the runtime's own error.
  *
  * Threads: call every function on the thread that loaded the module. Callbacks run on that thread too. A worker thread
- * may load the module as well and then gets its own components.
+ * may load the module as well and then gets its own components. Once a worker has been told to end, no event calls back
+ * in it.
  *
  * Arguments, for every method:
  * - Too few arguments throw an `Error` "Expected (N) arguments, but only (M)". Extra arguments are ignored.

@@ -11,6 +11,8 @@
 #include "common/utils/log.h"
 #include "common/v8binding/environment.h"
 #include "common/v8binding/v8binding.h"
+#include "common/v8binding/v8marshal.h"
+#include "common/v8binding/v8utils.h"
 #include "common/v8binding/weak_reference_holder.h"
 
 namespace zeb {
@@ -33,10 +35,26 @@ public:
     void operator()(Log::Level level, const char* message) const {
         v8::Isolate* const isolate = v8::Isolate::TryGetCurrent();
         if (isolate == nullptr || isolate != m_isolate || !isolate->InContext() || !m_callback) return;
-        (*m_callback)(std::string(message), static_cast<int>(level));
+        if (common::js::isScriptRunning(isolate)) {
+            call(level, message);
+        } else {
+            callFromLoop(level, message);
+        }
     }
 
 private:
+    void call(Log::Level level, const char* message) const {
+        (*m_callback)(std::string(message), static_cast<int>(level));
+    }
+
+    // An event of the loop has written the log record, so this is a callback of its own. A log record is not kept.
+    void callFromLoop(Log::Level level, const char* message) const {
+        const v8::HandleScope handles(m_isolate);
+        if (environment()->isScriptRefused()) return;
+        const common::js::DrainScope scope(*environment());
+        if (!environment()->isScriptStopped()) call(level, message);
+    }
+
     void onEnvironmentEnd() noexcept override { m_callback.reset(); }
 
     v8::Isolate* const m_isolate;

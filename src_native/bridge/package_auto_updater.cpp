@@ -138,7 +138,7 @@ void WindowsPackageAutoUpdater::finish(const Update& ended) {
     m_updates.erase(found);
     if (!report || !m_errorHandler || environment() == nullptr) return;
     const common::js::DrainScope scope(*environment());
-    (*m_errorHandler)(std::move(*report));
+    if (!environment()->isScriptStopped()) (*m_errorHandler)(std::move(*report));
 }
 
 }  // namespace zeb

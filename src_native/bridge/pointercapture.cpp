@@ -209,6 +209,10 @@ bool PointerCaptureImpl::deliverTaken(Environment& environment) {
         advance(interrupted->position());
         interrupted->interrupt();
     }
+    if (environment.isScriptStopped()) {
+        forgetTaken();
+        return false;
+    }
     const std::shared_ptr<PointerDeliveries> deliveries = m_deliveries;  // a callback may end the environment
     std::unique_ptr<PointerDelivery> delivery = deliveries->take(environment.isolate());
     const bool isDelivered = deliver(*delivery);
@@ -231,17 +235,18 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
         // Null if another drain has continued meanwhile and moved m_next.
         if (std::exchange(m_delivery, nullptr) != nullptr) advance(delivery.position());
         if (environment() == nullptr) break;
-        if (ran) continue;
-        // A time limit ends the script that runs the loop; the rest is delivered afterwards. If there is no such
-        // script, the thread is ending, and the callbacks must not run again.
-        if (common::js::isScriptRunning(isolate)) return false;
-        break;
+        // A time limit, a debugger or the end of the thread has ended the callback. The next drain asks which of them
+        // it was, and delivers the rest if it may.
+        if (!ran) return false;
     }
-    const bool isDelivered = m_next.record >= m_taken.size();
+    forgetTaken();
+    return true;
+}
+
+void PointerCaptureImpl::forgetTaken() {
     m_next = {};
     m_taken.clear();
     if (m_taken.capacity() > kKeptRecords) m_taken.shrink_to_fit();
-    return isDelivered;
 }
 
 void PointerCaptureImpl::advance(PointerDelivery::Position reached) noexcept {

@@ -73,7 +73,9 @@ private:
     void deliverPending();
     bool takePending();
     bool hasUndelivered() noexcept;
-    // This and `deliver` return false if the engine runs no more script here.
+    void forgetTaken();
+    // This and `deliver` return false if script may not be called now: a callback was ended, or the environment is
+    // stopped.
     bool deliverTaken(common::js::Environment& environment);
     bool deliver(PointerDelivery& delivery);
     void advance(PointerDelivery::Position reached) noexcept;

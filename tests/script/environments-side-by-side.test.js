@@ -93,12 +93,12 @@ test('the log handler of one that was freed is not called', () =>
     assert.deepEqual([...stays.run(() => records)], ['heard']);
   }));
 
-test('twenty more, made and freed, leave nothing', () =>
+test('five more, made and freed, leave nothing', () =>
   ends(async () => {
     const stays = load();
     stays.run(() => capturing(() => {}));
     const before = held(stays);
-    for (let count = 0; count < 20; ++count) {
+    for (let count = 0; count < 5; ++count) {
       const goes = load();
       goes.run(() => {
         globalThis.captures = Array.from({ length: 5 }, () => hardware.capturePointer());
@@ -292,6 +292,28 @@ test('promises of others are not lost in an end', () =>
     });
     goes.free();
     await until('all', () => stays.run(() => order.length === 6));
+    stays.run(() => capture.stopCapturing());
+  }));
+
+test('one that was told to stop gives up what it has not delivered, and keeps no process', () =>
+  ends(async () => {
+    const [stays, goes] = [load(), load()];
+    goes.run(() => {
+      capturing(
+        () => say('called'),
+        () => say('called'),
+      );
+      queue(10, 0, 1);
+      capture.stopCapturing();
+      updating(false, () => say('called'));
+    });
+    goes.stop();
+    stays.run(() => {
+      globalThis.events = 0;
+      capturing(() => ++events);
+      queue(10);
+    });
+    await until('events of the other', () => stays.run(() => events === 10));
     stays.run(() => capture.stopCapturing());
   }));
 

@@ -149,3 +149,15 @@ test('promises and ticks of a listener run when the events at hand are delivered
   await until('all', () => order.length === 8);
   assert.deepEqual(order, ['event', 'event', 'tick', 'tick', 'promise', 'promise', 'immediate', 'immediate']);
 });
+
+test('a drain enters no domain that script has put on the global object or on every object', async () => {
+  const { status, stderr, stdout } = await child(`
+    require('node:async_hooks').createHook({ before() {} }).enable();
+    require('node:domain');
+    globalThis.domain = { enter: () => console.log('entered'), exit() {} };
+    Object.prototype.domain = globalThis.domain;
+    stream.on('motion', () => { console.log('moved'); stream.stop(); });
+    stream.start();
+    moves(1);`);
+  assert.deepEqual({ status, stderr, stdout }, { status: 0, stderr: '', stdout: 'moved\n' });
+});

@@ -2,6 +2,7 @@
 'use strict';
 const assert = require('node:assert/strict');
 const test = require('node:test');
+const vm = require('node:vm');
 const { Worker } = require('node:worker_threads');
 const { addon, harness, counts, until } = require('../script/support/harness');
 const { scale } = require('../script/support/length');
@@ -147,6 +148,46 @@ for (const [name, [script, code, terminated]] of Object.entries(workers)) {
   });
 }
 
+// The engine ends only the script that runs when the worker is told to stop.
+const READY = `parentPort.postMessage('ready'); for (;;);`;
+const waiting = {
+  'pointer records wait': `capturing(called, called); setTimeout(() => { queue(10, 0, 1); ${READY} });`,
+  'a report waits': `
+    globalThis.updating(true, called);
+    setTimeout(() => {
+      const { threads } = harness.counts();
+      harness.releaseDeployments();
+      spin('the end of the update', () => harness.counts().threads < threads);
+      ${READY}
+    });`,
+  'a log record is written': `
+    (() => capturing(() => {
+      capture = null;
+      gc(); gc(); // the drain is the last to refer to the capture, and releases it
+      diagnostics.setLogHandler(called);
+      ${READY}
+    }))();
+    queue(10);`,
+};
+
+for (const [name, script] of Object.entries(waiting)) {
+  test(`a worker calls nothing back once it is terminated, although ${name}`, async () => {
+    const before = await counts();
+    const calls = new Int32Array(new SharedArrayBuffer(4));
+    const worker = new Worker(
+      `const { parentPort, workerData: calls } = require('node:worker_threads');${PRELUDE}
+      const called = () => Atomics.add(calls, 0, 1);${script}`,
+      { eval: true, workerData: calls },
+    );
+    const ended = new Promise((resolve) => worker.on('exit', resolve));
+    await new Promise((resolve) => worker.once('message', resolve));
+    await worker.terminate();
+    assert.equal(await ended, 1);
+    assert.equal(calls[0], 0);
+    assert.deepEqual(await counts(), before);
+  });
+}
+
 test('many workers at once, ended in every way while they are at work', async () => {
   const before = await counts();
   const rounds = Math.ceil(4 * scale);
@@ -179,7 +220,6 @@ test('many workers at once, ended in every way while they are at work', async ()
 });
 
 test('a time limit ends script inside every callback and every conversion', async () => {
-  const vm = require('node:vm');
   const { hardware, diagnostics, msix_auto_updater: updater } = addon;
   const forever = () => {
     for (;;);
@@ -243,6 +283,82 @@ test('a time limit ends script inside every callback and every conversion', asyn
     depth = 0;
     limited(nested, loops[nested], timeout);
   }
+  capture.setMotionEventCallback(() => ++delivered);
+  await counts(); // collects the captures that were made above: the end of any of them would end the running one
+  await mainWorks();
+});
+
+test('a time limit that ends a callback inside a loop of script loses no report that waits', async () => {
+  const { msix_auto_updater: updater } = addon;
+  let isLimited = false;
+  let isReached = false;
+  capture.setMotionEventCallback(() => {
+    if (!isLimited) return;
+    const { threads } = harness.counts();
+    harness.releaseDeployments();
+    while (harness.counts().threads >= threads); // the report waits for the loop's next event
+    isReached = true;
+    for (;;);
+  });
+  globalThis.limitedLoop = () => {
+    for (;;) harness.turnLoop();
+  };
+  let updates = 0;
+  let reports = 0;
+  updater.setErrorHandler(() => ++reports);
+  for (let timeout = 200; !isReached; timeout *= 2) {
+    assert.ok(timeout < 60_000, 'the limit comes inside the callback');
+    capture.startCapturing();
+    harness.planDeployments('failed', true);
+    updater.applyUpdate('https://example.com/app.msix');
+    ++updates;
+    harness.burst(1, 0, 0);
+    isLimited = true;
+    assert.throws(() => new vm.Script('limitedLoop()').runInThisContext({ timeout }), {
+      code: 'ERR_SCRIPT_EXECUTION_TIMEOUT',
+    });
+    isLimited = false;
+    capture.stopCapturing();
+    harness.releaseDeployments();
+    await until('the report', () => reports === updates);
+  }
+  updater.setErrorHandler(null);
+  capture.setMotionEventCallback(() => ++delivered);
+  await mainWorks();
+});
+
+test('a debugger ends one callback, and the next ones run', async (t) => {
+  const asked = new Int32Array(new SharedArrayBuffer(8));
+  const worker = new Worker(
+    `const session = new (require('node:inspector').Session)();
+    const { workerData: asked } = require('node:worker_threads');
+    session.connectToMainThread();
+    Atomics.wait(asked, 0, 0);
+    session.post('Runtime.terminateExecution');
+    Atomics.wait(asked, 1, 0); // the end of the worker may overtake the message`,
+    { eval: true, workerData: asked },
+  );
+  t.after(() => worker.terminate());
+  const ended = new Promise((resolve) => worker.on('exit', resolve));
+  const first = 1_000_000; // not a record that an earlier test has left
+  const count = 2000; // more than are delivered at once
+  let calls = 0;
+  capture.setMotionEventCallback(({ screenPoint }) => {
+    if (screenPoint.x < first || ++calls !== 1) return;
+    Atomics.store(asked, 0, 1);
+    Atomics.notify(asked, 0);
+    for (;;);
+  });
+  capture.startCapturing();
+  const before = harness.dispatched();
+  harness.burst(count, first, 0);
+  // They must all wait in the queue when the first callback runs, so the loop does not turn meanwhile.
+  for (const deadline = Date.now() + 60_000; harness.dispatched() < before + count; ) assert.ok(Date.now() < deadline);
+  await until('the other records', () => calls === count);
+  capture.stopCapturing();
+  Atomics.store(asked, 1, 1);
+  Atomics.notify(asked, 1);
+  await ended;
   capture.setMotionEventCallback(() => ++delivered);
   await mainWorks();
 });

@@ -1,28 +1,56 @@
 #include "common/v8binding/script_probe.h"
 
+#include <node.h>
+
 #include <string_view>
 
 #include "common/v8binding/v8utils.h"
 
 namespace common::js {
 
+// Empty if the engine runs no script.
+v8::MaybeLocal<v8::Function> ScriptProbe::nothing(v8::Isolate* isolate, v8::Local<v8::Context> context) {
+    if (m_nothing.IsEmpty()) {
+        v8::Local<v8::Script> script;
+        v8::Local<v8::Value> nothing;
+        if (!v8::Script::Compile(context, makeStr(isolate, std::string_view("(function () {})"))).ToLocal(&script) ||
+            !script->Run(context).ToLocal(&nothing)) {
+            return {};
+        }
+        m_nothing.Reset(isolate, nothing.As<v8::Function>());
+    }
+    return m_nothing.Get(isolate);
+}
+
 bool ScriptProbe::isRefused(v8::Local<v8::Context> context) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     const v8::TryCatch tryCatch(isolate);
     const v8::Context::Scope entered(context);
-    if (m_nothing.IsEmpty()) {
-        v8::Local<v8::Script> script;
-        v8::Local<v8::Value> nothing;
-        if (v8::Script::Compile(context, makeStr(isolate, std::string_view("(function () {})"))).ToLocal(&script) &&
-            script->Run(context).ToLocal(&nothing)) {
-            m_nothing.Reset(isolate, nothing.As<v8::Function>());
-            return false;
-        }
-    } else if (!m_nothing.Get(isolate)->Call(context, v8::Undefined(isolate), 0, nullptr).IsEmpty()) {
+    v8::Local<v8::Function> function;
+    if (nothing(isolate, context).ToLocal(&function) &&
+        !function->Call(context, v8::Undefined(isolate), 0, nullptr).IsEmpty()) {
         return false;
     }
     keepTermination(isolate, tryCatch);
-    return !tryCatch.HasTerminated();
+    return !tryCatch.HasTerminated() || isScriptRunning(isolate);
+}
+
+bool ScriptProbe::isStopped(v8::Local<v8::Context> context) {
+    v8::Isolate* const isolate = v8::Isolate::GetCurrent();
+    for (;;) {
+        const v8::TryCatch tryCatch(isolate);
+        v8::Local<v8::Function> function;
+        // The receiver inherits nothing that script could change, because Node.js enters the receiver's `domain`.
+        const v8::Local<v8::Object> receiver = v8::Object::New(isolate, v8::Null(isolate), nullptr, nullptr, 0);
+        if (nothing(isolate, context).ToLocal(&function) &&
+            !node::MakeCallback(isolate, receiver, function, 0, nullptr, node::async_context{0, 0}).IsEmpty()) {
+            return false;
+        }
+        if (!tryCatch.HasCaught()) return true;  // Node.js has not even tried
+        keepTermination(isolate, tryCatch);
+        // A termination that has hit nothing but this call may have been a stop: ask again.
+        if (!tryCatch.HasTerminated() || isScriptRunning(isolate)) return false;
+    }
 }
 
 }  // namespace common::js

@@ -33,6 +33,11 @@ class Environment {
     return native.call(this.#id, isFunction ? `(${script})(${values.map((value) => JSON.stringify(value))})` : script);
   }
 
+  // Tells it to stop: Node.js calls nothing of it back any more.
+  stop() {
+    native.stop(this.#id);
+  }
+
   // True unless it was freed before.
   free() {
     return native.free(this.#id);

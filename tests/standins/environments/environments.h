@@ -28,6 +28,9 @@ public:
     /// Calls the main script's function as part of the event that is being handled.
     v8::MaybeLocal<v8::Value> call(v8::Local<v8::Value> argument);
 
+    /// Node.js calls nothing of the environment back any more.
+    void stop() const { node::Stop(m_environment, node::StopFlags::kDoNotTerminateIsolate); }
+
 private:
     Environment(v8::Isolate* isolate, node::Environment* creator);
 

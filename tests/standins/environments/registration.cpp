@@ -74,6 +74,11 @@ void call(const FunctionCallbackInfo<Value>& info) {
     }
 }
 
+// (number): tells the environment to stop, as the host of a worker does. Script of the others goes on.
+void stop(const FunctionCallbackInfo<Value>& info) {
+    if (const Environment* const environment = find(info[0].As<v8::Uint32>()->Value())) environment->stop();
+}
+
 // (number): frees the environment. True unless it was freed before.
 void free(const FunctionCallbackInfo<Value>& info) {
     const std::uint32_t id = info[0].As<v8::Uint32>()->Value();
@@ -117,6 +122,7 @@ extern "C" NODE_MODULE_EXPORT void NODE_MODULE_INITIALIZER(v8::Local<v8::Object>
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     NODE_SET_METHOD(exports, "create", &environments::create);
     NODE_SET_METHOD(exports, "call", &environments::call);
+    NODE_SET_METHOD(exports, "stop", &environments::stop);
     NODE_SET_METHOD(exports, "free", &environments::free);
     NODE_SET_METHOD(exports, "loadInBareContext", &environments::loadInBareContext);
     node::AddEnvironmentCleanupHook(isolate, &environments::freeChildren, node::GetCurrentEnvironment(context));

@@ -61,8 +61,12 @@ public:
         m_receivers->link(m_natives, *this, object, std::move(native), false);
     }
 
-    /// See `ScriptProbe`. Call inside a handle scope.
+    /// True if script gets no event now but will later: keep the event, and signal it again. See `ScriptProbe`. Call
+    /// inside a handle scope.
     bool isScriptRefused() { return m_probe.isRefused(context()); }
+    /// True if script gets no event any more, because the environment has been told to stop: drop the event. See
+    /// `ScriptProbe`. Call inside a `DrainScope`, before each call into the engine.
+    bool isScriptStopped() { return m_probe.isStopped(context()); }
 
     /// See `AsyncHandles::make`.
     AsyncHandle makeAsyncHandle(void* owner, uv_async_cb callback) { return m_handles.make(owner, callback); }

@@ -4,21 +4,34 @@
 
 namespace common::js {
 
-/// Tells whether the engine runs script right now.
+/// Tells whether an event of the loop may run script right now.
 ///
-/// It does not while another environment on the same isolate ends: Node.js then turns the loop that they share and
+/// It may not while another environment on the same isolate ends: Node.js then turns the loop that they share and
 /// makes the engine refuse all script. Code that is called with an event at such a time must keep the event and signal
 /// itself again. Even opening a scope for a callback would do harm, because waiting promise reactions would be dropped.
+///
+/// It may not while the script that turns the loop is being ended, for example by a time limit. Then, too, the event
+/// must be kept.
+///
+/// It may not either when its own environment has been told to stop (`worker.terminate()`, `process.exit` in a worker).
+/// The engine ends the script that runs at that moment, and no other: a call that comes after it, but before the loop
+/// ends, would run, and a callback that waits for the thread that ends the worker would wait forever. Only Node.js
+/// knows about the stop, and refuses its own callbacks from the start.
 ///
 /// Script thread only. Call `reset` before the engine ends.
 class ScriptProbe {
 public:
-    /// True if `context` gets no script now but will later. False also when the thread is being terminated, because
-    /// then there is no later. Call inside a handle scope.
+    /// True if `context` gets no script now but will later. False if a termination has hit nothing but this call,
+    /// because then script may run again, or the environment is stopped. Call inside a handle scope.
     bool isRefused(v8::Local<v8::Context> context);
+    /// True if `context` gets no callback any more. Call inside a `node::CallbackScope`; without one, this would run
+    /// what `process.nextTick` has queued.
+    bool isStopped(v8::Local<v8::Context> context);
     void reset() noexcept { m_nothing.Reset(); }
 
 private:
+    v8::MaybeLocal<v8::Function> nothing(v8::Isolate* isolate, v8::Local<v8::Context> context);
+
     v8::Global<v8::Function> m_nothing;
 };
 
