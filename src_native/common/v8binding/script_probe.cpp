@@ -18,6 +18,8 @@ v8::MaybeLocal<v8::Function> ScriptProbe::nothing(v8::Isolate* isolate, v8::Loca
             return {};
         }
         m_nothing.Reset(isolate, nothing.As<v8::Function>());
+        // It inherits nothing that script could change, because Node.js enters the `domain` of a callback's receiver.
+        m_receiver.Reset(isolate, v8::Object::New(isolate, v8::Null(isolate), nullptr, nullptr, 0));
     }
     return m_nothing.Get(isolate);
 }
@@ -40,10 +42,9 @@ bool ScriptProbe::isStopped(v8::Local<v8::Context> context) {
     for (;;) {
         const v8::TryCatch tryCatch(isolate);
         v8::Local<v8::Function> function;
-        // The receiver inherits nothing that script could change, because Node.js enters the receiver's `domain`.
-        const v8::Local<v8::Object> receiver = v8::Object::New(isolate, v8::Null(isolate), nullptr, nullptr, 0);
         if (nothing(isolate, context).ToLocal(&function) &&
-            !node::MakeCallback(isolate, receiver, function, 0, nullptr, node::async_context{0, 0}).IsEmpty()) {
+            !node::MakeCallback(isolate, m_receiver.Get(isolate), function, 0, nullptr, node::async_context{0, 0})
+                 .IsEmpty()) {
             return false;
         }
         if (!tryCatch.HasCaught()) return true;  // Node.js has not even tried

@@ -27,12 +27,16 @@ public:
     /// True if `context` gets no callback any more. Call inside a `node::CallbackScope`; without one, this would run
     /// what `process.nextTick` has queued.
     bool isStopped(v8::Local<v8::Context> context);
-    void reset() noexcept { m_nothing.Reset(); }
+    void reset() noexcept {
+        m_nothing.Reset();
+        m_receiver.Reset();
+    }
 
 private:
     v8::MaybeLocal<v8::Function> nothing(v8::Isolate* isolate, v8::Local<v8::Context> context);
 
     v8::Global<v8::Function> m_nothing;
+    v8::Global<v8::Object> m_receiver;
 };
 
 }  // namespace common::js
