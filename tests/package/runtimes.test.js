@@ -85,14 +85,16 @@ test('the runs have all variants of a case between them, and each has its own tu
     turns,
     releases.map((_, index) => [`ZEB_TURN=${first + index}`]),
   );
-  const variants = (turn, stress) => {
+  const variants = (turn, stress, number = 7) => {
     const script = `const { byTurns } = require(${JSON.stringify(path.join(root, 'tests/script/support/length.js'))});
-      console.log(JSON.stringify([2, 3, 4, 5].map((size) => byTurns([...Array(size).keys()], 7))));`;
+      console.log(JSON.stringify([2, 3, 4, 5].map((size) => byTurns([...Array(size).keys()], ${number}))));`;
     const env = { ...process.env, ZEB_TURN: turn, ZEB_STRESS: stress };
     return JSON.parse(execFileSync(process.execPath, ['-e', script], { env }));
   };
   const whole = [2, 3, 4, 5].map((size) => [...Array(size).keys()]);
   assert.deepStrictEqual(variants(0, 1), whole);
+  assert.deepStrictEqual(variants(5, 0.01), [[0], [0], [0], [0]]);
+  assert.deepStrictEqual(variants(5, 0.01, 8), [[1], [1], [3], [2]]);
   const seen = [[], [], [], []];
   for (let turn = 0; turn < first + releases.length; ++turn) {
     for (const [index, some] of variants(turn, 0.5).entries()) {

@@ -180,7 +180,7 @@ const disturbances = {
 };
 
 for (const [name, disturb] of Object.entries(disturbances)) {
-  const records = (name === 'forces a garbage collection' ? 2_000 : 20_000) * Math.min(scale, 10);
+  const records = (name === 'forces a garbage collection' ? 1_000 : 20_000) * Math.min(scale, 10);
   test(`a callback ${name} while records keep coming`, HOUR, async () => {
     const capture = hardware.capturePointer();
     const { feed } = feeder(records, 1_000);
