@@ -237,7 +237,7 @@ need_room() {
     local left
     mkdir -p "$1" 2>/dev/null && [ -w "$1" ] || die "$1 cannot be made or written to" "set $3 to another folder"
     left=$(df --output=avail -BM "$1" | tail -n 1 | tr -dc 0-9)
-    [ "$left" -ge "$2" ] || die "too little disk space: $left MB are left for $1, and $2 MB may be needed" \
+    [ "${left:-$2}" -ge "$2" ] || die "too little disk space: $left MB are left for $1, and $2 MB may be needed" \
         "free some space, or set $3 to a folder on another disk"
 }
 
@@ -245,7 +245,11 @@ need_room() {
 make_part() {
     [ ! -d "$1" ] || return 0
     need_room "$ZEB_CACHE" 2000 XDG_CACHE_HOME
-    step "$2" quietly "${@:3}" || exit 1
+    step "$2" quietly make_once "$1" "${@:3}" || exit 1
+}
+make_once() {  # folder, command...: or waits until another process has made it
+    local name=${1#"$ZEB_CACHE"/}
+    mkdir -p "$ZEB_CACHE/.locks" && (flock 9 && { [ -d "$1" ] || "${@:2}" 9>&-; }) 9>>"$ZEB_CACHE/.locks/${name//\//-}"
 }
 
 fetch_wine() {
@@ -290,6 +294,15 @@ setup_windows() {  # what it takes to build and run Windows code
 setup_package() {  # what makes and checks the package
     setup_runtimes
     make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_from_npm tests/package "$ZEB_PACKAGE_TOOLS"
+}
+
+# Begins to fetch what the later lanes need while the first ones compile. What fails here, the lane that needs it tries
+# again, and reports.
+AHEAD=
+set_up_ahead() {
+    (setup_package) >/dev/null 2>&1 </dev/null &
+    AHEAD=$!
+    trap 'kill $AHEAD 2>/dev/null' EXIT
 }
 
 setup_runtimes() {  # [release...]: the same for further releases of Node.js, by default all; the headers are in the Linux package

@@ -81,9 +81,10 @@ class Machine {
     return this.start(['try', text], environment).done;
   }
 
-  // What the cache holds.
-  parts() {
-    return fs.existsSync(this.cache) ? fs.readdirSync(this.cache, { recursive: true }).sort() : [];
+  // What the cache holds, besides the locks that stay.
+  parts({ recursive = true } = {}) {
+    const all = fs.existsSync(this.cache) ? fs.readdirSync(this.cache, { recursive }) : [];
+    return all.filter((name) => !name.startsWith('.locks')).sort();
   }
 
   // The command said once what is wrong and what to do, and left nothing in the cache.
