@@ -130,6 +130,8 @@ describe('the machine', () => {
     const why = `too little disk space: 10 MB are left for ${machine.cache}, and`;
     machine.assertRefused(await machine.zeb('setup'), `${why} 200 MB may be needed`, remedy);
     machine.assertRefused(await machine.attempt(machine.nodePackage()), `${why} 2000 MB may be needed`, remedy);
+    machine.standIn('df', ''); // does not tell
+    assert.strictEqual((await machine.attempt(machine.nodePackage())).status, 0);
   });
 
   test('has a file where the cache or the build folder should be', async () => {
@@ -232,6 +234,20 @@ describe('an interruption', () => {
     await machine.attempt('install_packages() { :; }; setup_linux');
     assert.deepStrictEqual(machine.parts(), ['fetch.new', 'part']);
   });
+});
+
+test('while the first lane works, what later ones need is fetched, and no longer', async () => {
+  const { status, out } = await machine.attempt(`
+    setup_linux() { :; }
+    setup_package() { echo $BASHPID >"$MACHINE/ahead"; exec sleep 600; }
+    lane_lint() { until [ -s "$MACHINE/ahead" ]; do sleep 0.02; done; echo "1 0 0 a fetch" >>"$BUILD/totals"; }
+    LANES=lint
+    mkdir -p "$BUILD"
+    verb_test`);
+  assert.match(out, /^1 passed, 0 failed, 0 skipped$/m);
+  assert.strictEqual(status, 0);
+  const ahead = Number(fs.readFileSync(machine.path('ahead'), 'utf8'));
+  await until('its end', () => !fs.existsSync(`/proc/${ahead}`));
 });
 
 test('of two runs at the same time one fetches, and the other waits', async () => {
