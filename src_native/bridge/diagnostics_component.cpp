@@ -52,7 +52,7 @@ private:
         const v8::HandleScope handles(m_isolate);
         if (environment()->isScriptRefused()) return;
         const common::js::DrainScope scope(*environment());
-        if (!environment()->isScriptStopped()) call(level, message);
+        if (environment()->scriptState() == common::js::ScriptState::ready) call(level, message);
     }
 
     void onEnvironmentEnd() noexcept override { m_callback.reset(); }

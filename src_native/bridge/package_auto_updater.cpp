@@ -21,6 +21,7 @@ using common::SourceLocation;
 using common::diagnostics::Log;
 using common::js::AsyncHandle;
 using common::js::Environment;
+using common::js::ScriptState;
 
 // The byte 0xE9 becomes the unit 0xFFE9.
 std::wstring widenWithSign(const std::string& text) {
@@ -58,7 +59,9 @@ public:
     void abandon() noexcept { PackageUpdate::abandon(std::move(m_update)); }
 
     WindowsPackageAutoUpdater& updater() const noexcept { return m_updater; }
+    void wait() const noexcept { m_update->wait(); }
     std::optional<std::string> waitForReport() { return m_update->waitForReport(); }
+    void signalAgain() const noexcept { uv_async_send(m_completionSignal.get()); }
 
 private:
     WindowsPackageAutoUpdater& m_updater;
@@ -123,22 +126,20 @@ void WindowsPackageAutoUpdater::dispose() { m_errorHandler.reset(); }
 void WindowsPackageAutoUpdater::onUpdateSignal(uv_async_t* handle) {
     const auto* const ended = static_cast<Update*>(handle->data);
     const v8::HandleScope scope(v8::Isolate::GetCurrent());
-    WindowsPackageAutoUpdater& updater = ended->updater();
-    if (updater.environment() != nullptr && updater.environment()->isScriptRefused()) {
-        uv_async_send(handle);
-    } else {
-        updater.finish(*ended);
-    }
+    ended->updater().finish(*ended);
 }
 
 void WindowsPackageAutoUpdater::finish(const Update& ended) {
     const common::ComPtr<Component> alive(this);  // the handler may release the component
-    const auto found = std::ranges::find_if(m_updates, [&ended](const auto& update) { return update.get() == &ended; });
-    std::optional<std::string> report = (*found)->waitForReport();
-    m_updates.erase(found);
-    if (!report || !m_errorHandler || environment() == nullptr) return;
+    ended.wait();                                 // first, because script may be ended meanwhile
+    if (environment()->isScriptRefused()) return ended.signalAgain();
     const common::js::DrainScope scope(*environment());
-    if (!environment()->isScriptStopped()) (*m_errorHandler)(std::move(*report));
+    const ScriptState state = environment()->scriptState();
+    if (state == ScriptState::refused) return ended.signalAgain();
+    const auto found = std::ranges::find_if(m_updates, [&ended](const auto& update) { return update.get() == &ended; });
+    const std::optional<std::string> report = (*found)->waitForReport();
+    m_updates.erase(found);
+    if (report && m_errorHandler && state == ScriptState::ready) (*m_errorHandler)(*report);
 }
 
 }  // namespace zeb

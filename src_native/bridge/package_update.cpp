@@ -22,14 +22,14 @@ PackageUpdate::PackageUpdate(std::string packageUri, std::function<void()> ended
     if (!m_started) m_report = kNotStarted;
 }
 
-PackageUpdate::~PackageUpdate() { join(); }
+PackageUpdate::~PackageUpdate() { wait(); }
 
 std::optional<std::string> PackageUpdate::waitForReport() {
-    join();
+    wait();
     return std::move(m_report);
 }
 
-void PackageUpdate::join() noexcept {
+void PackageUpdate::wait() noexcept {
     if (!m_started || std::exchange(m_joined, true)) return;
     static_cast<void>(uv_thread_join(&m_workerThread));
 }

@@ -36,6 +36,8 @@ public:
 
     bool isStarted() const noexcept { return m_started; }
 
+    /// Waits for the worker.
+    void wait() noexcept;
     /// Waits for the worker and returns its report: what went wrong, passed to script word for word. Empty if the
     /// update was applied. The text is returned once.
     std::optional<std::string> waitForReport();
@@ -45,7 +47,6 @@ private:
 
     static void runUpdate(void* self) noexcept;
     void applyUpdate() noexcept;
-    void join() noexcept;
 
     const std::string m_packageUri;
     const std::function<void()> m_ended;

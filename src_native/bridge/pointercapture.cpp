@@ -21,6 +21,7 @@ using common::LockGuard;
 using common::SourceLocation;
 using common::diagnostics::Log;
 using common::js::Environment;
+using common::js::ScriptState;
 
 // A capture keeps the memory of its queue between drains, but not the memory of a burst that came while script was
 // busy.
@@ -209,10 +210,6 @@ bool PointerCaptureImpl::deliverTaken(Environment& environment) {
         advance(interrupted->position());
         interrupted->interrupt();
     }
-    if (environment.isScriptStopped()) {
-        forgetTaken();
-        return false;
-    }
     const std::shared_ptr<PointerDeliveries> deliveries = m_deliveries;  // a callback may end the environment
     std::unique_ptr<PointerDelivery> delivery = deliveries->take(environment.isolate());
     const bool isDelivered = deliver(*delivery);
@@ -223,6 +220,13 @@ bool PointerCaptureImpl::deliverTaken(Environment& environment) {
 bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
     while (m_next.record < m_taken.size()) {
+        const ScriptState state = environment()->scriptState();
+        if (state == ScriptState::stopped) {
+            // A loop that a callback has turned may have used up the stop. Then the worker ends when nothing keeps it.
+            ;
+            forgetTaken();
+        }
+        if (state != ScriptState::ready) return false;
         const PointerDelivery::Position from{0, m_next.isMotionDone};
         const auto records = std::span(m_taken).subspan(
             m_next.record, std::min(m_taken.size() - m_next.record, PointerDelivery::kCapacity));

@@ -317,6 +317,45 @@ test('one that was told to stop gives up what it has not delivered, and keeps no
     stays.run(() => capture.stopCapturing());
   }));
 
+test('a time limit ends script that runs the loop, also when it hits a callback of one whose script is hidden', () =>
+  ends(async () => {
+    const vm = require('node:vm');
+    const foreign = load(true);
+    foreign.run(() => {
+      capturing(() => {
+        for (;;);
+      });
+      queue(1);
+    });
+    const turnLoop = foreign.run('harness.turnLoop');
+    globalThis.loop = () => {
+      for (const deadline = Date.now() + 10000; Date.now() < deadline; ) {
+        foreign.run('1'); // would use up a termination
+        turnLoop();
+      }
+      say('not ended');
+    };
+    assert.throws(() => vm.runInThisContext('loop()', { timeout: 500 }), { code: 'ERR_SCRIPT_EXECUTION_TIMEOUT' });
+    foreign.run(() => capture.stopCapturing());
+  }));
+
+test('a log record that hidden script writes runs nothing but the log handler', () =>
+  ends(
+    async () => {
+      const foreign = load(true);
+      foreign.run(() => diagnostics.setLogHandler(say));
+      const writeLog = foreign.run('harness.writeLog');
+      await turn(0);
+      Promise.resolve().then(() => say('promise'));
+      foreign.run(() => process.nextTick(() => say('tick')));
+      writeLog(2, 'record');
+      say('script');
+      await turn(0);
+      foreign.free();
+    },
+    { stdout: 'record\nscript\npromise\ntick\n' },
+  ));
+
 test('two capture at once; the end of one does not end the other', () =>
   ends(async () => {
     const [first, second] = [load(), load()];

@@ -5,10 +5,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const vm = require('node:vm');
-const { LOAD } = require('./support/at_work');
-const { addon, file: native, harness, until } = require('./support/harness');
 const { root } = require('./support/modules');
-const { runScript } = require('./support/processes');
 
 const file = path.join(root, 'src_native', 'bridge', 'pointer_delivery.js');
 const source = fs.readFileSync(file, 'utf8');
@@ -212,25 +209,4 @@ test('a time limit that ends a callback inside a loop of script loses no event',
     await until('the rest', () => events.length >= expected.length);
     assert.deepEqual(events, expected);
   }
-});
-
-// In its own process, because the termination would hit whatever else the loop calls.
-test('a time limit that ends just before a drain ends the script that runs the loop, and loses no event', async () => {
-  const { stdout, stderr } = await runScript(
-    `Object.assign(globalThis, { require, file: ${JSON.stringify(native)} });
-    (0, eval)(${JSON.stringify(LOAD)});
-    let seen = 0;
-    capturing(() => ++seen);
-    queue(10);
-    const isTerminated = harness.isTerminated(() => {
-      harness.turnLoop(true);
-      for (const deadline = Date.now() + 10000; Date.now() < deadline; );
-    });
-    console.log(isTerminated, seen);
-    capture.stopCapturing();
-    process.on('exit', () => console.log(seen));`,
-    { prelude: false, milliseconds: 20000 },
-  );
-  assert.equal(stderr, '');
-  assert.equal(stdout, 'true 0\n10\n');
 });

@@ -75,6 +75,19 @@ const workers = {
     1,
     true,
   ],
+  'is terminated in a loop that a callback runs': [
+    `let first = true;
+    capturing(() => {
+      if (!first) return;
+      first = false;
+      require('node:fs').stat('.', () => { parentPort.postMessage('ready'); for (;;); });
+      // The loop uses up the stop of the worker.
+      for (const deadline = Date.now() + 1000; Date.now() < deadline;) harness.turnLoop();
+    });
+    setTimeout(() => queue(3000));`,
+    1,
+    true,
+  ],
   'is terminated between events': [
     `let events = 0;
     capturing(() => { if (++events === 100) parentPort.postMessage('ready'); });

@@ -34,24 +34,23 @@ bool ScriptProbe::isRefused(v8::Local<v8::Context> context) {
         return false;
     }
     keepTermination(isolate, tryCatch);
-    return !tryCatch.HasTerminated() || isScriptRunning(isolate);
+    return true;
 }
 
-bool ScriptProbe::isStopped(v8::Local<v8::Context> context) {
+ScriptState ScriptProbe::state(v8::Local<v8::Context> context) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    for (;;) {
-        const v8::TryCatch tryCatch(isolate);
-        v8::Local<v8::Function> function;
-        if (nothing(isolate, context).ToLocal(&function) &&
-            !node::MakeCallback(isolate, m_receiver.Get(isolate), function, 0, nullptr, node::async_context{0, 0})
-                 .IsEmpty()) {
-            return false;
-        }
-        if (!tryCatch.HasCaught()) return true;  // Node.js has not even tried
-        keepTermination(isolate, tryCatch);
-        // A termination that has hit nothing but this call may have been a stop: ask again.
-        if (!tryCatch.HasTerminated() || isScriptRunning(isolate)) return false;
+    const v8::TryCatch tryCatch(isolate);
+    v8::Local<v8::Function> function;
+    if (nothing(isolate, context).ToLocal(&function) &&
+        !node::MakeCallback(isolate, m_receiver.Get(isolate), function, 0, nullptr, node::async_context{0, 0})
+             .IsEmpty()) {
+        return ScriptState::ready;
     }
+    if (!tryCatch.HasCaught()) return ScriptState::stopped;  // Node.js has not even tried
+    // Also if the termination was a stop that has hit nothing but this call: the event comes again, and is dropped
+    // then.
+    keepTermination(isolate, tryCatch);
+    return ScriptState::refused;
 }
 
 }  // namespace common::js

@@ -56,7 +56,10 @@ v8::Local<v8::String> makeStr(v8::Isolate* isolate, std::u16string_view text) {
 
 bool isScriptRunning(v8::Isolate* isolate) {
     const v8::HandleScope scope(isolate);
-    return v8::StackTrace::CurrentStackTrace(isolate, 1)->GetFrameCount() > 0;
+    // The script may be another environment's, with a security token of its own.
+    const auto trace =
+        v8::StackTrace::CurrentStackTrace(isolate, 1, v8::StackTrace::kExposeFramesAcrossSecurityOrigins);
+    return trace->GetFrameCount() > 0;
 }
 
 void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {

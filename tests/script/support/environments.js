@@ -22,8 +22,8 @@ const main = (file) => `
 
 class Environment {
   #id;
-  constructor(file) {
-    this.#id = native.create(main(file));
+  constructor(file, isForeign) {
+    this.#id = native.create(main(file), isForeign);
   }
 
   // Runs a script, or a function with the environment's own globals, and returns its value. What it passes to
@@ -51,11 +51,12 @@ module.exports = {
   harness,
   probe,
 
-  create: (file = harness) => new Environment(file),
+  create: (file = harness, isForeign = false) => new Environment(file, isForeign),
 
-  // An environment that has loaded the module over the harness.
-  load() {
-    const environment = new Environment(harness);
+  // An environment that has loaded the module over the harness. If it is foreign, the engine hides its script from the
+  // others, and theirs from it.
+  load(isForeign = false) {
+    const environment = new Environment(harness, isForeign);
     environment.run(LOAD);
     return environment;
   },

@@ -26,12 +26,12 @@ Environment::~Environment() {
     node::FreeIsolateData(m_data);
 }
 
-std::unique_ptr<Environment> Environment::create(v8::Isolate* isolate, Local<v8::String> mainScript) {
+std::unique_ptr<Environment> Environment::create(v8::Isolate* isolate, Local<v8::String> mainScript, bool foreign) {
     const Local<v8::Context> current = isolate->GetCurrentContext();
     std::unique_ptr<Environment> created(new Environment(isolate, node::GetCurrentEnvironment(current)));
     const Local<v8::Context> context = node::NewContext(isolate);
     created->m_context.Reset(isolate, context);
-    context->SetSecurityToken(current->GetSecurityToken());  // the creator's script may use its objects
+    if (!foreign) context->SetSecurityToken(current->GetSecurityToken());
     const v8::Context::Scope contextScope(context);
     // An isolate has one inspector, and the process's state belongs to the first environment.
     created->m_environment =

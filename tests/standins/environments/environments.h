@@ -17,8 +17,9 @@ namespace environments {
 class Environment {
 public:
     /// Makes the environment and runs its main script, which returns the function that `call` calls. Null, with a
-    /// pending exception, if that fails.
-    static std::unique_ptr<Environment> create(v8::Isolate* isolate, v8::Local<v8::String> mainScript);
+    /// pending exception, if that fails. If it is `foreign`, its script and the creator's may not use each other's
+    /// objects.
+    static std::unique_ptr<Environment> create(v8::Isolate* isolate, v8::Local<v8::String> mainScript, bool foreign);
     ~Environment();
     Environment(const Environment&) = delete;
     Environment& operator=(const Environment&) = delete;

@@ -28,6 +28,7 @@
 #include "standins/event_log.h"
 #include "standins/package_deployment.h"
 #include "standins/synthetic_input.h"
+#include "termination.h"
 
 namespace harness {
 
@@ -146,24 +147,9 @@ void counts(const FunctionCallbackInfo<Value>& info) {
 
 // ---- the loop and the log
 
-// (terminated): runs the event loop inside script until nothing is due, as a host with a modal window does. If told so,
-// it terminates the script first, as a time limit does that ends here, and runs the loop twice: the second run would
-// use up a termination that the first has not kept.
+// Runs the event loop inside script until nothing is due, as a host with a modal window does.
 void turnLoop(const FunctionCallbackInfo<Value>& info) {
-    if (info[0]->IsTrue()) info.GetIsolate()->TerminateExecution();
-    for (int turn = info[0]->IsTrue() ? 0 : 1; turn < 2; ++turn) {
-        uv_run(node::GetCurrentEventLoop(info.GetIsolate()), UV_RUN_NOWAIT);
-    }
-}
-
-// (work): calls a function, and returns whether a termination has ended it.
-void isTerminated(const FunctionCallbackInfo<Value>& info) {
-    v8::Isolate* const isolate = info.GetIsolate();
-    const v8::TryCatch tryCatch(isolate);
-    static_cast<void>(
-        info[0].As<v8::Function>()->Call(isolate->GetCurrentContext(), v8::Undefined(isolate), 0, nullptr));
-    info.GetReturnValue().Set(tryCatch.HasTerminated());
-    isolate->CancelTerminateExecution();  // the engine also clears what the line above reads
+    uv_run(node::GetCurrentEventLoop(info.GetIsolate()), UV_RUN_NOWAIT);
 }
 
 // (level, message)
@@ -294,7 +280,6 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "counts", &counts);
     NODE_SET_METHOD(control, "turnLoop", &turnLoop);
     NODE_SET_METHOD(control, "collectAtEnd", &collectAtEnd);
-    NODE_SET_METHOD(control, "isTerminated", &isTerminated);
     NODE_SET_METHOD(control, "writeLog", &writeLog);
     NODE_SET_METHOD(control, "planDeployments", &planDeployments);
     NODE_SET_METHOD(control, "releaseDeployments", &releaseDeployments);
@@ -302,6 +287,7 @@ void addControl(v8::Isolate* isolate, v8::Local<v8::Context> context, v8::Local<
     NODE_SET_METHOD(control, "startedDeployments", &startedDeployments);
     NODE_SET_METHOD(control, "eventLogQuery", &eventLogQuery);
     NODE_SET_METHOD(control, "isEventLogClosed", &isEventLogClosed);
+    addTerminations(isolate, control);
     static_cast<void>(exports->CreateDataProperty(context, string(isolate, "harness"), control));
 }
 

@@ -64,9 +64,8 @@ public:
     /// True if script gets no event now but will later: keep the event, and signal it again. See `ScriptProbe`. Call
     /// inside a handle scope.
     bool isScriptRefused() { return m_probe.isRefused(context()); }
-    /// True if script gets no event any more, because the environment has been told to stop: drop the event. See
-    /// `ScriptProbe`. Call inside a `DrainScope`, before each call into the engine.
-    bool isScriptStopped() { return m_probe.isStopped(context()); }
+    /// Whether script may be called. See `ScriptProbe`. Call inside a `DrainScope`, before each call into the engine.
+    ScriptState scriptState() { return m_probe.state(context()); }
 
     /// See `AsyncHandles::make`.
     AsyncHandle makeAsyncHandle(void* owner, uv_async_cb callback) { return m_handles.make(owner, callback); }

@@ -4,6 +4,13 @@
 
 namespace common::js {
 
+/// What an event of the loop may do.
+enum class ScriptState {
+    ready,    ///< call script
+    refused,  ///< script may not be called now but will be later: keep the event, and signal it again
+    stopped,  ///< script may not be called any more: drop the event
+};
+
 /// Tells whether an event of the loop may run script right now.
 ///
 /// It may not while another environment on the same isolate ends: Node.js then turns the loop that they share and
@@ -21,12 +28,11 @@ namespace common::js {
 /// Script thread only. Call `reset` before the engine ends.
 class ScriptProbe {
 public:
-    /// True if `context` gets no script now but will later. False if a termination has hit nothing but this call,
-    /// because then script may run again, or the environment is stopped. Call inside a handle scope.
+    /// True if `context` gets no script now but will later. Call inside a handle scope.
     bool isRefused(v8::Local<v8::Context> context);
-    /// True if `context` gets no callback any more. Call inside a `node::CallbackScope`; without one, this would run
+    /// Whether script of `context` may be called back. Call inside a `node::CallbackScope`; without one, this would run
     /// what `process.nextTick` has queued.
-    bool isStopped(v8::Local<v8::Context> context);
+    ScriptState state(v8::Local<v8::Context> context);
     void reset() noexcept {
         m_nothing.Reset();
         m_receiver.Reset();

@@ -89,7 +89,7 @@ private:
 
 /// Runs the callbacks of one drain as the event loop runs its own: promise reactions and `process.nextTick` callbacks
 /// that they queue run when the drain ends. Opens a handle scope and enters the environment's context. Before it, ask
-/// `Environment::isScriptRefused`; inside it and before each call into the engine, `Environment::isScriptStopped`.
+/// `Environment::isScriptRefused`; inside it and before each call into the engine, `Environment::scriptState`.
 /// Script thread only.
 class DrainScope {
 public:
