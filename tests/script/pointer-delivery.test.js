@@ -5,6 +5,7 @@ const fs = require('node:fs');
 const path = require('node:path');
 const test = require('node:test');
 const vm = require('node:vm');
+const { addon, harness, until } = require('./support/harness');
 const { root } = require('./support/modules');
 
 const file = path.join(root, 'src_native', 'bridge', 'pointer_delivery.js');
