@@ -223,7 +223,7 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
         const ScriptState state = environment()->scriptState();
         if (state == ScriptState::stopped) {
             // A loop that a callback has turned may have used up the stop. Then the worker ends when nothing keeps it.
-            ;
+            common::js::setKeepsLoopRunning(m_wake, false);
             forgetTaken();
         }
         if (state != ScriptState::ready) return false;
