@@ -298,7 +298,6 @@ setup_package() {  # what makes and checks the package
 
 # Begins to fetch what the later lanes need while the first ones compile. What fails here, the lane that needs it tries
 # again, and reports.
-AHEAD=
 set_up_ahead() {
     (setup_package) >/dev/null 2>&1 </dev/null &
     AHEAD=$!
