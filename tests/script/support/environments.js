@@ -5,6 +5,7 @@
 //   page.run(() => capturing(() => {}));
 //   page.free();
 'use strict';
+const { isMainThread } = require('node:worker_threads');
 const { LOAD } = require('./at_work');
 const { buildFile } = require('./built');
 
@@ -23,7 +24,7 @@ const main = (file) => `
 class Environment {
   #id;
   constructor(file, isForeign) {
-    this.#id = native.create(main(file), isForeign);
+    this.#id = native.create(main(file), isForeign, isMainThread && !isForeign);
   }
 
   // Runs a script, or a function with the environment's own globals, and returns its value. What it passes to

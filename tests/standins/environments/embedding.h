@@ -9,7 +9,7 @@
 /// have different standard libraries, so each platform's source calls it in its own way.
 namespace environments::embedding {
 
-/// node::CreateEnvironment without arguments; null if the host has no such function.
+/// node::CreateEnvironment without arguments. Null if the host has no such function.
 node::Environment* createEnvironment(node::IsolateData* data, v8::Local<v8::Context> context,
                                      node::EnvironmentFlags::Flags flags);
 

@@ -10,10 +10,7 @@ namespace environments {
 using v8::Local;
 
 Environment::Environment(v8::Isolate* isolate, node::Environment* creator)
-    : m_isolate(isolate),
-      m_creator(creator),
-      m_loop(node::GetCurrentEventLoop(isolate)),
-      m_data(node::CreateIsolateData(isolate, m_loop, node::GetMultiIsolatePlatform(creator))) {}
+    : m_isolate(isolate), m_creator(creator), m_loop(node::GetCurrentEventLoop(isolate)) {}
 
 Environment::~Environment() {
     const v8::HandleScope scope(m_isolate);
@@ -23,23 +20,28 @@ Environment::~Environment() {
     }
     m_entry.Reset();
     m_context.Reset();
-    node::FreeIsolateData(m_data);
 }
 
-std::unique_ptr<Environment> Environment::create(v8::Isolate* isolate, Local<v8::String> mainScript, bool foreign) {
+std::unique_ptr<Environment> Environment::create(v8::Isolate* isolate, Local<v8::String> mainScript, Options options) {
     const Local<v8::Context> current = isolate->GetCurrentContext();
     std::unique_ptr<Environment> created(new Environment(isolate, node::GetCurrentEnvironment(current)));
-    const Local<v8::Context> context = node::NewContext(isolate);
-    created->m_context.Reset(isolate, context);
-    if (!foreign) context->SetSecurityToken(current->GetSecurityToken());
-    const v8::Context::Scope contextScope(context);
+    node::IsolateData* data = node::GetEnvironmentIsolateData(created->m_creator);
+    Local<v8::Context> own;
+    if (!options.fromSnapshot) {
+        data = node::CreateIsolateData(isolate, created->m_loop, node::GetMultiIsolatePlatform(created->m_creator));
+        created->m_data.reset(data);
+        own = node::NewContext(isolate);
+    }
     // An isolate has one inspector, and the process's state belongs to the first environment.
-    created->m_environment =
-        embedding::createEnvironment(created->m_data, context, node::EnvironmentFlags::kNoCreateInspector);
+    created->m_environment = embedding::createEnvironment(data, own, node::EnvironmentFlags::kNoCreateInspector);
     if (created->m_environment == nullptr) {
         isolate->ThrowError("this host makes no environments");
         return nullptr;
     }
+    const Local<v8::Context> context = node::GetMainContext(created->m_environment);
+    created->m_context.Reset(isolate, context);
+    if (!options.foreign) context->SetSecurityToken(current->GetSecurityToken());
+    const v8::Context::Scope contextScope(context);
     // The queue of promises belongs to the isolate, and the creator's script has not ended yet.
     const v8::Isolate::SuppressMicrotaskExecutionScope later(isolate);
     const v8::String::Utf8Value script(isolate, mainScript);

@@ -53,10 +53,10 @@ Environment* find(std::uint32_t id) {
     return found == all.entries.end() ? nullptr : found->environment.get();
 }
 
-// (main script, foreign): makes an environment and returns its number.
+// (main script, foreign, from a snapshot): makes an environment and returns its number.
 void create(const FunctionCallbackInfo<Value>& info) {
-    std::unique_ptr<Environment> created =
-        Environment::create(info.GetIsolate(), info[0].As<v8::String>(), info[1]->IsTrue());
+    std::unique_ptr<Environment> created = Environment::create(
+        info.GetIsolate(), info[0].As<v8::String>(), {.foreign = info[1]->IsTrue(), .fromSnapshot = info[2]->IsTrue()});
     if (created == nullptr) return;
     Registry& all = registry();
     const std::lock_guard guard(all.mutex);
