@@ -137,10 +137,15 @@ async function mainWorks() {
   capture.stopCapturing();
 }
 
+// What the process holds without a worker.
+let before;
+test.before(async () => {
+  await mainWorks();
+  before = await counts();
+});
+
 for (const [name, [script, code, terminated]] of Object.entries(workers)) {
   test(`a worker ${name}`, async () => {
-    await mainWorks();
-    const before = await counts();
     const worker = new Worker(`const { parentPort } = require('node:worker_threads');${PRELUDE}${script}`, {
       eval: true,
     });
@@ -185,7 +190,6 @@ const waiting = {
 
 for (const [name, script] of Object.entries(waiting)) {
   test(`a worker calls nothing back once it is terminated, although ${name}`, async () => {
-    const before = await counts();
     const calls = new Int32Array(new SharedArrayBuffer(4));
     const worker = new Worker(
       `const { parentPort, workerData: calls } = require('node:worker_threads');${PRELUDE}
@@ -202,7 +206,6 @@ for (const [name, script] of Object.entries(waiting)) {
 }
 
 test('many workers at once, ended in every way while they are at work', async () => {
-  const before = await counts();
   const rounds = Math.ceil(4 * scale);
   for (let round = 0; round < rounds; ++round) {
     await Promise.all(

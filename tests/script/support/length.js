@@ -16,6 +16,7 @@ function variantOf(number, count) {
 
 module.exports = {
   scale,
+  isShortest,
 
   // Which of its variants the case of this number runs in.
   byTurns: (variants, number) => (isShort ? [variants[variantOf(number, variants.length)]] : variants),
