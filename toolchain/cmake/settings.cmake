@@ -36,16 +36,17 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # was made from: debug information holds a checksum of each, so a changed comment is a change too.
 find_program(ZEB_CCACHE ccache)
 if(ZEB_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT ZEB_MSVC)
-  set(_launcher env CCACHE_DIR=${ZEB_CACHE}/objects CCACHE_DEPEND=1 CCACHE_NOHASHDIR=1)
-  if(NOT ZEB_TOOLCHAIN_DIR MATCHES " ")  # ccache would split the name
-    list(APPEND _launcher CCACHE_PREFIX=${ZEB_TOOLCHAIN_DIR}/cmake/precompiled)
-  endif()
+  set(_launcher env CCACHE_DIR=${ZEB_CACHE}/objects CCACHE_DEPEND=1 CCACHE_NOHASHDIR=1
+    CCACHE_EXTRAFILES=${ZEB_TOOLCHAIN_DIR}/cmake/precompiled)
   if(ZEB_CROSS)
     file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR}/checkout SYMBOLIC)
     file(CREATE_LINK ${ZEB_SYSROOT} ${CMAKE_BINARY_DIR}/sysroot SYMBOLIC)
     list(PREPEND _launcher ${ZEB_TOOLCHAIN_DIR}/cmake/compile ${PROJECT_SOURCE_DIR} ${ZEB_SYSROOT})
   else()
     list(APPEND _launcher CCACHE_BASEDIR=${PROJECT_SOURCE_DIR})
+    if(NOT ZEB_TOOLCHAIN_DIR MATCHES " ")  # ccache would split the name
+      list(APPEND _launcher CCACHE_PREFIX=${ZEB_TOOLCHAIN_DIR}/cmake/precompiled)
+    endif()
   endif()
   set(CMAKE_C_COMPILER_LAUNCHER ${_launcher} ${ZEB_CCACHE})
   set(CMAKE_CXX_COMPILER_LAUNCHER ${_launcher} ${ZEB_CCACHE})
