@@ -137,9 +137,9 @@ void WindowsPackageAutoUpdater::finish(const Update& ended) {
     const ScriptState state = environment()->scriptState();
     if (state == ScriptState::refused) return ended.signalAgain();
     const auto found = std::ranges::find_if(m_updates, [&ended](const auto& update) { return update.get() == &ended; });
-    const std::optional<std::string> report = (*found)->waitForReport();
+    std::optional<std::string> report = (*found)->waitForReport();
     m_updates.erase(found);
-    if (report && m_errorHandler && state == ScriptState::ready) (*m_errorHandler)(*report);
+    if (report && m_errorHandler && state == ScriptState::ready) (*m_errorHandler)(std::move(*report));
 }
 
 }  // namespace zeb

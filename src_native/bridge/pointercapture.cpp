@@ -219,14 +219,11 @@ bool PointerCaptureImpl::deliverTaken(Environment& environment) {
 
 bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    while (m_next.record < m_taken.size()) {
-        const ScriptState state = environment()->scriptState();
-        if (state == ScriptState::stopped) {
-            // A loop that a callback has turned may have used up the stop. Then the worker ends when nothing keeps it.
-            common::js::setKeepsLoopRunning(m_wake, false);
+    while (isScriptReady()) {
+        if (m_next.record >= m_taken.size()) {
             forgetTaken();
+            return true;
         }
-        if (state != ScriptState::ready) return false;
         const PointerDelivery::Position from{0, m_next.isMotionDone};
         const auto records = std::span(m_taken).subspan(
             m_next.record, std::min(m_taken.size() - m_next.record, PointerDelivery::kCapacity));
@@ -238,13 +235,29 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
         const bool ran = delivery.deliver(records, from, callbacks);
         // Null if another drain has continued meanwhile and moved m_next.
         if (std::exchange(m_delivery, nullptr) != nullptr) advance(delivery.position());
-        if (environment() == nullptr) break;
-        // A time limit, a debugger or the end of the thread has ended the callback. The next drain asks which of them
-        // it was, and delivers the rest if it may.
-        if (!ran) return false;
+        if (environment() == nullptr) {
+            forgetTaken();
+            return false;
+        }
+        if (!ran) {
+            // A time limit, a debugger or the end of the thread has ended the callback. The next drain delivers the
+            // rest, if it may.
+            static_cast<void>(isScriptReady());
+            return false;
+        }
     }
-    forgetTaken();
-    return true;
+    return false;
+}
+
+// Asked before each call and after the last, because a loop that a callback has turned may have used up the stop of a
+// worker. Then the worker ends when nothing keeps it.
+bool PointerCaptureImpl::isScriptReady() {
+    const ScriptState state = environment()->scriptState();
+    if (state == ScriptState::stopped) {
+        common::js::setKeepsLoopRunning(m_wake, false);
+        forgetTaken();
+    }
+    return state == ScriptState::ready;
 }
 
 void PointerCaptureImpl::forgetTaken() {

@@ -78,6 +78,7 @@ private:
     // stopped.
     bool deliverTaken(common::js::Environment& environment);
     bool deliver(PointerDelivery& delivery);
+    bool isScriptReady();
     void advance(PointerDelivery::Position reached) noexcept;
     void callbackReplaced() noexcept;
     void close() noexcept;

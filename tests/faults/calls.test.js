@@ -283,6 +283,28 @@ for (const [kind, what] of [
   });
 }
 
+test('no memory while a report is delivered: it is heard', {
+  skip: canFailNew ? false : 'built with a sanitizer',
+}, async () => {
+  const before = await idle();
+  const REPORT = 'longer than what a text holds without memory of its own';
+  let reports = 0;
+  updater.setErrorHandler((report) => {
+    assert.equal(report, REPORT);
+    ++reports;
+  });
+  harness.planDeployments(REPORT, true);
+  for (let place = 1, calls = place; calls >= place; ++place) {
+    operations.applyUpdate();
+    harness.releaseDeployments();
+    for (const deadline = Date.now() + 60_000; harness.counts().threads > 0; ) assert.ok(Date.now() < deadline);
+    ({ calls } = failing('operatorNew', place, 1, () => harness.turnLoop()));
+    await until('the report', () => reports === place);
+  }
+  updater.setErrorHandler(null);
+  assert.deepEqual(await idle(), before);
+});
+
 test('script is busy until its queue fills the memory: the newest records are lost, the rest comes in order', {
   skip: canFailNew ? false : 'built with a sanitizer',
 }, async () => {

@@ -317,6 +317,35 @@ test('one that was told to stop gives up what it has not delivered, and keeps no
     stays.run(() => capture.stopCapturing());
   }));
 
+test('one that was told to stop costs nothing', () =>
+  ends(async () => {
+    const { performance } = require('node:perf_hooks');
+    const page = load();
+    page.run(() => {
+      capturing(() => say('called'));
+      queue(10);
+    });
+    page.stop();
+    await turn(20);
+    const before = performance.nodeTiming.uvMetricsInfo.loopCount;
+    await turn(200);
+    const turns = performance.nodeTiming.uvMetricsInfo.loopCount - before;
+    assert.ok(turns < 100, `${turns} turns of the loop`);
+  }));
+
+test('one that is told to stop inside a callback gets no more than was handed to script at once', () =>
+  ends(async () => {
+    const page = load();
+    let events = 0;
+    page.run('(called) => void capturing(called)')(() => {
+      if (++events === 1) page.stop();
+    });
+    page.run(() => queue(3000));
+    await until('what was handed over', () => events >= 1024);
+    for (let turns = 0; turns < 20; ++turns) await turn(1);
+    assert.equal(events, 1024);
+  }));
+
 test('a time limit ends script that runs the loop, also when it hits a callback of one whose script is hidden', () =>
   ends(async () => {
     const vm = require('node:vm');

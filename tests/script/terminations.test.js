@@ -41,6 +41,50 @@ test('one that ends script which turns the loop loses no event but the one whose
     page.run(() => capture.stopCapturing());
   }));
 
+for (const entry of [0, 1]) {
+  test(`one without script below it loses no log record of a drain, at entry ${entry}`, () =>
+    ends(`async () => {
+      const page = load();
+      page.run(() => {
+        globalThis.logs = [];
+        (() =>
+          capturing(() => {
+            capture = null;
+            gc(); gc(); // the drain is the last to refer to the capture, and releases it
+            diagnostics.setLogHandler((text) => logs.push(text));
+            harness.terminateAt(${entry});
+          }))();
+        queue(1);
+      });
+      await until('the log record', () => page.run(() => logs.length > 0));
+      assert.ok(!page.run(() => harness.terminateAt(-1)), 'it has come');
+    }`));
+}
+
+// As long as it hits only a question.
+for (const entry of [0, 1, 2]) {
+  test(`one without script below it keeps the order of two captures, at entry ${entry}`, () =>
+    ends(`async () => {
+      const page = load();
+      page.run(() => {
+        globalThis.order = [];
+        const made = [0, 1].map(() => hardware.capturePointer());
+        made.forEach((each, number) => each.setMotionEventCallback(() => order.push(number)));
+        made[0].startCapturing();
+        queue(2);
+        made[0].stopCapturing();
+        made[1].startCapturing();
+        queue(2);
+        globalThis.captures = made;
+        harness.terminateInLoop(${entry});
+      });
+      await until('all events', () => page.run(() => order.length === 4));
+      assert.equal(page.run(() => order.join()), '0,0,1,1');
+      assert.ok(!page.run(() => harness.terminateAt(-1)), 'it has come');
+      page.run(() => captures[1].stopCapturing());
+    }`));
+}
+
 // The engine is asked twice, and then delivers. What is compiled for that enters it too.
 for (const entry of [0, 1, 2, 3, 4]) {
   test(`one without script below it loses no pointer record, at entry ${entry}`, () =>

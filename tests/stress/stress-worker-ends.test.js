@@ -88,6 +88,19 @@ const workers = {
     1,
     true,
   ],
+  'is terminated in a loop that its last callback runs': [
+    `let first = true;
+    capturing(() => {
+      if (!first) return;
+      first = false;
+      queue(5);
+      require('node:fs').stat('.', () => { parentPort.postMessage('ready'); for (;;); });
+      for (const deadline = Date.now() + 1000; Date.now() < deadline;) harness.turnLoop();
+    });
+    setTimeout(() => queue(5));`,
+    1,
+    true,
+  ],
   'is terminated between events': [
     `let events = 0;
     capturing(() => { if (++events === 100) parentPort.postMessage('ready'); });

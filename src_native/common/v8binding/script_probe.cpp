@@ -26,31 +26,31 @@ v8::MaybeLocal<v8::Function> ScriptProbe::nothing(v8::Isolate* isolate, v8::Loca
 
 bool ScriptProbe::isRefused(v8::Local<v8::Context> context) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    const v8::TryCatch tryCatch(isolate);
     const v8::Context::Scope entered(context);
-    v8::Local<v8::Function> function;
-    if (nothing(isolate, context).ToLocal(&function) &&
-        !function->Call(context, v8::Undefined(isolate), 0, nullptr).IsEmpty()) {
-        return false;
+    for (;;) {
+        const v8::TryCatch tryCatch(isolate);
+        v8::Local<v8::Function> function;
+        if (nothing(isolate, context).ToLocal(&function) &&
+            !function->Call(context, v8::Undefined(isolate), 0, nullptr).IsEmpty()) {
+            return false;
+        }
+        if (keepTermination(isolate, tryCatch) || !tryCatch.HasTerminated()) return true;
     }
-    keepTermination(isolate, tryCatch);
-    return true;
 }
 
 ScriptState ScriptProbe::state(v8::Local<v8::Context> context) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    const v8::TryCatch tryCatch(isolate);
-    v8::Local<v8::Function> function;
-    if (nothing(isolate, context).ToLocal(&function) &&
-        !node::MakeCallback(isolate, m_receiver.Get(isolate), function, 0, nullptr, node::async_context{0, 0})
-             .IsEmpty()) {
-        return ScriptState::ready;
+    for (;;) {
+        const v8::TryCatch tryCatch(isolate);
+        v8::Local<v8::Function> function;
+        if (nothing(isolate, context).ToLocal(&function) &&
+            !node::MakeCallback(isolate, m_receiver.Get(isolate), function, 0, nullptr, node::async_context{0, 0})
+                 .IsEmpty()) {
+            return ScriptState::ready;
+        }
+        if (!tryCatch.HasCaught()) return ScriptState::stopped;  // Node.js has not even tried
+        if (keepTermination(isolate, tryCatch) || !tryCatch.HasTerminated()) return ScriptState::refused;
     }
-    if (!tryCatch.HasCaught()) return ScriptState::stopped;  // Node.js has not even tried
-    // Also if the termination was a stop that has hit nothing but this call: the event comes again, and is dropped
-    // then.
-    keepTermination(isolate, tryCatch);
-    return ScriptState::refused;
 }
 
 }  // namespace common::js

@@ -62,9 +62,11 @@ bool isScriptRunning(v8::Isolate* isolate) {
     return trace->GetFrameCount() > 0;
 }
 
-void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
+bool keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch) {
     // If no script runs, a termination requested here would hit whatever the event loop runs next.
-    if (tryCatch.HasTerminated() && isScriptRunning(isolate)) isolate->TerminateExecution();
+    if (!tryCatch.HasTerminated() || !isScriptRunning(isolate)) return false;
+    isolate->TerminateExecution();
+    return true;
 }
 
 void setProperty(v8::Local<v8::Context> context, v8::Local<v8::Object> object, v8::Local<v8::String> name,

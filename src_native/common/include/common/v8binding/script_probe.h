@@ -18,7 +18,7 @@ enum class ScriptState {
 /// itself again. Even opening a scope for a callback would do harm, because waiting promise reactions would be dropped.
 ///
 /// It may not while the script that turns the loop is being ended, for example by a time limit. Then, too, the event
-/// must be kept.
+/// must be kept. A termination that ends nothing but the question is used up by it, and the question is asked again.
 ///
 /// It may not either when its own environment has been told to stop (`worker.terminate()`, `process.exit` in a worker).
 /// The engine ends the script that runs at that moment, and no other: a call that comes after it, but before the loop

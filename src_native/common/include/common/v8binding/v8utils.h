@@ -46,8 +46,9 @@ bool isScriptRunning(v8::Isolate* isolate);
 
 /// For native code that has called script under `tryCatch` and continues afterwards. The engine would forget a
 /// termination (of a worker, or by a time limit) at the next call into it. This terminates the script further down the
-/// stack; if there is none, the termination has already done its work. `ReThrow` needs no such help.
-void keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch);
+/// stack; if there is none, the termination has already done its work, and this returns false. `ReThrow` needs no such
+/// help.
+bool keepTermination(v8::Isolate* isolate, const v8::TryCatch& tryCatch);
 
 /// Does what `object[name] = value` does in script, with setters and proxies. An exception that script throws stays
 /// pending.
