@@ -219,11 +219,8 @@ bool PointerCaptureImpl::deliverTaken(Environment& environment) {
 
 bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
     v8::Isolate* const isolate = v8::Isolate::GetCurrent();
-    while (isScriptReady()) {
-        if (m_next.record >= m_taken.size()) {
-            forgetTaken();
-            return true;
-        }
+    while (m_next.record < m_taken.size()) {
+        if (!isScriptReady()) return false;
         const PointerDelivery::Position from{0, m_next.isMotionDone};
         const auto records = std::span(m_taken).subspan(
             m_next.record, std::min(m_taken.size() - m_next.record, PointerDelivery::kCapacity));
@@ -235,10 +232,7 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
         const bool ran = delivery.deliver(records, from, callbacks);
         // Null if another drain has continued meanwhile and moved m_next.
         if (std::exchange(m_delivery, nullptr) != nullptr) advance(delivery.position());
-        if (environment() == nullptr) {
-            forgetTaken();
-            return false;
-        }
+        if (environment() == nullptr) break;
         if (!ran) {
             // A time limit, a debugger or the end of the thread has ended the callback. The next drain delivers the
             // rest, if it may.
@@ -246,11 +240,12 @@ bool PointerCaptureImpl::deliver(PointerDelivery& delivery) {
             return false;
         }
     }
-    return false;
+    forgetTaken();
+    return true;
 }
 
-// Asked before each call and after the last, because a loop that a callback has turned may have used up the stop of a
-// worker. Then the worker ends when nothing keeps it.
+// Asked before each call, and after one that was ended: a loop that the callback has turned may have used up the stop
+// of a worker. Then the worker ends when nothing keeps it.
 bool PointerCaptureImpl::isScriptReady() {
     const ScriptState state = environment()->scriptState();
     if (state == ScriptState::stopped) {
