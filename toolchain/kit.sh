@@ -12,7 +12,7 @@ lay_out_kit() {
     rm -rf "$kit" && mkdir -p "$kit"/{native,programs,runtimes,tests/script} &&
         cp tests/kit/check.cmd tests/kit/README.md "$kit" && cp -r "$PACKAGE/content" "$kit/zebbridge" &&
         cp index.d.ts "$kit" &&  # tests hold the module against it
-        cp -r tests/kit "$kit/tests" && rm "$kit"/tests/kit/{check.cmd,README.md,CMakeLists.txt,kit.test.js} &&
+        cp -r tests/kit "$kit/tests" && rm "$kit"/tests/kit/{check.cmd,README.md,CMakeLists.txt,archive.js,{kit,rehearsal}.test.js} &&
         cp -r tests/script/support "$kit/tests/script" && mv "$kit"/tests/{kit,script}/support/x11.js &&
         cp "$built/toolchain/selftest/probe.dll" "$built/node/selftest.node" "$kit/programs" || return
     for name in $KIT_SCRIPTS; do cp "tests/script/$name.test.js" "$kit/tests/script" || return; done

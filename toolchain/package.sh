@@ -38,20 +38,8 @@ verb_package() {
     setup_package && step "build every flavour" build windows-release "${targets[@]}" && step "lay out" lay_out_package
 }
 
-# Builds the product again from a copy of the sources in another folder, without sharing objects.
-build_again() {
-    local again=$BUILD/again
-    rm -rf "$again"
-    mkdir -p "$again/sources" && tar c --exclude=.git --exclude=./build --exclude="./${BUILD#"$ROOT/"}" --exclude=node_modules . |
-        tar x -C "$again/sources" || return
-    run cmake --preset windows-release -S "$again/sources" -B "$again/build" -DZEB_FLAVOURS=desktop \
-        --log-level=WARNING >/dev/null &&
-        CCACHE_NAMESPACE=again run ninja -C "$again/build" -j "$ZEB_JOBS" "${NINJA_OPTIONS[@]}" zebbridge_desktop
-}
-
 lane_package() {
-    case ${1:-kit} in kit) verb_kit || return ;; *) verb_package || return ;; esac
+    case ${1:-kit} in kit | rehearsal) verb_kit || return ;; *) verb_package || return ;; esac
     build windows-release desktop_control_node standin_control_node || return
-    case ${1:-reproducible} in reproducible) step "build the product again, elsewhere" build_again || return ;; esac
     run_tests windows-release package "$1"
 }

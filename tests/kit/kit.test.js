@@ -1,4 +1,4 @@
-// The kit for a real Windows: its contents, the workflow that runs it there, and a rehearsal in a fresh Wine prefix.
+// The kit for a real Windows: its contents, the workflow that runs it there, and what its report says.
 'use strict';
 const assert = require('node:assert');
 const { spawnSync } = require('node:child_process');
@@ -6,23 +6,16 @@ const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
 const { test } = require('node:test');
-const { binaries, folder, manifest, releases, root } = require('../package/support/package.js');
+const { filesBelow, name, unpack } = require('./archive.js');
+const { binaries, manifest, releases, root } = require('../package/support/package.js');
 const { run } = require('../package/support/run.js');
 
-const name = `zebbridge-${manifest.version}-windows-check`;
-const archive = path.join(folder, `${name}.zip`);
 const workflow = path.join(root, '.github/workflows/windows-check.yml');
 const work = fs.mkdtempSync(path.join(os.tmpdir(), 'zeb-'));
 test.after(() => fs.rmSync(work, { recursive: true, force: true }));
 
-const filesBelow = (top) =>
-  fs
-    .readdirSync(top, { recursive: true })
-    .filter((file) => fs.statSync(path.join(top, file)).isFile())
-    .sort();
-
 test('the archive unpacks, with every binary, every Node.js and no PDB', () => {
-  const done = run('python3', ['-m', 'zipfile', '-e', archive, work]);
+  const done = unpack(work);
   assert.strictEqual(done.status, 0, done.err);
   const files = filesBelow(path.join(work, name));
   for (const { abi } of binaries) {
@@ -199,49 +192,4 @@ test('a full disk does not hide the results', () => {
   assert.match(lines.at(-2), /^The report is incomplete \(ENOSPC/);
   assert.strictEqual(lines.at(-1), '7 passed, 0 failed, 9 skipped');
   assert.strictEqual(status, 1);
-});
-
-// ---- the rehearsal --------------------------------------------------------------------------------------------------
-
-test('a rehearsal in a fresh Wine prefix', { timeout: 1_500_000 }, (t) => {
-  const kit = path.join(work, name);
-  const before = filesBelow(kit);
-  const done = run(
-    path.join(root, 'toolchain/wine/desktop'),
-    [
-      path.join(root, 'toolchain/wine/run'),
-      'cmd',
-      '/c',
-      `Z:${path.join(kit, 'check.cmd').replaceAll('/', '\\')}`,
-      '--short',
-      `${name}\\runtimes\\node${releases[0]}\\node.exe`, // from the folder above, as the workflow does it
-    ],
-    {
-      cwd: work,
-      env: {
-        ...process.env,
-        NODE_TEST_CONTEXT: undefined,
-        WINEPREFIX: path.join(work, 'prefix'),
-        ZEB_WINE_TIMEOUT: '1400',
-      },
-      timeout: 1_450_000,
-    },
-  );
-  const [report, ...more] = filesBelow(kit).filter((file) => !before.includes(file));
-  const text = report ? fs.readFileSync(path.join(kit, report), 'utf8') : '';
-  assert.strictEqual(done.status, 0, `${done.out}${done.err}${text}`);
-  const [, passed, failed, skipped] = /^(\d+) passed, (\d+) failed, (\d+) skipped\s*$/m.exec(done.out);
-  t.diagnostic(`${passed} passed, ${failed} failed, ${skipped} skipped`);
-  assert.ok(Number(passed) > 200, `${passed} passed`);
-  assert.deepStrictEqual(more, []);
-  assert.strictEqual(report, `${name}.txt`);
-  assert.ok(text.includes(`${passed} passed, ${failed} failed, ${skipped} skipped`));
-  assert.match(text, new RegExp(`module version ${process.versions.modules}`));
-  for (const line of text.split('\r\n').filter((each) => /^ *skipped /.test(each)))
-    assert.match(line, /: \S/, 'a reason');
-  assert.ok(!text.includes(work), 'a path of this machine');
-
-  const users = path.join(work, 'prefix/drive_c/users');
-  const left = fs.readdirSync(users, { recursive: true }).filter((file) => /zeb/i.test(file));
-  assert.deepStrictEqual(left, [], 'nothing is left behind');
 });

@@ -3,11 +3,35 @@
 const assert = require('node:assert');
 const fs = require('node:fs');
 const path = require('node:path');
-const { test } = require('node:test');
+const { before, test } = require('node:test');
+const { root } = require('./support/package.js');
+const { run } = require('./support/run.js');
 
-// The lane has built the product a second time, from a copy of the sources in another folder.
+// The product a second time: from a copy of the sources in another folder, without sharing objects.
+const builds = path.resolve(process.env.ZEB_BUILD, '..');
+const again = path.join(builds, 'again');
 const first = path.join(process.env.ZEB_BUILD, 'desktop');
-const second = path.join(process.env.ZEB_BUILD, '../again/build/desktop');
+const second = path.join(again, 'build/desktop');
+
+before(() => {
+  const sources = path.join(again, 'sources');
+  fs.rmSync(again, { recursive: true, force: true });
+  const left = [builds, ...['.git', 'build', 'node_modules'].map((name) => path.join(root, name))];
+  for (const name of fs.readdirSync(root).filter((each) => !left.includes(path.join(root, each))))
+    fs.cpSync(path.join(root, name), path.join(sources, name), {
+      recursive: true,
+      filter: (from) => !left.includes(from) && path.basename(from) !== 'node_modules',
+    });
+  const options = { timeout: 1_400_000, env: { ...process.env, CCACHE_NAMESPACE: 'again' } };
+  const build = path.join(again, 'build');
+  for (const [command, ...args] of [
+    ['cmake', '--preset', 'windows-release', '-S', sources, '-B', build, '-DZEB_FLAVOURS=desktop'],
+    ['ninja', '-C', build, '-j', process.env.ZEB_JOBS, 'zebbridge_desktop'],
+  ]) {
+    const { status, out, err } = run(command, args, options);
+    assert.strictEqual(status, 0, `${command}: ${out}${err}`);
+  }
+});
 
 for (const name of ['zebbridge.node', 'zebbridge.pdb']) {
   test(`${name} is the same, byte for byte`, () => {
