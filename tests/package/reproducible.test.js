@@ -2,12 +2,14 @@
 
 const assert = require('node:assert');
 const fs = require('node:fs');
+const os = require('node:os');
 const path = require('node:path');
 const { before, test } = require('node:test');
-const { root } = require('./support/package.js');
+const { binaries, root } = require('./support/package.js');
 const { run } = require('./support/run.js');
 
-// The product a second time: from a copy of the sources in another folder, without sharing objects.
+// The product a second time: from a copy of the sources in another folder and with another name for the sysroot, as on
+// another machine, without sharing objects.
 const builds = path.resolve(process.env.ZEB_BUILD, '..');
 const again = path.join(builds, 'again');
 const first = path.join(process.env.ZEB_BUILD, 'desktop');
@@ -22,10 +24,22 @@ before(() => {
       recursive: true,
       filter: (from) => !left.includes(from) && path.basename(from) !== 'node_modules',
     });
+  const sysroot = path.join(again, 'sysroot');
+  fs.symlinkSync(process.env.ZEB_SYSROOT, sysroot);
   const options = { timeout: 1_400_000, env: { ...process.env, CCACHE_NAMESPACE: 'again' } };
   const build = path.join(again, 'build');
   for (const [command, ...args] of [
-    ['cmake', '--preset', 'windows-release', '-S', sources, '-B', build, '-DZEB_FLAVOURS=desktop'],
+    [
+      'cmake',
+      '--preset',
+      'windows-release',
+      '-S',
+      sources,
+      '-B',
+      build,
+      '-DZEB_FLAVOURS=desktop',
+      `-DZEB_SYSROOT=${sysroot}`,
+    ],
     ['ninja', '-C', build, '-j', process.env.ZEB_JOBS, 'zebbridge_desktop'],
   ]) {
     const { status, out, err } = run(command, args, options);
@@ -38,5 +52,17 @@ for (const name of ['zebbridge.node', 'zebbridge.pdb']) {
     const [one, other] = [first, second].map((folder) => fs.readFileSync(path.join(folder, name)));
     const difference = one.findIndex((byte, index) => byte !== other[index]);
     assert.ok(one.equals(other), `${one.length} and ${other.length} bytes, different from ${difference} on`);
+  });
+}
+
+for (const { name, image, pdb } of binaries) {
+  test(`${name}: neither the binary nor the PDB tells where it was built`, () => {
+    const folders = [root, builds, process.env.ZEB_CACHE, os.homedir()].filter((folder) => folder.length > 1);
+    for (const file of [image, pdb]) {
+      for (const encoding of ['latin1', 'utf16le']) {
+        const text = fs.readFileSync(file).toString(encoding).replaceAll('\\', '/');
+        for (const folder of folders) assert.ok(!text.includes(`${folder}/`), `${folder} in ${file}`);
+      }
+    }
   });
 }
