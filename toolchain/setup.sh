@@ -296,10 +296,10 @@ setup_package() {  # what makes and checks the package
     make_part "$ZEB_PACKAGE_TOOLS" "fetch the package's tools" fetch_from_npm tests/package "$ZEB_PACKAGE_TOOLS"
 }
 
-# Begins to fetch what the later lanes need while the first ones compile. What fails here, the lane that needs it tries
-# again, and reports.
+# Begins to fetch what the later lanes need while the first ones compile, and says so. What fails here, the lane that
+# needs it tries again, and reports.
 set_up_ahead() {
-    (setup_package) >/dev/null 2>&1 </dev/null &
+    (setup_package) > >(exec sed -u 's/^-- /-- meanwhile: /') 2>/dev/null </dev/null &
     AHEAD=$!
     trap 'kill $AHEAD 2>/dev/null' EXIT
 }

@@ -56,12 +56,14 @@ test("module version and flags come from the header set's configuration", () => 
   ]);
 });
 
-for (const [variable, macro] of [
+for (const [variable, macro, value = 1] of [
   ['v8_enable_direct_local', 'V8_ENABLE_DIRECT_LOCAL'],
   ['v8_enable_map_packing', 'V8_MAP_PACKING'],
+  ['v8_array_buffer_internal_field_count', 'V8_ARRAY_BUFFER_INTERNAL_FIELD_COUNT', 2],
+  ['v8_promise_internal_field_count', 'V8_PROMISE_INTERNAL_FIELD_COUNT', 2],
 ]) {
   test(`a header set with a flag that the module does not know is refused: ${variable}`, () => {
-    const { status, text } = read(headerSet(variable, { node_module_version: 123, [variable]: 1 }));
+    const { status, text } = read(headerSet(variable, { node_module_version: 123, [variable]: value }));
     assert.notStrictEqual(status, 0);
     assert.match(
       text,

@@ -52,6 +52,25 @@ test('the table of what ran where says what the lane "script" does', () => {
   }
 });
 
+test('the table of what ran where has no more than the lanes do', () => {
+  const expected = {
+    '`script`': ["loaded and refused, with the version's own error", ...releases.map(() => 'every script test')],
+    '`asan`, `tsan`': ['', 'with sanitizers', '', ''],
+    '`engine`': ['every native script test', '', '', ''],
+    '`windows`, `toolchain`': ['', 'one add-on', '', ''],
+    '`package`': ['yes', 'yes', 'yes', 'yes'],
+    '': ['no', 'no', 'no', 'no'], // on a real Windows: nobody has done that yet
+  };
+  assert.deepStrictEqual(Object.fromEntries(rows.map(([, lanes, ...ran]) => [lanes, ran])), expected);
+  const addons = listed(process.env.ZEB_BUILD, 'toolchain').filter(({ command }) =>
+    command.some((each) => /node\.exe$/.test(each)),
+  );
+  assert.deepStrictEqual(
+    addons.map(({ name }) => name),
+    ['toolchain-addon'],
+  );
+});
+
 // The native ones are those that see no X server under Wine either.
 const NATIVE_LANES = [
   ['asan', 'linux-asan', `linux-node-${releases[0]}`, `Node.js ${releases[0]}`, 'with sanitizers'],

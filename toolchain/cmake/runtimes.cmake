@@ -110,7 +110,11 @@ function(zeb_add_flavour_library target)
   _zeb_belongs_to(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PUBLIC zeb_headers_${arg_FLAVOUR} ${arg_LIBS})
-  # V8 marks what it deprecates, so that a use in the product is a warning and therefore an error.
+  _zeb_warn_of_deprecation(${target})
+endfunction()
+
+# V8 marks what it deprecates, so that a use is a warning and therefore an error.
+function(_zeb_warn_of_deprecation target)
   target_compile_definitions(${target} PRIVATE V8_DEPRECATION_WARNINGS V8_IMMINENT_DEPRECATION_WARNINGS)
 endfunction()
 
@@ -124,6 +128,7 @@ function(zeb_add_node_addon target)
     set(arg_OUTPUT_NAME ${target})
   endif()
   add_library(${target} MODULE ${arg_SOURCES})
+  _zeb_warn_of_deprecation(${target})
   _zeb_belongs_to(${target} ${arg_FLAVOUR})
   zeb_target_defaults(${target})
   target_link_libraries(${target} PRIVATE zeb_headers_${arg_FLAVOUR} ${arg_LIBS})

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <array>
+#include <cstring>
 #include <future>
 #include <stdexcept>
 #include <thread>
@@ -14,6 +16,7 @@ extern "C" __declspec(dllexport) double zebSelftestJoin(double first, double sec
     return first * 1000 + second * 100 + third * 10 + fourth;
 }
 extern "C" __declspec(dllimport) double zebSelftestOfHost(double, double, double, double);
+extern "C" void __delayLoadHelper2();  // what the linker's thunks call
 
 // Replaces the C runtime's function, which returns none when it has no memory.
 static bool namesAreRefused = false;
@@ -56,6 +59,12 @@ TEST(Program, LanguageAndLibrary) { expectAll(allChecks()); }
 TEST(Program, FloatingPointArgumentsSurviveTheFirstCallOfADelayLoadedFunction) {
     EXPECT_EQ(zebSelftestOfHost(1, 2, 3, 4), 1234);
     EXPECT_EQ(zebSelftestOfHost(5, 6, 7, 8), 5678);
+}
+
+// The test above notices nothing as long as the compiler has no use for the home space of what the helper calls.
+TEST(Program, TheHelperThatBindsDelayLoadedFunctionsMakesHomeSpace) {
+    constexpr std::array<unsigned char, 4> frame{0x48, 0x83, 0xec, 0x28};  // sub rsp, 40
+    EXPECT_EQ(std::memcmp(reinterpret_cast<const void*>(&__delayLoadHelper2), frame.data(), frame.size()), 0);
 }
 
 TEST(Program, ATypeHasANameWithoutMemoryToo) {

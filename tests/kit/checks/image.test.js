@@ -84,7 +84,9 @@ function policiesOf(processId) {
 }
 
 test('the guards of this runtime, as the system enforces them', GUARD, (t) => {
-  note(t, 'this process', policiesOf(process.pid));
+  const policies = policiesOf(process.pid);
+  note(t, 'this process', policies);
+  assert.match(policies['control-flow guard'], /^0x/);
 });
 
 // Control-flow guard does not protect the runtime. It does protect one of the toolchain's own programs, which runs its

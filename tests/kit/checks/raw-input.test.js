@@ -20,7 +20,8 @@ const settled = () => allArrived(recorder);
 test.before(async () => {
   try {
     await desktop.openWindow();
-  } catch {
+  } catch (error) {
+    assert.match(error.message, /^the test window is in front: not within /);
     unavailable = 'no window comes to the front here: a locked screen, or a session without a user';
     return;
   }
@@ -220,12 +221,12 @@ inputCheck('a thousand starts and stops leave no handle', async (t) => {
 });
 
 inputCheck('a capture that waits needs no processor time', async (t) => {
-  const milliseconds = short ? 500 : 5000;
+  const milliseconds = short ? 1000 : 5000;
   const cpu = process.cpuUsage();
   await turn(milliseconds);
   const { user, system } = process.cpuUsage(cpu);
   note(t, `processor time in ${milliseconds} ms`, `${(user + system) / 1000} ms`);
-  assert.ok((user + system) / 1000 < milliseconds / 5);
+  assert.ok((user + system) / 1000 < 100, 'a few ticks of the system clock, which are 16 ms');
 });
 
 test('capture objects that nobody keeps leave no memory', (t) => {
@@ -243,7 +244,9 @@ test('capture objects that nobody keeps leave no memory', (t) => {
     `memory after 5 rounds of ${count} objects`,
     `${(after.rss - rss) >> 10} KB more in the process, ${(after.heapUsed - heapUsed) >> 10} KB in the engine's heap`,
   );
-  assert.ok(after.rss - rss < 64 << 20);
+  // Less than an object needs: 17 bytes of each in the long run.
+  assert.ok(after.heapUsed - heapUsed < 4 << 20);
+  assert.ok(after.rss - rss < 32 << 20);
 });
 
 test('no button is left down', () => {

@@ -36,6 +36,7 @@ struct Missing {
 };
 Missing g_missing;
 bool g_cannotReport;
+bool g_isTableLocked;
 
 template <typename T>
 T* at(ULONGLONG offset) {
@@ -68,7 +69,10 @@ void bind(const IMAGE_DELAYLOAD_DESCRIPTOR& descriptor) {
     SIZE_T count = 0;
     while (entries[count].u1.AddressOfData != 0) ++count;
     DWORD before = 0;  // Microsoft's linker makes the table read-only from the start
-    if (VirtualProtect(slots, count * sizeof *slots, PAGE_READWRITE, &before) == FALSE) return;
+    if (VirtualProtect(slots, count * sizeof *slots, PAGE_READWRITE, &before) == FALSE) {
+        g_isTableLocked = true;
+        return;
+    }
     for (SIZE_T i = 0; i != count; ++i) {
         const char* const name = &at<IMAGE_IMPORT_BY_NAME>(entries[i].u1.AddressOfData)->Name[0];
         if (const FARPROC function = module != nullptr ? GetProcAddress(module, name) : nullptr) {
@@ -93,7 +97,9 @@ std::string fileName(HMODULE module) {
     return std::string(full.substr(full.find_last_of('\\') + 1));
 }
 
-std::string textOf(const Missing& missing) {
+std::string failureText() {
+    const Missing& missing = g_missing;
+    if (missing.name == nullptr) return "The system does not let zebbridge change the table of its imports";
     return missing.module != nullptr ? fileName(missing.module) + " has no " + missing.name + ", which zebbridge needs"
                                      : std::string(missing.library) + " cannot be loaded, which zebbridge needs";
 }
@@ -102,8 +108,8 @@ std::string textOf(const Missing& missing) {
 // loaded first, which is not possible then.
 int bindHost() {
     bindIf(&isHost);
-    if (!g_cannotReport) return 0;
-    const std::string text = textOf(g_missing) + '\n';
+    if (!g_cannotReport && !g_isTableLocked) return 0;
+    const std::string text = failureText() + '\n';
     DWORD written = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
     OutputDebugStringA(text.c_str());
@@ -112,9 +118,8 @@ int bindHost() {
 
 std::string bindOthers() {
     bindIf([](const IMAGE_DELAYLOAD_DESCRIPTOR& descriptor) { return !isHost(descriptor); });
-    if (g_missing.name != nullptr) return textOf(g_missing);
-    zebProtectDelayLoaded();
-    return {};
+    const bool isComplete = g_missing.name == nullptr && !g_isTableLocked;
+    return isComplete && zebProtectDelayLoaded() ? std::string() : failureText();
 }
 
 }  // namespace
