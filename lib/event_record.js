@@ -42,7 +42,7 @@ function eventRecord(xml) {
   return {
     time: Number.isNaN(time.getTime()) ? null : time,
     id: Number(textOf(child(system, 'EventID'))),
-    level: level === '' ? '' : (LEVELS[level] ?? level),
+    level: LEVELS[level] ?? level,
     provider: child(system, 'Provider')?.getAttribute('Name') ?? '',
     text:
       message ||

@@ -101,7 +101,7 @@ public:
     template <std::size_t Count>
     void addUnknown(const Flag (&flags)[Count]) {
         for (const Flag& flag : flags) append(m_compiled, flag.name, flag.on);
-        m_found += m_found.empty() ? "others" : ", others";
+        m_found += "others";  // the first of all differences
     }
     std::string text() const {
         return "this zebbridge was compiled for an engine with " + m_compiled + ", and this program's has " + m_found;

@@ -176,6 +176,44 @@ test('a check whose output cannot be read fails, and the next ones run', () => {
   assert.strictEqual(lines.at(-1), '6 passed, 1 failed, 9 skipped');
 });
 
+test('a check that ends before its last test fails', () => {
+  const { lines, text } = check({ image: 'process.exit(0);' });
+  assert.match(text, /image\.test\.js ended with 0x0 before its last check/);
+  assert.strictEqual(lines.at(-1), '6 passed, 1 failed, 9 skipped');
+});
+
+test('a check whose tests pass fails if its process does', () => {
+  const { lines, text } = check({ image: `process.on('exit', () => { process.exitCode = 7; });` });
+  assert.match(text, /image\.test\.js ended with 0x7 \(0 ms\)/);
+  assert.strictEqual(lines.at(-1), '7 passed, 1 failed, 9 skipped');
+});
+
+test('a check that never ends is ended, and fails', () => {
+  const preload = `const real = setTimeout;
+    globalThis.setTimeout = (work, ms, ...rest) => real(work, ms === 300_000 ? 2000 : ms, ...rest);`;
+  const image = 'setInterval(() => {}, 1000); return new Promise(() => {});';
+  const { lines, text } = check({ image }, { preload });
+  assert.match(text, /ended after 300 s/);
+  assert.strictEqual(lines.at(-1), '6 passed, 1 failed, 9 skipped');
+});
+
+test('suites are no checks; notes, reasons and nested tests are in the report', () => {
+  const image = `});
+    const { describe, test } = require('node:test');
+    describe('a suite', () => {
+      test('inside', (t) => t.diagnostic('a note'));
+      test('left out', { skip: 'a reason' }, () => {});
+    });
+    test('outer', async (t) => { await t.test('inner', () => { throw Error('once'); }); });
+    test('last', () => {`;
+  const { lines, text } = check({ image });
+  assert.match(text, /passed {2}inside \(\d+ ms\)\r\n {6}a note\r\n/);
+  assert.match(text, /skipped {2}left out: a reason\r\n/);
+  assert.strictEqual(text.match(/Error: once/g).length, 1);
+  assert.ok(lines.some((line) => line.includes('failed: inner')));
+  assert.strictEqual(lines.at(-1), '9 passed, 1 failed, 10 skipped');
+});
+
 test('what ends the run early is in the report, after the results', () => {
   const buttons = `exports.buttonsSwapped = () => { exports.buttonsSwapped = () => { throw Error('no desktop'); }; };`;
   const { status, lines, text, temporary } = check({}, { buttons });

@@ -2,6 +2,7 @@
 // the system's DLLs. Whatever does not fit becomes an Error, and the process continues.
 'use strict';
 const assert = require('node:assert/strict');
+const { spawnSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const { describe, test } = require('node:test');
@@ -76,6 +77,23 @@ describe('functions', () => {
       }
     }
     assert.equal(refused, NEEDED_TO_REPORT.length);
+  });
+
+  test('of several, the first is named; one that it takes to report is enough to refuse', async () => {
+    const { functions } = imports.find(({ dll }) => dll === 'node.exe');
+    const isNeeded = (name) => NEEDED_TO_REPORT.some((pattern) => pattern.test(name));
+    const lacking = (file, names) =>
+      names.reduce(
+        (bytes, name) => fs.readFileSync(changed(folder, file, name, `${name.slice(0, -1)}~`, bytes)),
+        module127,
+      ) && path.join(folder, file);
+    const others = functions.filter((name) => !isNeeded(name));
+    const needed = functions.find(isNeeded);
+    assert.ok(functions.indexOf(needed) < functions.indexOf(others.at(-1)));
+    const files = [lacking('two.node', [others[0], others.at(-1)]), lacking('needed.node', [needed, others.at(-1)])];
+    const { results } = await load(files);
+    assert.equal(results[0].message, `${host} has no ${others[0].slice(0, -1)}~, which zebbridge needs`);
+    assert.equal(results[1].code, 'ERR_DLOPEN_FAILED');
   });
 
   test('each that a DLL of the system lacks is named too', async () => {
@@ -168,6 +186,32 @@ describe('a DLL of the system', () => {
     const expected = path.join(process.env.SystemRoot, 'system32', 'wevtapi.dll');
     assert.deepEqual(stdout.toLowerCase().split('\n'), ['', expected.toLowerCase(), ''], stderr);
   });
+
+  test('nor from the folder of the program', () => {
+    const folder = temporaryFolder();
+    const program = path.join(folder, 'node.exe');
+    fs.copyFileSync(process.execPath, program);
+    fs.copyFileSync(buildFile('system32', 'wevtapi.dll'), path.join(folder, 'wevtapi.dll'));
+    const script = `
+      const { loadedFrom } = require(${JSON.stringify(buildFile('node', 'standin-control.node'))});
+      require(${JSON.stringify(file)});
+      console.log(loadedFrom('wevtapi.dll'));`;
+    const { stdout, stderr } = spawnSync(program, ['-e', script], { encoding: 'utf8' });
+    const expected = path.join(process.env.SystemRoot, 'system32', 'wevtapi.dll');
+    assert.equal(stdout.trim().toLowerCase(), expected.toLowerCase(), stderr);
+  });
+});
+
+test('an engine in a DLL of the process changes nothing where the program has one', async () => {
+  const { stdout, stderr } = await runScript(
+    `
+    const { loadStandin } = require(${JSON.stringify(buildFile('node', 'standin-control.node'))});
+    const library = ${JSON.stringify(path.join(process.env.ZEB_BUILD, 'libnode.dll'))};
+    loadStandin(library);
+    console.log(typeof require(${JSON.stringify(file)}).hardware.getButtonState(0));`,
+    { prelude: false },
+  );
+  assert.equal(stdout, 'boolean\n', stderr);
 });
 
 test('the module is at work here', () => {

@@ -198,6 +198,26 @@ test('a capture that cannot be begun again is an error of every stream, and stop
   ]);
 });
 
+test('it is an error of the listeners too where a loop over the events rejects', async () => {
+  const native = new Error('no memory');
+  let starts = 0;
+  const capture = {
+    startCapturing() {
+      if (++starts > 1) throw native;
+    },
+    stopCapturing() {},
+    setMotionEventCallback() {},
+    setButtonsEventCallback() {},
+  };
+  const hardware = { capturePointer: () => capture, getButtonState() {} };
+  const { PointerStream: Stream } = packageOver({ hardware, windows: {}, msix_auto_updater: {} }).pointer;
+  const heard = [];
+  const stream = new Stream().on('error', (error) => heard.push(error)).start();
+  await assert.rejects(stream.events().next(), native);
+  await until('the error', () => heard.length === 1);
+  assert.deepEqual(heard, [native]);
+});
+
 test('without a listener for errors it is uncaught', async () => {
   const { status, stderr } = await runScript(
     `

@@ -188,6 +188,27 @@ test('a stream started in a listener has the next event', async () => {
   assert.deepEqual(events, [[2, 0]]);
 });
 
+test('a stream that starts while another one delivers hears what comes from then on', async () => {
+  const [first, second] = [newStream(), newStream()];
+  const [early, late] = [record(first), record(second)];
+  first.start();
+  push(motion(1, 0));
+  await until('the first event', () => early.length === 1);
+  second.start();
+  push(motion(2, 0));
+  await until('the second event', () => early.length === 2);
+  assert.deepEqual(late, [[2, 0]]);
+});
+
+test('a listener that was added past the class is called', async () => {
+  const stream = newStream();
+  const seen = [];
+  EventEmitter.prototype.on.call(stream, 'motion', ({ offset }) => seen.push(offset.x));
+  stream.start();
+  push(motion(3, 0));
+  await until('the event', () => seen.length === 1);
+});
+
 test('events come in a loop that a listener runs', async () => {
   const stream = newStream();
   const order = [];

@@ -155,11 +155,12 @@ describe('applyUpdate', () => {
   });
 
   test('wrong options are named', async () => {
-    for (const signal of [null, 1, 'text', {}])
+    for (const signal of [null, 1, 'text', {}, { aborted: false }])
       await assert.rejects(applyUpdate(uri, { signal }), wrongOption('signal'));
     await assert.rejects(applyUpdate(uri, { schemes: 'https' }), wrongOption('schemes'));
     await assert.rejects(applyUpdate(uri, { force: true }), wrongOption('force'));
-    for (const options of [null, 1, 'text']) await assert.rejects(applyUpdate(uri, options), { name: 'TypeError' });
+    for (const options of [null, 1, 'text'])
+      await assert.rejects(applyUpdate(uri, options), { name: 'TypeError', code: 'ERR_INVALID_ARG_TYPE' });
   });
 
   test('the rest of an async function keeps its context', async () => {
@@ -207,6 +208,14 @@ describe('applyUpdate', () => {
       addon.shutdown();
       applyUpdate(uri).catch(({ name, message }) => console.log(name, message));`);
     assert.equal(stdout, 'TypeError Illegal invocation: shutdown() has released this object\n');
+  });
+
+  test('and so does every later one', async () => {
+    const { stdout } = await child(`
+      addon.shutdown();
+      const say = ({ message }) => console.log(message);
+      applyUpdate(uri).catch(say).then(() => applyUpdate(uri)).catch(say);`);
+    assert.equal(stdout, 'Illegal invocation: shutdown() has released this object\n'.repeat(2));
   });
 });
 

@@ -100,6 +100,19 @@ describe('updateErrors', () => {
     assert.deepEqual(empty, { time: null, id: 0, level: '', provider: '', text: '', data: {}, xml: '<Event/>' });
   });
 
+  test('a warning after an error does not mend the record', async () => {
+    const [{ id }] = await read(['<Event><System><EventID>5</EventID></System>&unknown;<a b=1/></Event>']);
+    assert.equal(id, 0);
+  });
+
+  test('white space, other elements and a time without a value are no fields', async () => {
+    const xml =
+      `<Event><System><Level> 2 </Level><TimeCreated/></System><EventData><Data Name='a'>1</Data><Binary>0F</Binary>` +
+      '</EventData>\n<UserData>\n  <EventXML>\n    <Error>5</Error>\n  </EventXML>\n</UserData></Event>';
+    const [{ data, level, time }] = await read([xml]);
+    assert.deepEqual({ data, level, time }, { data: { a: '1', Error: '5' }, level: 'error', time: null });
+  });
+
   test('nothing is taken from elsewhere, and no entity grows', async () => {
     const bomb =
       '<!DOCTYPE Event [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;"><!ENTITY e SYSTEM "file:///C:/x">]>' +
@@ -178,7 +191,8 @@ describe('updateErrors', () => {
     await assert.rejects(updateErrors({ query: '*', since: 0 }), wrongOption('since'));
     await assert.rejects(updateErrors({ query: '*', levels: ['error'] }), wrongOption('levels'));
     await assert.rejects(updateErrors({ query: '<QueryList/>', channel: 'Application' }), wrongOption('channel'));
-    for (const options of [null, 1, 'text']) await assert.rejects(updateErrors(options), { name: 'TypeError' });
+    for (const options of [null, 1, 'text'])
+      await assert.rejects(updateErrors(options), { name: 'TypeError', code: 'ERR_INVALID_ARG_TYPE' });
   });
 
   test('what the event log refuses rejects, with its text', async () => {
@@ -215,6 +229,13 @@ describe('updateErrors', () => {
     );
   });
 
+  test('several that nobody waits for keep the process', async () => {
+    const { stdout } = await child(`
+      harness.planEventLog(Array.from({ length: 3000 }, (_, id) => '<Event><System><EventID>' + id + '</EventID></System></Event>'));
+      for (const which of [1, 2, 3]) updateErrors().then(() => console.log(which));`);
+    assert.equal(stdout, '1\n2\n3\n');
+  });
+
   test('the log handler stays', async () => {
     const { stdout } = await child(`
       harness.planEventLog([]);
@@ -232,6 +253,25 @@ describe('updateErrors', () => {
       const second = updateErrors().then(console.log, ({ message }) => console.log(message));
       Promise.all([first, second]).then(() => updateErrors()).then(console.log);`);
     assert.match(stdout, /^(The thread that reads the event log ended with [01]\.\n){2}\[\]\n$/);
+  });
+
+  test('an error of the thread is the reason', async () => {
+    const { stdout } = await child(`
+      harness.planEventLog([]);
+      process.once('worker', (worker) => {
+        worker.emit('error', new Error('thrown there'));
+        worker.terminate();
+      });
+      updateErrors().catch(({ message }) => console.log(message));`);
+    assert.equal(stdout, 'thrown there\n');
+  });
+
+  test('a first call after shutdown() rejects', async () => {
+    const { stdout } = await child(`
+      harness.planEventLog([]);
+      addon.shutdown();
+      updateErrors().then(() => console.log('read'), ({ message }) => console.log(message));`);
+    assert.equal(stdout, 'Illegal invocation: shutdown() has released this object\n');
   });
 
   test('after shutdown() it rejects', async () => {

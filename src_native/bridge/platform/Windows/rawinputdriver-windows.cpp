@@ -96,7 +96,7 @@ public:
         UINT size = 0;
         GetRawInputData(handle, RID_INPUT, nullptr, &size, sizeof(RAWINPUTHEADER));
         if (size > m_capacity && !grow(size)) return nullptr;
-        if (size < sizeof(RAWINPUTHEADER)) return nullptr;
+        if (size < sizeof(RAWINPUTHEADER) + sizeof(RAWMOUSE)) return nullptr;
         if (GetRawInputData(handle, RID_INPUT, m_buffer.get(), &size, sizeof(RAWINPUTHEADER)) != size) return nullptr;
         const auto* const report = static_cast<const RAWINPUT*>(m_buffer.get());
         return report->header.dwType == RIM_TYPEMOUSE ? &report->data.mouse : nullptr;
