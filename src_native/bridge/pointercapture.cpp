@@ -91,7 +91,6 @@ void PointerCaptureImpl::onEnvironmentEnd() noexcept {
 
 void PointerCaptureImpl::close() noexcept {
     m_isClosed = true;
-    interruptDelivery();  // a callback may run the loop that ends its environment
     if (m_driver) {
         m_driver->releasePointerCapture();
         m_driver.reset();
@@ -103,16 +102,16 @@ void PointerCaptureImpl::close() noexcept {
 void PointerCaptureImpl::setButtonsEventCallback(std::unique_ptr<ButtonsCallback> callback) {
     const LockGuard guard(m_lock);
     m_buttonsCallback = std::move(callback);
-    interruptDelivery();
+    callbackReplaced();
 }
 
 void PointerCaptureImpl::setMotionEventCallback(std::unique_ptr<MotionCallback> callback) {
     const LockGuard guard(m_lock);
     m_motionCallback = std::move(callback);
-    interruptDelivery();
+    callbackReplaced();
 }
 
-void PointerCaptureImpl::interruptDelivery() noexcept {
+void PointerCaptureImpl::callbackReplaced() noexcept {
     if (m_delivery != nullptr) m_delivery->interrupt();
 }
 

@@ -80,7 +80,7 @@ private:
     bool deliver(PointerDelivery& delivery);
     bool isScriptReady();
     void advance(PointerDelivery::Position reached) noexcept;
-    void interruptDelivery() noexcept;  // after the callback that runs, what is left waits
+    void callbackReplaced() noexcept;
     void close() noexcept;
 
     common::ComPtr<RawInputDriver> m_driver;

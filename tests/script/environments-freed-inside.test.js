@@ -229,50 +229,6 @@ for (const [number, [name, site]] of Object.entries(insideItsMethod).entries()) 
     }`));
 }
 
-// The loop that a callback runs is that of the whole thread, so one of its events may end the callback's environment.
-const insideItsLoop = {
-  'a motion callback': ['capturing(turning); queue(100);', 1],
-  'a buttons callback': ['capturing(null, turning); queue(100, 0, 1);', 1],
-  'a motion callback inside another': ['capturing(turning); queue(100);', 2],
-  'a buttons callback inside a motion callback': ['capturing(turning, turning); queue(100, 0, 1);', 2],
-};
-
-for (const [name, [site, deepest]] of Object.entries(insideItsLoop)) {
-  test(`one is freed in the loop that ${name} of its own runs`, () =>
-    ends(`async () => {
-      const stays = load();
-      const before = held(stays);
-      const goes = load();
-      const globals = goes.run('globalThis');
-      let calls = 0;
-      let isBack = false;
-      globals.called = () => ++calls;
-      globals.back = () => { isBack = true; };
-      globals.freeSoon = () => {
-        setTimeout(() => goes.free(), 0);
-        for (const from = Date.now(); Date.now() < from + 3;);
-      };
-      goes.run(\`
-        const { turnLoop } = harness;
-        globalThis.turning = () => {
-          const call = called();
-          if (call > ${deepest}) setTimeout(() => {}, 0); // ends the process
-          if (call < ${deepest}) queue(10, 0, 1);
-          if (call === ${deepest}) freeSoon();
-          if (call <= ${deepest}) turnLoop();
-          if (call === 1) back();
-        };
-        ${site}\`);
-      await until('the return from the first callback', () => isBack);
-      assert.equal(calls, ${deepest});
-      assert.equal(goes.free(), false, 'it has been freed');
-      for (const name of ['called', 'back', 'freeSoon']) globals[name] = null;
-      await collected();
-      assert.deepEqual(held(stays), before);
-      assert.equal(stays.run(() => hardware.getButtonState(1)), true);
-    }`));
-}
-
 test('one is freed while it loads the module', () =>
   ends(async () => {
     const stays = load();
