@@ -177,6 +177,21 @@ describe('the machine', () => {
     );
   });
 
+  test('does not let bubblewrap work', async () => {
+    machine.standIn('bwrap', 'echo "bwrap: not permitted" >&2; exit 1');
+    const refused = async (text, ...sentences) => machine.assertRefused(await machine.attempt(text), ...sentences);
+    await refused(
+      'ZEB_WINE_ROOT=$ZEB_CACHE/wine; check_wine',
+      'bubblewrap cannot run Wine here: bwrap: not permitted',
+      'allow user namespaces or, in a container, let root mount (CAP_SYS_ADMIN); Debian 13 needs neither',
+    );
+    await refused(
+      'check_bubblewrap',
+      'bubblewrap cannot run an engine here: bwrap: not permitted',
+      'it needs root, or user namespaces: sysctl kernel.unprivileged_userns_clone=1',
+    );
+  });
+
   test('cannot build or lay out a part', async () => {
     for (const [part, why, remedy] of [
       ['"$ZEB_SYSROOT" x build_sysroot', 'the sysroot could not be built', 'the compiler says why, above'],

@@ -191,9 +191,9 @@ TEST_F(ReadReportTest, reportsThatAreNotReadInFullAreSkipped) {
     EXPECT_THAT(system.callsOf("GetCursorPos"), IsEmpty());
 }
 
-TEST_F(ReadReportTest, reportsWithoutASizeAreSkipped) {
+TEST_F(ReadReportTest, reportsThatAreShorterThanAMousesAreSkipped) {
     capture();
-    for (const UINT size : {0u, 1u, 23u}) {
+    for (const UINT size : {0u, 1u, 23u, 24u, kMouseSize - 1}) {
         User32::Report report = reportOfSize(size);
         report.sizeSaid = size;
         system.addReport(std::move(report));
