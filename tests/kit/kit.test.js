@@ -84,7 +84,12 @@ test('the workflow runs what the kit has', () => {
 // temporary }, with the lines on the screen, the report's text, and the paths below the temporary folder.
 function check(
   scripts = {},
-  { before = () => {}, preload = '', buttons = 'exports.buttonsSwapped = () => false;' } = {},
+  {
+    before = () => {},
+    preload = '',
+    buttons = 'exports.buttonsSwapped = () => false;',
+    runtime = process.execPath,
+  } = {},
 ) {
   const kit = fs.mkdtempSync(path.join(work, 'kit-'));
   const write = (file, text) => {
@@ -108,11 +113,16 @@ function check(
   before(report);
   const done = spawnSync(
     process.execPath,
-    ['--require', './preload.js', path.join(kit, 'tests/kit/check.js'), process.execPath],
+    ['--require', './preload.js', path.join(kit, 'tests/kit/check.js'), runtime],
     {
       cwd: kit,
       encoding: 'utf8',
-      env: { ...process.env, NODE_TEST_CONTEXT: undefined, TMPDIR: path.join(kit, 'temporary') },
+      env: {
+        ...process.env,
+        NODE_TEST_CONTEXT: undefined,
+        NODE_OPTIONS: '--no-warnings',
+        TMPDIR: path.join(kit, 'temporary'),
+      },
       timeout: 120_000,
     },
   );
@@ -212,6 +222,29 @@ test('suites are no checks; notes, reasons and nested tests are in the report', 
   assert.strictEqual(text.match(/Error: once/g).length, 1);
   assert.ok(lines.some((line) => line.includes('failed: inner')));
   assert.strictEqual(lines.at(-1), '9 passed, 1 failed, 10 skipped');
+});
+
+test('a program that is not Node.js fails', () => {
+  const { status, lines } = check({}, { runtime: '/bin/false' });
+  assert.match(lines.join('\n'), /\/bin\/false does not run as Node\.js/);
+  assert.strictEqual(lines.at(-1), '0 passed, 1 failed, 0 skipped');
+  assert.strictEqual(status, 1);
+});
+
+test("options for the user's own Node.js do not reach the checks", () => {
+  const { lines } = check({ image: `require('assert').equal(process.env.NODE_OPTIONS, undefined);` });
+  assert.strictEqual(lines.at(-1), '7 passed, 0 failed, 9 skipped');
+});
+
+test('buttons that are swapped are not during the checks, and are again afterwards', () => {
+  const buttons = `let swapped = true;
+    exports.buttonsSwapped = () => swapped;
+    exports.swapButtons = (wanted) => { swapped = wanted; console.log('swapped:', wanted); };`;
+  const { lines } = check({}, { buttons });
+  assert.deepStrictEqual(
+    lines.filter((line) => line.startsWith('swapped')),
+    ['swapped: false', 'swapped: true'],
+  );
 });
 
 test('what ends the run early is in the report, after the results', () => {
