@@ -132,6 +132,13 @@ describe('the machine', () => {
     machine.assertRefused(await machine.attempt(machine.nodePackage()), `${why} 2000 MB may be needed`, remedy);
     machine.standIn('df', ''); // does not tell
     assert.strictEqual((await machine.attempt(machine.nodePackage())).status, 0);
+    fs.rmSync(machine.cache, { recursive: true });
+    machine.standIn('df', 'echo Avail; echo 3000M');
+    machine.assertRefused(
+      await machine.attempt('setup_linux() { :; }; verb_test'), // all lanes
+      `too little disk space: 3000 MB are left for ${machine.path('build')}, and 3999 MB may be needed`,
+      'free some space, or set ZEB_BUILD_DIR to a folder on another disk',
+    );
   });
 
   test('has a file where the cache or the build folder should be', async () => {
