@@ -134,7 +134,7 @@ describe('the machine', () => {
     assert.strictEqual((await machine.attempt(machine.nodePackage())).status, 0);
     fs.rmSync(machine.cache, { recursive: true });
     machine.standIn('df', 'echo Avail; echo 3000M');
-    machine.standIn('du', 'echo 500 there'); // of 4,000
+    machine.standIn('du', 'printf "500\tthere\n"'); // of 4,000
     machine.assertRefused(
       await machine.attempt('setup_linux() { :; }; verb_test'), // all lanes
       `too little disk space: 3000 MB are left for ${machine.path('build')}, and 3500 MB may be needed`,
