@@ -299,7 +299,8 @@ setup_package() {  # what makes and checks the package
 # Begins to fetch what the later lanes need while the first ones compile, and says so. What fails here, the lane that
 # needs it tries again, and reports.
 set_up_ahead() {
-    (setup_package) > >(exec sed -u 's/^-- /-- meanwhile: /') 2>/dev/null </dev/null &
+    # Redirected inside, because otherwise what it starts would keep a copy of the pipe, and so the caller's output open.
+    (exec > >(exec sed -u 's/^-- /-- meanwhile: /') 2>/dev/null </dev/null; setup_package) &
     AHEAD=$!
     trap 'kill $AHEAD 2>/dev/null' EXIT
 }

@@ -273,6 +273,19 @@ test('while the first lane works, what later ones need is fetched, and no longer
   await until('its end', () => !fs.existsSync(`/proc/${ahead}`));
 });
 
+test('the run does not wait for a fetch that goes on', async () => {
+  const { out } = await machine.attempt(`
+    setup_linux() { :; }
+    setup_package() { (echo $BASHPID >"$MACHINE/ahead"; exec sleep 600) >/dev/null 2>&1; }
+    lane_lint() { until [ -s "$MACHINE/ahead" ]; do sleep 0.02; done; echo "1 0 0 a fetch" >>"$BUILD/totals"; }
+    LANES=lint
+    mkdir -p "$BUILD"
+    verb_test`);
+  assert.match(out, /^1 passed, 0 failed, 0 skipped$/m);
+  const ahead = Number(fs.readFileSync(machine.path('ahead'), 'utf8'));
+  assert.ok(fs.existsSync(`/proc/${ahead}`), 'the output ended before it');
+});
+
 test('of two runs at the same time one fetches, and the other waits', async () => {
   const text = machine.nodePackage();
   machine.standIn(
