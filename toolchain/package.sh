@@ -39,6 +39,7 @@ verb_package() {
 }
 
 lane_package() {
+    need_room "${TMPDIR:-/tmp}" 2000 TMPDIR  # two tests unpack the kit at the same time, one with a prefix of its own
     case ${1:-kit} in kit | rehearsal) verb_kit || return ;; *) verb_package || return ;; esac
     build windows-release desktop_control_node standin_control_node || return
     run_tests windows-release package "$1"

@@ -53,13 +53,14 @@ test('the table of what ran where says what the lane "script" does', () => {
 });
 
 test('the table of what ran where has no more than the lanes do', () => {
+  const further = releases.slice(1).map(() => '');
   const expected = {
     '`script`': ["loaded and refused, with the version's own error", ...releases.map(() => 'every script test')],
-    '`asan`, `tsan`': ['', 'with sanitizers', '', ''],
-    '`engine`': ['every native script test', '', '', ''],
-    '`windows`, `toolchain`': ['', 'one add-on', '', ''],
-    '`package`': ['yes', 'yes', 'yes', 'yes'],
-    '': ['no', 'no', 'no', 'no'], // on a real Windows: nobody has done that yet
+    '`asan`, `tsan`': ['', 'with sanitizers', ...further],
+    '`engine`': ['every native script test', '', ...further],
+    '`windows`, `toolchain`': ['', 'one add-on', ...further],
+    '`package`': binaries.map(() => 'yes'),
+    '': binaries.map(() => 'no'), // on a real Windows: nobody has done that yet
   };
   assert.deepStrictEqual(Object.fromEntries(rows.map(([, lanes, ...ran]) => [lanes, ran])), expected);
   const addons = listed(process.env.ZEB_BUILD, 'toolchain').filter(({ command }) =>

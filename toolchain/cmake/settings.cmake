@@ -31,14 +31,17 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
-# All build folders share objects, and so do all checkouts, because paths below the checkout count as relative. A new
-# sysroot with the same headers finds the objects too. In depend mode an object is found by the content of every file it
-# was made from: debug information holds a checksum of each, so a changed comment is a change too.
+# Compile and link commands name these two folders through links, so that neither their names nor those of the build
+# folder and the cache reach objects, PDBs and images.
 if(ZEB_CROSS)
   file(CREATE_LINK ${PROJECT_SOURCE_DIR} ${CMAKE_BINARY_DIR}/checkout SYMBOLIC)
   file(CREATE_LINK ${ZEB_SYSROOT} ${CMAKE_BINARY_DIR}/sysroot SYMBOLIC)
   set(CMAKE_CXX_LINKER_LAUNCHER ${ZEB_TOOLCHAIN_DIR}/cmake/link ${PROJECT_SOURCE_DIR} ${ZEB_SYSROOT})
 endif()
+
+# All build folders share objects, and so do all checkouts, because paths below the checkout count as relative. A new
+# sysroot with the same headers finds the objects too. In depend mode an object is found by the content of every file it
+# was made from: debug information holds a checksum of each, so a changed comment is a change too.
 find_program(ZEB_CCACHE ccache)
 if(ZEB_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER AND NOT ZEB_MSVC)
   set(_launcher env CCACHE_DIR=${ZEB_CACHE}/objects CCACHE_DEPEND=1 CCACHE_NOHASHDIR=1

@@ -244,9 +244,8 @@ test('capture objects that nobody keeps leave no memory', (t) => {
     `memory after 5 rounds of ${count} objects`,
     `${(after.rss - rss) >> 10} KB more in the process, ${(after.heapUsed - heapUsed) >> 10} KB in the engine's heap`,
   );
-  // Less than an object needs: 17 bytes of each in the long run.
-  assert.ok(after.heapUsed - heapUsed < 4 << 20);
-  assert.ok(after.rss - rss < 32 << 20);
+  assert.ok(after.heapUsed - heapUsed < 4 << 20, 'in the long run, 17 bytes for each object');
+  assert.ok(after.rss - rss < 64 << 20, 'the process also keeps what the engine has freed');
 });
 
 test('no button is left down', () => {
