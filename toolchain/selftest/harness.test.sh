@@ -20,6 +20,10 @@ output=$(ZEB_WINE_TIMEOUT=2 "$run" ping -n 60 127.0.0.1 2>&1 >/dev/null)
 check "a program that takes too long" 124 $?
 check "and is told about" "run: ended after 2 s: ping -n 60 127.0.0.1" "${output%%$'\n'*}"
 check "with what its threads do" yes "$(grep -Eq '^  [0-9]+ start.exe [A-Z] .*: ' <<<"$output" && echo yes || echo no)"
+check "none of one that has ended" "[] []" "$(cd "$(dirname "$run")" && python3 -B -c '
+import pathlib, stacks
+gone = pathlib.Path("/proc/0")
+print(stacks.stack(gone, []), stacks.threads(gone))' 2>&1)"
 check "without waiting for it" yes "$([ $((SECONDS - start)) -lt 30 ] && echo yes || echo no)"
 
 check "a program that is not there fails" yes "$("$run" no-such-program.exe >/dev/null 2>&1 && echo no || echo yes)"

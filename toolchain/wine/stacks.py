@@ -52,10 +52,10 @@ def words(thread, address):
 
 
 def stack(thread, ranges):
-    registers = read(thread / 'syscall').split()
-    if len(registers) < 3:
+    registers = re.search(r' 0x(\w+) 0x(\w+)$', read(thread / 'syscall'))
+    if not registers:  # it runs, or has ended
         return []
-    top, current = (int(each, 16) for each in registers[-2:])
+    top, current = (int(each, 16) for each in registers.groups())
     content = words(thread, top)
     places = [named(word, ranges) for word in (current, *content)]
     outer = []
@@ -66,6 +66,13 @@ def stack(thread, ranges):
             if any(outer):
                 break
     return shown(places)[:10 if any(outer) else SHOWN] + shown(outer)[:SHOWN]
+
+
+def threads(process):
+    try:
+        return [process / 'task' / name for name in sorted(os.listdir(process / 'task'), key=int)]
+    except OSError:  # it has ended
+        return []
 
 
 def shown(places):
@@ -84,7 +91,7 @@ def main():
         if command.startswith('C:\\windows\\system32\\') or not any(name == 'ntdll.dll' for _, _, name, _ in ranges):
             continue  # one of Wine's own programs, or a script
         print(f'{process.name}: {command[-300:]}')
-        for thread in sorted((process / 'task').glob('*'), key=lambda path: int(path.name)):
+        for thread in threads(process):
             state = re.search(r'^State:\s+(\S)', read(thread / 'status'), re.M)
             print(f'  {thread.name} {read(thread / "comm")} {state[1] if state else "?"} {read(thread / "wchan")}: '
                   f'{" ".join(stack(thread, ranges))}')
